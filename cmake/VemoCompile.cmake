@@ -1,0 +1,24 @@
+# Compile settings that every target of the tree shares.
+
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wformat=2
+    -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wcast-qual)
+if(VEMO_WARNINGS_AS_ERRORS)
+    add_compile_options(-Werror)
+endif()
+# 64-bit file offsets also where the C library's default is 32 bits.
+add_compile_definitions(_FILE_OFFSET_BITS=64)
+
+if(VEMO_SANITIZE)
+    add_compile_options(-fsanitize=${VEMO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${VEMO_SANITIZE})
+endif()

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "Log.h"
+
+/// How the engine writes to the platform's log: module 24, the calling class's name as tag, three levels.
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+inline constexpr int kLogModule = 24;
+
+// The device's log has its own names for the levels; their numbers are what is agreed.
+inline constexpr auto kLogError = static_cast<Log::log_level>(-2);
+inline constexpr auto kLogInfo = static_cast<Log::log_level>(0);
+inline constexpr auto kLogTrace = static_cast<Log::log_level>(1);
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb
+
+/// Logs under the tag kLogTag of the including source file. The arguments are a printf format and its values.
+#define FILEDB_LOG(level, ...) \
+    ::Kalt::Vemo::Log::Log::log(__FILE__, __LINE__, kLogModule, kLogTag, level, __VA_ARGS__)

@@ -1,0 +1,156 @@
+#pragma once
+
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "IDatabase.h"
+
+class Tokenizer;
+
+namespace Kalt::Vemo::Platform::Thread {
+class RecursiveMutex;
+}
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+class FileResultTable;
+class FileUtils;
+class Journal;
+class TableMetaData;
+namespace SqlText {
+struct Insert;
+struct Select;
+}  // namespace SqlText
+
+/// A database kept in plain text files: one directory, one file for each table, one journal.
+///
+/// `IDatabase` tells what each call does and who may call it when. Lifetime: the object may go at any time
+/// that no call is under way; its destructor calls `deinit`. An open transaction is then left as a crash
+/// would leave it, and the next `init` drops it.
+///
+/// What an application should know beyond `IDatabase`:
+/// - Keywords are upper case, and a condition's words are set apart by blanks: `WHERE a = 1`.
+/// - `executeUpdate` gives 0 also for statements that failed while they ran. Read the log.
+/// - A value must not hold "~" or a line feed, and a stored line must fit in 1023 bytes; the engine stores
+/// what
+///   it is given, and such a record does not read back as written.
+///
+/// docs/sql.md describes the statements, docs/file-format.md the files.
+class VEMO_DATABASE_EXPORT FileDatabase : public IDatabase {
+public:
+    FileDatabase();
+    ~FileDatabase() override;
+    FileDatabase(const FileDatabase&) = delete;
+    FileDatabase& operator=(const FileDatabase&) = delete;
+
+    bool init(const std::string& path) override;
+    bool deinit() override;
+    bool beginTransaction() override;
+    bool commitTransaction() override;
+    bool rollbackTransaction() override;
+    std::int64_t getLastInsertRowid() override;
+    IResultTable* executeQuery(const char* sql, ...) override;
+    int executeUpdate(const char* sql, ...) override;
+
+private:
+    using Values = std::vector<std::string>;
+
+    /// A table that was touched: what was done to it, and the working copy that holds its new text.
+    struct PendingTable;
+
+    /// One assignment of a SET list, ready to be stored.
+    struct NewValue {
+        std::size_t column;
+        std::string value;
+    };
+
+    /// What a select list asks for. Every "*" stands for the first `starWidth` columns.
+    struct Selection {
+        struct Item {
+            bool isStar;
+            std::size_t column;
+        };
+        std::vector<Item> items;
+        std::size_t starWidth = 0;
+    };
+
+    // Statement intake.
+    int runUpdate(const std::string& sql, va_list arguments);
+    int dispatch(const std::string& statement, const Values& values);
+    int dispatchAlter(Tokenizer& words);
+    void createTableIfMissing(Tokenizer& words);
+    static void populateValueVec(const std::string& sql, va_list arguments, Values& values);
+    static std::string checkRemoveSemiColon(const std::string& statement);
+    static std::string validateValuePlaceHolder(const std::string& holder, const Values& values,
+                                                unsigned int index);
+    static bool checkForStar(const std::string& text);
+
+    // One handler for each statement: 0 (ALTER: 1) on success, -1 on failure, which is logged.
+    int createTable(const std::string& tableName, const std::string& remainder);
+    int dropTable(const std::string& tableName, const std::string& remainder);
+    int alterTable(const std::string& tableName, const std::string& columnName, const std::string& type);
+    int insertTable(const std::string& tableName, const std::string& sql, const Values& values);
+    int updateTable(const std::string& tableName, const std::string& sql, const Values& values);
+    int deleteTable(const std::string& tableName, const std::string& sql, const Values& values);
+    int runHandler(const char* name, const std::function<int()>& handler);
+
+    // Steps of the handlers.
+    std::string existingTable(const char* handler, const std::string& tableName);
+    static void addColumn(const char* handler, TableMetaData& metaData, std::vector<std::string>& words);
+    static std::vector<std::string> newRecord(TableMetaData& metaData, const SqlText::Insert& insert,
+                                              const Values& values);
+    static std::int64_t getROWID(std::string_view records, const std::vector<std::string_view>& last,
+                                 int tableSize, std::size_t rowidColPos, int& newRowPos);
+    static void checkPrimaryKey(TableMetaData& metaData, std::string_view records,
+                                const std::vector<std::string>& record);
+    static std::vector<NewValue> parseSetList(TableMetaData& metaData, const std::vector<std::string>& pieces,
+                                              const Values& values);
+    static std::vector<std::vector<std::string>> keyedRecords(const TableMetaData& metaData,
+                                                              std::string_view records);
+
+    // Queries.
+    IResultTable* runQuery(const std::string& sql, va_list arguments);
+    std::unique_ptr<FileResultTable> selectRows(const std::string& statement, const SqlText::Select& select,
+                                                const Values& values);
+    static Selection parseSelection(TableMetaData& metaData, const std::vector<std::string>& pieces,
+                                    FileResultTable& result);
+
+    // Table files and transactions.
+    std::string fileNameOf(const std::string& tableName, const char* suffix) const;
+    std::string getTableCurrentFile(const std::string& tableName);
+    static void requireWhole(const std::string& tableName, const PendingTable& pending);
+    std::FILE* getBackupFileName(signed char operation, const std::string& tableName);
+    void dropWorkingCopy(const std::string& tableName, const std::string& backupName, PendingTable& pending);
+    void changeTable(signed char operation, const std::string& tableName, std::string text);
+    bool endTransaction(const char* name, const char* refusal, void (FileDatabase::*end)());
+    void commitBackupData();
+    void copyOver(const std::string& tableName, PendingTable& pending);
+    void finishTornTables();
+    void cleanUpBackupData();
+    void discardWorkingCopy();
+    void lock();
+    void unlock();
+
+    bool autoCommit_ = true;
+    bool transactionActive_ = false;
+    std::int64_t lastInsertRowid_ = 0;
+    bool currentFileIsBackup_ = false;  // whether the table looked up last has a working copy
+    /// The tables touched in the open transaction, or by the running statement; mirrors the journal's lines.
+    std::map<std::string, std::unique_ptr<PendingTable>> pendingTables_;
+    std::string directory_;
+    std::string journalPath_;
+    std::unique_ptr<Journal> journal_;
+    FileUtils* fileUtils_ = nullptr;  // keeps no state: the null handle is passed on to each table's metadata
+    std::unique_ptr<Platform::Thread::RecursiveMutex> mutex_;
+    /// From the state line "1" until the copy-over is complete: a working copy may be all that is whole.
+    bool copyingOver_ = false;
+};
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdio>
+#include <functional>
+#include <string>
+
+#include "FileUtils.h"
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+/// What a statement did to a table, as the journal and the table's working copy record it.
+enum Operation : signed char {
+    kInsertOperation = 1,
+    kDeleteOperation = 2,
+    kUpdateOperation = 3,
+    kCreateOperation = 4,
+    kDropOperation = 5
+};
+
+/// The journal "master_rollback": which tables have working copies, and whether a copy-over is under way.
+///
+///     0\n             state line: 0 at rest, 1 while working copies are copied over tables
+///     \x01~accounts\n one line a table: the operation's code as one raw byte, then the table's name
+///     5~orders\n      a table that was changed and then dropped: the digit 5 overwrote the raw byte
+///
+/// Every change is with the operating system when the call returns. Threads: calls come under the database's
+/// lock. Throws: DatabaseException; a call that needs an open journal and has none raises the writer's seek
+/// error.
+class Journal {
+public:
+    /// Opens the journal at `path`, made when missing, in place of the one that is open.
+    void open(const std::string& path);
+
+    void close();
+    bool isOpen() const { return stream_ != nullptr; }
+
+    /// Reads the journal and reports the tables whose lines count, in the journal's order.
+    ///
+    /// @return whether the journal holds any line
+    bool read(const std::function<void(signed char operation, const std::string& table)>& report);
+
+    /// Appends a table's line. On failure the journal is cut back to what it was.
+    void appendTable(signed char operation, const std::string& table);
+
+    /// Overwrites the first byte of the table's line with the digit 5.
+    void markDropped(const std::string& table);
+
+    /// Overwrites the state line.
+    void writeState(bool copying);
+
+    /// Leaves the one line "0". The file at `path` is made anew when that name no longer leads to the open
+    /// stream.
+    void reset(const std::string& path);
+
+private:
+    FILE* requireStream() const;
+
+    StreamHandle stream_ = ownStream(nullptr);
+    FileIdentity identity_;
+    bool appends_ = false;  // opened with "a+": every write lands at the end
+};
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb

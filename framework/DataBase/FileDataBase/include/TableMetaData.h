@@ -1,0 +1,112 @@
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+class FileUtils;
+
+/// The name of the hidden last column of a table without a single INTEGER primary key.
+inline constexpr const char* kRowIdColumn = "ROWID";
+
+/// The word that stands for a missing value, in statements and in files.
+inline constexpr const char* kNullWord = "NULL";
+
+/// What a column's flag number is made of.
+enum ColumnFlag : long { kIntegerFlag = 1, kRealFlag = 2, kTextFlag = 4, kTypeMask = 7, kNotNullFlag = 256 };
+
+/// A table's definition: its columns, their flag numbers and its primary key.
+///
+/// It reads and writes the three metadata lines of a table file, is built up from the definitions of a CREATE
+/// TABLE statement, and checks values against the columns before they are stored.
+///
+/// Threads: an object belongs to one statement. Throws: DatabaseException, where a function says so; the
+/// object is then to be discarded, because a definition may have been taken in halfway.
+///
+///     TableMetaData metaData(nullptr);
+///     metaData.readTableMetaData(stream);
+///     metaData.checkColumnNullnessTypeCor(values, 0);
+class TableMetaData {
+public:
+    /// @param fileUtils may be null, because FileUtils keeps no state
+    explicit TableMetaData(FileUtils* fileUtils);
+    virtual ~TableMetaData();
+
+    /// Reads the three metadata lines from the stream's position.
+    ///
+    /// @return isAliasPrimaryKey()
+    /// Throws: the read error of FileUtils; "Column %s not found in Table Definition" for a key that names no
+    /// column.
+    bool readTableMetaData(FILE* stream);
+
+    /// Appends the three metadata lines to the stream. Throws: the seek error of FileUtils.
+    void writeTableMetaData(FILE* stream);
+
+    /// The three metadata lines.
+    std::string text() const;
+
+    /// Whether the primary key is one INTEGER column, which then stands in for the ROWID.
+    /// Throws: as readTableMetaData.
+    bool isAliasPrimaryKey();
+
+    void appendColumnName(const std::string& name);
+
+    /// Adds a column with this name and flag number, without any check.
+    void appendColumn(const std::string& name, long flag);
+
+    /// Takes in one column definition: appends the flag number, and the name to the key for PRIMARY KEY. The
+    /// caller appends the column's name.
+    ///
+    /// @param words the definition's words: name, type, and nothing more, or PRIMARY KEY, or NOT NULL
+    /// Throws: "Un-Supported Data Type for column %s", "More than one Primary Key for column Definition",
+    /// "Un-Supported option for column %s".
+    void checkColumnConstraint(std::vector<std::string>& words, std::string& columnName);
+
+    /// Takes in a table constraint, which may reach over several of the comma-separated pieces.
+    ///
+    /// @param words the words of the piece at `index`
+    /// @param items all pieces of the definition list
+    /// @param index moved past the pieces of the constraint; unchanged when the result is false
+    /// @return false when the piece is no table constraint
+    /// Throws: "More than one Primary Key for Table", "No closing bracket for Primary Key of Table", "Primary
+    /// Key Constraint is wrong for Table", "Un-Supported Constraint for Table", and the errors of a column's
+    /// name.
+    bool checkTableConstraint(std::vector<std::string>& words, std::vector<std::string>& items,
+                              unsigned int& index);
+
+    /// Checks `values[column]` against the definition of the column at that position and puts it into its
+    /// stored form: quoted text, unsigned decimal digits, or a float with six significant digits.
+    ///
+    /// Throws: "DB Error: NULL Value is not allowed", "DB Error: data type mismatch for float", "DB Error:
+    /// data type mismatch for Integer"; "DB Error: More values than columns in Table Definition" past the
+    /// last column; "DB Error: Record has fewer fields than Table Definition" for a column that the file
+    /// gives no flag number.
+    void checkColumnNullnessTypeCor(std::vector<std::string>& values, unsigned int column);
+
+    /// The flag number of the column at `column`.
+    /// Throws: "DB Error: Record has fewer fields than Table Definition" when the file gives it none.
+    long flagOf(std::size_t column) const;
+
+    /// Number of columns that a client sees: all but the hidden ROWID.
+    std::size_t visibleColumnCount() const;
+
+    /// Whether the primary key stood in for the ROWID when the metadata was read last.
+    bool hasAliasPrimaryKey() const { return aliasPrimaryKey_; }
+
+    const std::vector<std::string>& columnNames() const { return columnNames_; }
+    const std::vector<std::string>& columnFlags() const { return columnFlags_; }
+    const std::vector<std::string>& primaryKeyColumns() const { return primaryKeyColumns_; }
+
+private:
+    void takePrimaryKeyList(const std::string& constraint);
+
+    FileUtils* fileUtils_;
+    bool aliasPrimaryKey_ = false;
+    std::vector<std::string> columnNames_;
+    std::vector<std::string> columnFlags_;
+    std::vector<std::string> primaryKeyColumns_;
+};
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb

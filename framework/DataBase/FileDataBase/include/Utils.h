@@ -1,0 +1,56 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+/// The characters that count as white space in statements and names, whatever the locale.
+inline constexpr const char* WHITESPACE = " \t\n\v\f\r";
+
+/// String helpers of the engine. No state: every function may be called from any thread.
+class Utils {
+public:
+    Utils() = delete;
+
+    /// `value` as the classic locale's streams print it: decimal digits for an `unsigned int`, the one
+    /// character with that code for a `signed char`.
+    template <typename T>
+    static std::string toString(T value);
+
+    /// `s` without white space at both ends, at its start, at its end.
+    static std::string trimString(const std::string& s);
+    static std::string leftTrimString(const std::string& s);
+    static std::string rightTrimString(const std::string& s);
+
+    /// `s` in single quotes; unchanged when it already begins and ends with one. Quotes inside stay as they
+    /// are.
+    static std::string addSingleQuote(const std::string& s);
+
+    /// `s` without the one pair of single quotes that encloses it; unchanged when there is no such pair.
+    static std::string removeSingleQuote(const std::string& s);
+
+    /// 1 for an optional sign and digits, 2 for an optional sign, digits and one decimal point, otherwise 0.
+    /// No digit needs to be there: "", "+" and "-" give 1 and "." gives 2.
+    static int isNumber(const std::string& s);
+
+    /// Cuts the characters `first` to `last` of `str`, both included, at every `separator`; empty pieces are
+    /// kept. The search goes on one character after the start of a separator.
+    ///
+    /// @param out receives the pieces in place of what it held
+    static void getSplitVector(const std::string& str, unsigned int first, unsigned int last,
+                               std::vector<std::string>& out, const std::string& separator);
+
+    /// `name` without surrounding white space.
+    /// Throws: DatabaseException unless it is a letter or "_" followed by letters, digits and "_" (ASCII).
+    static std::string validateColumnName(const std::string& name);
+
+    /// Position of `name` in `columns`, compared byte by byte.
+    /// Throws: DatabaseException "Column %s not found in Table Definition".
+    static unsigned int getColumnNameIndex(const std::string& name, const std::vector<std::string>& columns);
+};
+
+extern template std::string Utils::toString<unsigned int>(unsigned int);
+extern template std::string Utils::toString<signed char>(signed char);
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb

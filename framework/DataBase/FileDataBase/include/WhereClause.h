@@ -1,0 +1,174 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+class TableMetaData;
+
+/// The condition of one statement: parsed once, then evaluated for each record.
+///
+/// The grammar and the rules that may surprise are told in docs/sql.md. Words are set apart by white space,
+/// and a word's text alone decides what it is: operator, bracket or operand.
+///
+/// Lifetime: the table's metadata must outlive the object and must have been read before the first
+/// evaluation. Threads: an object belongs to one statement. Throws: DatabaseException, where a function says
+/// so.
+///
+///     WhereClause where(metaData);
+///     where.parseWhereClause("SELECT * FROM t WHERE a = ?", 22, 0, values);
+///     if (where.evaluate(record)) { ... }
+class WhereClause {
+public:
+    explicit WhereClause(TableMetaData& metaData);
+    virtual ~WhereClause();
+    WhereClause(const WhereClause&) = delete;
+    WhereClause& operator=(const WhereClause&) = delete;
+
+    /// Splits the condition into words, fills its placeholders and turns it into postfix form. A statement
+    /// without a condition never calls this, and then every record matches. To be called once: a further call
+    /// appends.
+    ///
+    /// @param statement  the whole statement, without its closing semicolon
+    /// @param first      position of the condition's first character
+    /// @param valueIndex index in `values` of the value that the condition's first placeholder takes
+    /// Throws: "Syntax Error: passed values less than required values in where clause", and InfixToPostFix's
+    /// errors.
+    void parseWhereClause(const std::string& statement, unsigned int first, unsigned int valueIndex,
+                          const std::vector<std::string>& values);
+
+    /// Appends the postfix form of `tokens` to postfix().
+    ///
+    /// Throws: "DB Syntax Error: No matching bracket for ')'", "DB Syntax Error: Stack contains the '('
+    /// bracket at end..')'", and isOperatorAndprecedence's errors.
+    void InfixToPostFix(std::vector<std::string>& tokens);
+
+    /// Whether `token` is an operator.
+    ///
+    /// @param precedence set to the operator's precedence, 0 for any other token
+    /// Throws: "DB Error: ** operator is not supported in File DataBase", and isNotSupportedOperator's error.
+    bool isOperatorAndprecedence(const std::string& token, int& precedence);
+
+    /// Throws: "DB Error: %s operator is not supported in File DataBase." when `token` is an operator that
+    /// this engine refuses.
+    void isNotSupportedOperator(const std::string& token);
+
+    /// Whether the record satisfies the condition.
+    ///
+    /// Throws: "Syntax Error: evaluate stack contains less 2 operands.", "Syntax Error: Where clause is
+    /// wrong", and getOperandValueType's errors.
+    bool evaluate(std::vector<std::string>& record);
+
+    /// The same for a record that is seen through views, as RecordReader gives it.
+    bool evaluate(const std::vector<std::string_view>& record);
+
+    /// Applies an operator to two values.
+    ///
+    /// @param op   text of the operator
+    /// @param type 1 integer, 2 real, 4 text: how ordering operators compare
+    /// @param null whether one of the values is NULL, which makes every comparison false
+    /// @return 1 when it holds, otherwise 0, also for an operator that has no meaning here
+    int operation(const std::string& op, unsigned char type, std::string left, std::string right, bool null);
+
+    /// Compare as text, as unsigned 64-bit integers or as single-precision numbers; 1 when it holds,
+    /// otherwise 0.
+    int greaterThanOperater(unsigned char type, std::string left, std::string right);
+    int lessThanOperater(unsigned char type, std::string left, std::string right);
+    int greaterThanAndEqualOperater(unsigned char type, std::string left, std::string right);
+    int lessThanAndEqualOperater(unsigned char type, std::string left, std::string right);
+    int notEqualOperater(unsigned char type, std::string left, std::string right);
+
+    /// Whether `value` matches `pattern`, in which "%" stands for any text, at the pattern's ends only.
+    int likeOperater(std::string value, std::string pattern);
+
+    /// Resolves an operand: a literal in quotes, a number, or else a column of `record`.
+    ///
+    /// @param value    receives the value without its quotes
+    /// @param null     set when the value is NULL; never cleared
+    /// @param isColumn receives whether the operand is a column
+    /// @return the type code
+    /// Throws: "Column %s not found in Table Definition", "DB Error: Record has fewer fields than Table
+    /// Definition".
+    unsigned char getOperandValueType(std::string token, std::string& value, bool& null,
+                                      std::vector<std::string>& record, bool& isColumn);
+
+    /// Takes the quotes off a text in single quotes and turns doubled quotes inside into one.
+    void removeEscapeCharacter(std::string& value);
+
+    /// Throws: "DB Error: PRIMARY KEY must be unique" when two records have the same primary key. NULL keys
+    /// differ.
+    void checkPrimaryKeyValidation(std::vector<std::string>& a, std::vector<std::string>& b);
+
+    /// The same for records that are seen through views.
+    void checkPrimaryKeyValidation(const std::vector<std::string_view>& a,
+                                   const std::vector<std::string_view>& b);
+
+    /// Compares the record at `index` with the other `count` - 1 records. Throws: as
+    /// checkPrimaryKeyValidation.
+    void updatePrimaryKeyValidation(std::vector<std::vector<std::string>>& rows, int count, int index);
+
+    const std::vector<std::string>& postfix() const { return postfix_; }
+
+private:
+    enum class Operator : unsigned char {
+        equal,
+        greater,
+        less,
+        greaterOrEqual,
+        lessOrEqual,
+        notEqual,
+        like,
+        logicalAnd,
+        logicalOr,
+        meaningless
+    };
+
+    struct OperatorEntry;
+
+    /// What a postfix operand stands for. It is found out once; a name that no column has is kept as it is,
+    /// because it is an error only when a record is evaluated.
+    struct Operand {
+        enum class Kind : unsigned char { literal, column, unknownColumn, result };
+        Kind kind = Kind::literal;
+        unsigned char type = 0;
+        std::size_t index = 0;  // column, or position of the operator that computes it
+        std::string text;       // literal without its quotes, or name of an unknown column
+    };
+
+    /// One operator of the condition with its operands, in the order in which they are computed.
+    struct Step {
+        const OperatorEntry* op = nullptr;
+        bool tooFewOperands = false;
+        Operand left;
+        Operand right;
+        std::string leftScratch;  // holds a value that had to be rewritten
+        std::string rightScratch;
+        int result = 0;
+    };
+
+    static const OperatorEntry* findOperator(std::string_view token);
+    void closeBracket(std::vector<std::string>& stack);
+    void compile();
+    Operand resolve(const std::string& token) const;
+    std::string_view valueOf(const Operand& operand, const std::vector<std::string_view>& record, bool& null,
+                             std::string& scratch) const;
+    int apply(const OperatorEntry& entry, unsigned char type, std::string_view left, std::string_view right,
+              bool null);
+    template <typename Value>
+    static int relation(Operator op, const Value& left, const Value& right);
+    int compare(Operator op, unsigned char type, std::string_view left, std::string_view right);
+
+    TableMetaData& metaData_;
+    std::vector<std::string> postfix_;
+
+    // The postfix list, resolved: made at the first evaluation, and anew when the list has grown since.
+    std::vector<Step> steps_;
+    std::size_t compiledTokens_ = 0;
+    bool wellFormed_ = false;  // one value is left at the end
+
+    std::vector<std::string_view> views_;
+};
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb

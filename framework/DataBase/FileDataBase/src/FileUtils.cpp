@@ -1,0 +1,617 @@
+#include "FileUtils.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <locale>
+#include <sstream>
+#include <system_error>
+#include <utility>
+
+#include "DatabaseException.h"
+#include "EngineLog.h"
+#include "FileResultTable.h"
+#include "RecordReader.h"
+#include "StringConversion.h"
+#include "TableMetaData.h"
+#include "Tokenizer.h"
+#include "Utils.h"
+
+// The file helpers, a table's metadata and a query's result share this source file and its tag in the log.
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+using Platform::StringConversion;
+
+namespace {
+
+constexpr const char* kLogTag = "FileResultTable";
+
+// The buffer of one line read of a copy: 1022 characters and the terminating zero.
+constexpr int kCopyBufferSize = 1023;
+
+constexpr const char* kReadError = "DB Error: Error occurred during file reading";
+constexpr const char* kShortRecord = "DB Error: Record has fewer fields than Table Definition";
+
+DatabaseException writeError() {
+    const std::string cause = std::generic_category().message(errno);
+    return {"overwrite", __LINE__, "File Error: File write error: %s", cause.c_str()};
+}
+
+struct stat statusOf(FILE* stream) {
+    struct stat status {};
+    if (fstat(fileno(stream), &status) != 0) {
+        throw DatabaseException("readRest", __LINE__, "%s", kReadError);
+    }
+    return status;
+}
+
+// The open(2) flags of an fopen mode. Never blocking: a named pipe under a table's name must not hang a
+// statement; for the regular files of a database it makes no difference.
+int openFlags(const std::string& mode) {
+    const bool update = mode.find('+') != std::string::npos;
+    const int access = update ? O_RDWR : (mode[0] == 'r' ? O_RDONLY : O_WRONLY);
+    const int creation = mode[0] == 'r' ? 0 : (mode[0] == 'w' ? O_CREAT | O_TRUNC : O_CREAT | O_APPEND);
+    return access | creation | O_CLOEXEC | O_NONBLOCK;
+}
+
+FILE* openStream(const std::string& fileName, int flags, const char* mode) {
+    FILEDB_LOG(kLogTrace, "File Name:'%s' mode='%s'", fileName.c_str(), mode);
+    constexpr mode_t kPermissions = 0666;  // less the process's umask, as for fopen
+    const int descriptor = open(fileName.c_str(), flags, kPermissions);
+    FILE* stream = descriptor < 0 ? nullptr : fdopen(descriptor, mode);
+    if (stream == nullptr) {
+        const std::string cause = std::generic_category().message(errno);
+        FILEDB_LOG(kLogInfo, "Cannot open '%s' with mode '%s': %s", fileName.c_str(), mode, cause.c_str());
+        if (descriptor >= 0) {
+            close(descriptor);
+        }
+        throw DatabaseException("openFile", __LINE__, "DataBase Error: Couldn't open the corresponding file");
+    }
+    return stream;
+}
+
+}  // namespace
+
+FILE* FileUtils::openFile(const std::string& fileName, const std::string& mode) {
+    FILE* stream = openStream(fileName, openFlags(mode), mode.c_str());
+    std::rewind(stream);
+    return stream;
+}
+
+FILE* FileUtils::openForOverwrite(const std::string& fileName) {
+    return openStream(fileName, O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, "r+");
+}
+
+void FileUtils::closeFile(FILE* stream) {
+    if (stream != nullptr) {
+        // Whoever wrote through the stream has looked at the result before, or uses closeWritten.
+        static_cast<void>(std::fclose(stream));
+    }
+}
+
+void FileUtils::closeWritten(StreamHandle stream) {
+    if (std::fclose(stream.release()) != 0) {
+        throw writeError();
+    }
+}
+
+bool FileUtils::fileExist(const std::string& fileName) {
+    const int descriptor = open(fileName.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (descriptor < 0) {
+        return false;
+    }
+    close(descriptor);
+    return true;
+}
+
+bool FileUtils::fileRemove(const std::string& /*fileName*/) {
+    return true;
+}
+
+int FileUtils::copyWholeFile(FILE* destination, FILE* source) {
+    std::rewind(destination);
+    std::rewind(source);
+    std::array<char, kCopyBufferSize> buffer{};
+    while (std::feof(source) == 0) {
+        if (std::fgets(buffer.data(), kCopyBufferSize, source) == nullptr) {
+            if (std::ferror(source) != 0) {
+                throw DatabaseException("copyWholeFile", __LINE__, "%s", kReadError);
+            }
+            // The end of the file is only noticed by the read that fails, so nearly every copy ends with this
+            // line.
+            FILEDB_LOG(kLogError, "%s", "line is NULL");
+        } else if (std::fputs(buffer.data(), destination) < 0) {
+            throw writeError();
+        }
+        FILEDB_LOG(kLogTrace, "Copied record:%s", buffer.data());
+    }
+    return std::feof(source);
+}
+
+void FileUtils::logCopy(std::string_view text) {
+    constexpr std::size_t kPiece = kCopyBufferSize - 1;
+    std::string_view piece;
+    while (!text.empty()) {
+        piece = text.substr(0, std::min(text.find('\n', 0), kPiece - 1) + 1);
+        text.remove_prefix(piece.size());
+        FILEDB_LOG(kLogTrace, "Copied record:%.*s", static_cast<int>(piece.size()), piece.data());
+    }
+    FILEDB_LOG(kLogError, "%s", "line is NULL");
+    FILEDB_LOG(kLogTrace, "Copied record:%.*s", static_cast<int>(piece.size()), piece.data());
+}
+
+std::string FileUtils::recordLine(const std::vector<std::string>& fields) {
+    std::string line;
+    for (const std::string& field : fields) {
+        if (&field != &fields.front()) {
+            line += FIELD_SEPARATOR;
+        }
+        line += field;
+    }
+    line += '\n';
+    return line;
+}
+
+void FileUtils::writeRecordToTableFile(FILE* stream, const std::vector<std::string>& fields) {
+    const std::string line = recordLine(fields);
+    FILEDB_LOG(kLogTrace, "Writing Record to File: %s", line.c_str());
+    if (stream == nullptr || std::fseek(stream, 0, SEEK_END) != 0) {
+        throw DatabaseException("writeRecordToTableFile", __LINE__, "File Error: File Seek error");
+    }
+    static_cast<void>(std::fwrite(line.data(), 1, line.size(), stream));
+}
+
+bool FileUtils::getNextRecordFromTableFile(FILE* stream, std::vector<std::string>& fields) {
+    std::array<char, kMaxLineLength + 1> buffer{};
+    if (stream == nullptr || std::fgets(buffer.data(), static_cast<int>(buffer.size()), stream) == nullptr) {
+        if (stream != nullptr && std::feof(stream) != 0) {
+            return false;
+        }
+        throw DatabaseException("getNextRecordFromTableFile", __LINE__, "%s", kReadError);
+    }
+    std::vector<std::string_view> views;
+    cutIntoFields(buffer.data(), views);
+    fields.assign(views.begin(), views.end());
+    return true;
+}
+
+int FileUtils::readAllRecordFromTableFile(FILE* stream, std::vector<std::vector<std::string>>& rows) {
+    constexpr std::size_t kGrowth = 5;
+    std::size_t count = 0;
+    rows.resize(kGrowth);
+    while (getNextRecordFromTableFile(stream, rows[count])) {
+        ++count;
+        if (count == rows.size()) {
+            rows.resize(count + kGrowth);
+        }
+    }
+    FILEDB_LOG(kLogTrace, "Total Number of Record read:%d", static_cast<int>(count));
+    return static_cast<int>(count);
+}
+
+void FileUtils::requireRegularFile(FILE* stream) {
+    if (!S_ISREG(statusOf(stream).st_mode)) {
+        throw DatabaseException("readRest", __LINE__, "%s", kReadError);
+    }
+}
+
+void FileUtils::readRest(FILE* stream, std::string& text) {
+    requireRegularFile(stream);
+    constexpr std::size_t kRoom = 4096;  // so that the read that finds the end seldom needs the text to grow
+    long offset = std::ftell(stream);
+    std::size_t room = static_cast<std::size_t>(std::max(length(stream) - offset, 0L)) + kRoom;
+    for (;;) {
+        const std::size_t size = text.size();
+        text.resize(size + room);
+        const std::size_t got = readAt(stream, offset, text.data() + size, room);
+        text.resize(size + got);
+        if (got == 0) {
+            return;
+        }
+        offset += static_cast<long>(got);
+        room = kRoom;
+    }
+}
+
+std::size_t FileUtils::readAt(FILE* stream, long offset, char* buffer, std::size_t size) {
+    const ssize_t got = pread(fileno(stream), buffer, size, offset);
+    if (got < 0) {
+        throw DatabaseException("readRest", __LINE__, "%s", kReadError);
+    }
+    return static_cast<std::size_t>(got);
+}
+
+void FileUtils::writeAt(FILE* stream, long offset, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = pwrite(fileno(stream), text.data(), text.size(), offset);
+        if (written < 0) {
+            throw writeError();
+        }
+        text.remove_prefix(static_cast<std::size_t>(written));
+        offset += static_cast<long>(written);
+    }
+}
+
+void FileUtils::cut(FILE* stream, long length) {
+    if (ftruncate(fileno(stream), length) != 0) {
+        throw writeError();
+    }
+}
+
+void FileUtils::overwrite(FILE* stream, std::string_view text) {
+    writeAt(stream, 0, text);
+    cut(stream, static_cast<long>(text.size()));
+}
+
+void FileUtils::overwriteFrom(FILE* destination, FILE* source) {
+    copyWholeFile(destination, source);
+    if (std::fflush(destination) != 0) {
+        throw writeError();
+    }
+    cut(destination, std::ftell(destination));
+}
+
+long FileUtils::length(FILE* stream) {
+    return static_cast<long>(statusOf(stream).st_size);
+}
+
+namespace {
+
+FileIdentity identityFrom(const struct stat& status) {
+    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
+
+}  // namespace
+
+FileIdentity FileIdentity::of(FILE* stream) {
+    return identityFrom(statusOf(stream));
+}
+
+FileIdentity FileIdentity::of(const std::string& fileName) {
+    struct stat status {};
+    return stat(fileName.c_str(), &status) == 0 ? identityFrom(status) : FileIdentity{};
+}
+
+// ---- TableMetaData
+// -------------------------------------------------------------------------------------------------
+
+namespace {
+
+long toFlag(const std::string& text) {
+    return std::strtol(text.c_str(), nullptr, 10);
+}
+
+// The REAL column's stored form: six significant digits, whatever the locale.
+std::string printReal(float value) {
+    std::ostringstream stream;
+    stream.imbue(std::locale::classic());
+    stream << value;
+    return stream.str();
+}
+
+bool startsWith(const std::string& text, std::string_view start) {
+    return text.compare(0, start.size(), start) == 0;
+}
+
+// The word up to an opening bracket: CHECK(x is the word CHECK.
+std::string_view wordBeforeBracket(std::string_view word) {
+    return word.substr(0, word.find('('));
+}
+
+}  // namespace
+
+TableMetaData::TableMetaData(FileUtils* fileUtils) : fileUtils_(fileUtils) {}
+
+TableMetaData::~TableMetaData() = default;
+
+bool TableMetaData::readTableMetaData(FILE* stream) {
+    fileUtils_->getNextRecordFromTableFile(stream, columnNames_);
+    fileUtils_->getNextRecordFromTableFile(stream, columnFlags_);
+    fileUtils_->getNextRecordFromTableFile(stream, primaryKeyColumns_);
+    if (primaryKeyColumns_.size() == 1 && primaryKeyColumns_.front().empty()) {
+        primaryKeyColumns_.clear();
+    }
+    aliasPrimaryKey_ = isAliasPrimaryKey();
+    return aliasPrimaryKey_;
+}
+
+void TableMetaData::writeTableMetaData(FILE* stream) {
+    fileUtils_->writeRecordToTableFile(stream, columnNames_);
+    fileUtils_->writeRecordToTableFile(stream, columnFlags_);
+    fileUtils_->writeRecordToTableFile(stream, primaryKeyColumns_);
+}
+
+std::string TableMetaData::text() const {
+    return FileUtils::recordLine(columnNames_) + FileUtils::recordLine(columnFlags_) +
+           FileUtils::recordLine(primaryKeyColumns_);
+}
+
+bool TableMetaData::isAliasPrimaryKey() {
+    if (primaryKeyColumns_.size() != 1) {
+        return false;
+    }
+    return (flagOf(Utils::getColumnNameIndex(primaryKeyColumns_.front(), columnNames_)) & kIntegerFlag) != 0;
+}
+
+void TableMetaData::appendColumnName(const std::string& name) {
+    columnNames_.push_back(name);
+}
+
+void TableMetaData::appendColumn(const std::string& name, long flag) {
+    columnNames_.push_back(name);
+    columnFlags_.push_back(std::to_string(flag));
+}
+
+void TableMetaData::checkColumnConstraint(std::vector<std::string>& words, std::string& columnName) {
+    const std::string type = words.size() > 1 ? words[1] : std::string();
+    long flag = 0;
+    if (type == "INTEGER") {
+        flag = kIntegerFlag;
+    } else if (type == "REAL") {
+        flag = kRealFlag;
+    } else if (type == "TEXT") {
+        flag = kTextFlag;
+    } else {
+        throw DatabaseException("checkColumnConstraint", __LINE__, "Un-Supported Data Type for column %s",
+                                columnName.c_str());
+    }
+
+    if (words.size() == 4 && words[2] == "PRIMARY" && words[3] == "KEY") {
+        if (!primaryKeyColumns_.empty()) {
+            throw DatabaseException("checkColumnConstraint", __LINE__,
+                                    "More than one Primary Key for column Definition");
+        }
+        primaryKeyColumns_.push_back(columnName);
+        flag |= kNotNullFlag;
+    } else if (words.size() == 4 && words[2] == "NOT" && words[3] == kNullWord) {
+        flag |= kNotNullFlag;
+    } else if (words.size() > 2) {
+        throw DatabaseException("checkColumnConstraint", __LINE__, "Un-Supported option for column %s",
+                                columnName.c_str());
+    }
+    columnFlags_.push_back(std::to_string(flag));
+}
+
+bool TableMetaData::checkTableConstraint(std::vector<std::string>& words, std::vector<std::string>& items,
+                                         unsigned int& index) {
+    const bool isPrimaryKey = words.size() == 2 && words[0] == "PRIMARY" && startsWith(words[1], "KEY");
+    if (!isPrimaryKey) {
+        const std::string_view first = words.empty() ? std::string_view() : wordBeforeBracket(words[0]);
+        if (first == "FOREIGN" || first == "CHECK") {
+            throw DatabaseException("checkTableConstraint", __LINE__, "Un-Supported Constraint for Table");
+        }
+        return false;
+    }
+    if (!primaryKeyColumns_.empty()) {
+        throw DatabaseException("checkTableConstraint", __LINE__, "More than one Primary Key for Table");
+    }
+
+    // The definitions were cut at every comma, so a key of several columns is joined again up to its bracket.
+    std::string constraint;
+    while (index < items.size() && items[index].find(')') == std::string::npos) {
+        constraint += items[index] + ",";
+        ++index;
+    }
+    if (index == items.size()) {
+        throw DatabaseException("checkTableConstraint", __LINE__,
+                                "No closing bracket for Primary Key of Table");
+    }
+    constraint += items[index];
+    ++index;
+    takePrimaryKeyList(constraint);
+    return true;
+}
+
+void TableMetaData::takePrimaryKeyList(const std::string& constraint) {
+    constexpr std::string_view kKey = "KEY";
+    const std::size_t open = constraint.find_first_not_of(WHITESPACE, constraint.find(kKey) + kKey.size());
+    const std::size_t close = constraint.find_last_not_of(WHITESPACE);
+    if (open == std::string::npos || constraint[open] != '(' || constraint[close] != ')') {
+        throw DatabaseException("checkTableConstraint", __LINE__,
+                                "Primary Key Constraint is wrong for Table");
+    }
+    std::vector<std::string> names;
+    Utils::getSplitVector(constraint, static_cast<unsigned int>(open + 1),
+                          static_cast<unsigned int>(close - 1), names, ",");
+    for (const std::string& piece : names) {
+        const std::string name = Utils::validateColumnName(piece);
+        const unsigned int column = Utils::getColumnNameIndex(name, columnNames_);
+        primaryKeyColumns_.push_back(name);
+        columnFlags_.at(column) = std::to_string(flagOf(column) | kNotNullFlag);
+    }
+}
+
+void TableMetaData::checkColumnNullnessTypeCor(std::vector<std::string>& values, unsigned int column) {
+    if (column >= columnNames_.size()) {
+        throw DatabaseException("checkColumnNullnessTypeCor", __LINE__,
+                                "DB Error: More values than columns in Table Definition");
+    }
+    if (column >= values.size()) {
+        throw DatabaseException("checkColumnNullnessTypeCor", __LINE__, "%s", kShortRecord);
+    }
+    const long flag = flagOf(column);
+    std::string& value = values[column];
+    if (value == kNullWord) {
+        if ((flag & kNotNullFlag) != 0) {
+            throw DatabaseException("checkColumnNullnessTypeCor", __LINE__,
+                                    "DB Error: NULL Value is not allowed");
+        }
+        return;
+    }
+    const bool isReal = (flag & kRealFlag) != 0;
+    if (!isReal && (flag & kIntegerFlag) == 0) {
+        value = Utils::addSingleQuote(value);
+        return;
+    }
+    const std::string number = Utils::removeSingleQuote(value);
+    if (Utils::isNumber(number) == 0) {
+        throw DatabaseException("checkColumnNullnessTypeCor", __LINE__, "DB Error: data type mismatch for %s",
+                                isReal ? "float" : "Integer");
+    }
+    value = isReal ? printReal(StringConversion::stringToFloat(number))
+                   : std::to_string(StringConversion::stringTouint64(number));
+}
+
+long TableMetaData::flagOf(std::size_t column) const {
+    if (column >= columnFlags_.size()) {
+        throw DatabaseException("checkColumnNullnessTypeCor", __LINE__, "%s", kShortRecord);
+    }
+    return toFlag(columnFlags_[column]);
+}
+
+std::size_t TableMetaData::visibleColumnCount() const {
+    const std::size_t hidden = aliasPrimaryKey_ ? 0 : 1;
+    return columnNames_.size() - std::min(hidden, columnNames_.size());
+}
+
+// ---- FileResultTable
+// -----------------------------------------------------------------------------------------------
+
+FileResultTable::FileResultTable() = default;
+
+FileResultTable::~FileResultTable() = default;
+
+void FileResultTable::addLabel(const std::string& label) {
+    columnLabels_.push_back(label);
+    columnCount_ = static_cast<int>(columnLabels_.size());
+}
+
+void FileResultTable::addCell(std::string_view cell) {
+    cells_.append(cell);
+    cellEnds_.push_back(cells_.size());
+}
+
+void FileResultTable::logCells() const {
+    const std::size_t width = cellsPerRow();
+    for (std::size_t index = 0; index < cellEnds_.size(); ++index) {
+        const std::string_view value = cell(index / width, index % width);
+        FILEDB_LOG(kLogTrace, "ResultSet[%d][%d](%s)=%.*s", static_cast<int>(index / width),
+                   static_cast<int>(index % width), columnLabels_[index % width].c_str(),
+                   static_cast<int>(value.size()), value.data());
+    }
+}
+
+std::size_t FileResultTable::cellsPerRow() const {
+    return rowCount_ == 0 ? 0 : cellEnds_.size() / static_cast<std::size_t>(rowCount_);
+}
+
+std::string_view FileResultTable::cell(std::size_t row, std::size_t column) const {
+    const std::size_t index = row * cellsPerRow() + column;
+    const std::size_t begin = index == 0 ? 0 : cellEnds_[index - 1];
+    return std::string_view(cells_).substr(begin, cellEnds_[index] - begin);
+}
+
+int FileResultTable::getCount() {
+    return rowCount_;
+}
+
+bool FileResultTable::next() {
+    if (cursor_ >= rowCount_) {
+        return false;
+    }
+    ++cursor_;
+    return true;
+}
+
+bool FileResultTable::wasNull() {
+    return wasNull_;
+}
+
+int FileResultTable::getColumnLabelIndex(const std::string& columnLabel) const {
+    if (columnLabel.empty() || cursor_ < 1) {
+        throw DatabaseException("getColumnLabelIndex", __LINE__,
+                                "ResultSet Error: Wrong column Label or rowset is not set");
+    }
+    const auto found = std::find(columnLabels_.begin(), columnLabels_.end(), columnLabel);
+    if (found == columnLabels_.end()) {
+        throw DatabaseException("getColumnLabelIndex", __LINE__,
+                                "ResultSet Error: Column Label is not found in Result column List...");
+    }
+    return static_cast<int>(found - columnLabels_.begin()) + 1;
+}
+
+bool FileResultTable::readCheckNullness(int columnIndex) {
+    const auto column = static_cast<std::size_t>(columnIndex) - 1;
+    if (columnIndex < 1 || columnIndex > columnCount_ || cursor_ < 1 || column >= cellsPerRow()) {
+        throw DatabaseException("readCheckNullness", __LINE__,
+                                "ResultSet Error: Wrong column Index or rowset is not set");
+    }
+    std::string_view value = cell(static_cast<std::size_t>(cursor_) - 1, column);
+    wasNull_ = value.empty() || value == kNullWord;
+    if (!wasNull_ && value.front() == '\'' && value.back() == '\'') {
+        value = value.size() == 1 ? std::string_view() : value.substr(1, value.size() - 2);
+    }
+    currentValue_ = value;
+    return wasNull_;
+}
+
+std::string FileResultTable::getString(int columnIndex) {
+    return readCheckNullness(columnIndex) ? nullText_ : currentValue_;
+}
+
+bool FileResultTable::getBoolean(int columnIndex) {
+    if (readCheckNullness(columnIndex) || currentValue_ == "0") {
+        return false;
+    }
+    if (currentValue_ == "1") {
+        return true;
+    }
+    throw DatabaseException("getBoolean", __LINE__, "ResultSet Error: Can't convert to Boolean Value");
+}
+
+// Every integer is read as an unsigned 64-bit number, of which a getter keeps the low bits.
+template <typename Integer>
+Integer FileResultTable::readInteger(int columnIndex) {
+    if (readCheckNullness(columnIndex)) {
+        return 0;
+    }
+    return static_cast<Integer>(StringConversion::stringTouint64(currentValue_));
+}
+
+signed char FileResultTable::getByte(int columnIndex) {
+    return readInteger<signed char>(columnIndex);
+}
+short FileResultTable::getShort(int columnIndex) {
+    return readInteger<short>(columnIndex);
+}
+int FileResultTable::getInt(int columnIndex) {
+    return readInteger<int>(columnIndex);
+}
+std::int64_t FileResultTable::getLong(int columnIndex) {
+    return readInteger<std::int64_t>(columnIndex);
+}
+
+float FileResultTable::getDouble(int columnIndex) {
+    return readCheckNullness(columnIndex) ? 0.0F : StringConversion::stringToFloat(currentValue_);
+}
+
+std::string FileResultTable::getString(const std::string& columnLabel) {
+    return getString(getColumnLabelIndex(columnLabel));
+}
+bool FileResultTable::getBoolean(const std::string& columnLabel) {
+    return getBoolean(getColumnLabelIndex(columnLabel));
+}
+signed char FileResultTable::getByte(const std::string& columnLabel) {
+    return getByte(getColumnLabelIndex(columnLabel));
+}
+short FileResultTable::getShort(const std::string& columnLabel) {
+    return getShort(getColumnLabelIndex(columnLabel));
+}
+int FileResultTable::getInt(const std::string& columnLabel) {
+    return getInt(getColumnLabelIndex(columnLabel));
+}
+std::int64_t FileResultTable::getLong(const std::string& columnLabel) {
+    return getLong(getColumnLabelIndex(columnLabel));
+}
+float FileResultTable::getDouble(const std::string& columnLabel) {
+    return getDouble(getColumnLabelIndex(columnLabel));
+}
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb

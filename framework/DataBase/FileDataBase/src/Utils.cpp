@@ -1,0 +1,118 @@
+#include "Utils.h"
+
+#include <locale>
+#include <sstream>
+
+#include "DatabaseException.h"
+#include "EngineLog.h"
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+namespace {
+
+constexpr const char* kLogTag = "Utils";
+
+// ASCII, whatever the locale: names must mean the same on every device.
+bool isLetter(char c) {
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
+}
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+}  // namespace
+
+template <typename T>
+std::string Utils::toString(T value) {
+    std::ostringstream stream;
+    stream.imbue(std::locale::classic());
+    stream << value;
+    return stream.str();
+}
+
+template std::string Utils::toString<unsigned int>(unsigned int);
+// Writes the character with that code, not its number: the journal keeps operation codes as raw bytes.
+template std::string Utils::toString<signed char>(signed char);
+
+std::string Utils::trimString(const std::string& s) {
+    return leftTrimString(rightTrimString(s));
+}
+
+std::string Utils::leftTrimString(const std::string& s) {
+    const std::size_t first = s.find_first_not_of(WHITESPACE);
+    return first == std::string::npos ? std::string() : s.substr(first);
+}
+
+std::string Utils::rightTrimString(const std::string& s) {
+    return s.substr(0, s.find_last_not_of(WHITESPACE) + 1);
+}
+
+std::string Utils::addSingleQuote(const std::string& s) {
+    if (!s.empty() && s.front() == '\'' && s.back() == '\'') {
+        return s;
+    }
+    return "'" + s + "'";
+}
+
+std::string Utils::removeSingleQuote(const std::string& s) {
+    if (s.empty() || s.front() != '\'' || s.back() != '\'') {
+        return s;
+    }
+    return s.size() == 1 ? std::string() : s.substr(1, s.size() - 2);
+}
+
+int Utils::isNumber(const std::string& s) {
+    int result = 1;
+    const std::size_t start = !s.empty() && (s[0] == '+' || s[0] == '-') ? 1 : 0;
+    for (std::size_t i = start; i < s.size(); ++i) {
+        if (s[i] == '.' && result == 1) {
+            result = 2;
+        } else if (!isDigit(s[i])) {
+            return 0;
+        }
+    }
+    return result;
+}
+
+void Utils::getSplitVector(const std::string& str, unsigned int first, unsigned int last,
+                           std::vector<std::string>& out, const std::string& separator) {
+    out.clear();
+    const std::string piece = first < str.size() ? str.substr(first, last - first + 1U) : std::string();
+    FILEDB_LOG(kLogTrace, "String to split:'%s' with Separator: '%s'", piece.c_str(), separator.c_str());
+    std::size_t position = 0;
+    for (std::size_t found = piece.find(separator); found != std::string::npos;
+         found = piece.find(separator, position)) {
+        out.push_back(piece.substr(position, found - position));
+        position = found + 1;
+    }
+    out.push_back(piece.substr(position));
+}
+
+std::string Utils::validateColumnName(const std::string& name) {
+    FILEDB_LOG(kLogTrace, "Column Name:'%s'", name.c_str());
+    std::string trimmed = trimString(name);
+    if (trimmed.empty() || !isLetter(trimmed.front())) {
+        throw DatabaseException("validateColumnName", __LINE__,
+                                "Syntax Error: Start Char is invalid for Column Name: %s", name.c_str());
+    }
+    for (const char c : trimmed) {
+        if (!isLetter(c) && !isDigit(c)) {
+            throw DatabaseException("validateColumnName", __LINE__,
+                                    "Syntax Error: '%c' Char is invalid for Column Name %s", c, name.c_str());
+        }
+    }
+    return trimmed;
+}
+
+unsigned int Utils::getColumnNameIndex(const std::string& name, const std::vector<std::string>& columns) {
+    for (unsigned int index = 0; index < columns.size(); ++index) {
+        if (columns[index] == name) {
+            FILEDB_LOG(kLogTrace, "columnName:'%s' Index=%d", name.c_str(), static_cast<int>(index));
+            return index;
+        }
+    }
+    throw DatabaseException("getColumnNameIndex", __LINE__, "Column %s not found in Table Definition",
+                            name.c_str());
+}
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb

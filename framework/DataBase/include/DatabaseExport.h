@@ -1,0 +1,4 @@
+#pragma once
+
+/// Marks a class that the shared library exports; everything else stays hidden inside it.
+#define VEMO_DATABASE_EXPORT __attribute__((visibility("default")))

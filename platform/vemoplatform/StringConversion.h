@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace Kalt::Vemo::Platform {
+
+/// Numbers from text. Holds no state; callable from any thread.
+///
+/// Every conversion skips leading white space (blank, tab, line feed, vertical tab, form feed, carriage
+/// return), takes an optional sign and then the longest part that reads as a number; what follows is ignored.
+/// Text without digits there gives 0. Nothing throws, and the locale makes no difference.
+///
+///     StringConversion::stringToint64(" -12 apples");   // -12
+///     StringConversion::stringTouint64("-1");           // 18446744073709551615
+///     StringConversion::stringToFloat("2.5e3V");        // 2500
+class __attribute__((visibility("default"))) StringConversion {
+public:
+    /// Decimal integer; a number beyond either end of the type gives that end.
+    static std::int64_t stringToint64(const std::string& text);
+
+    /// Decimal integer; a minus sign negates modulo 2^64. Digits beyond the type's largest value give that
+    /// value, whatever the sign.
+    static std::uint64_t stringTouint64(const std::string& text);
+
+    /// Decimal number with optional fraction and exponent: "12", ".5", "1.", "-2.5e-3". Rounded to the
+    /// nearest float; too large gives infinity with the text's sign, too small gives 0. Hexadecimal text,
+    /// "inf" and "nan" are not numbers here.
+    static float stringToFloat(const std::string& text);
+};
+
+}  // namespace Kalt::Vemo::Platform
