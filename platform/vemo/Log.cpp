@@ -29,6 +29,11 @@ constexpr std::array<NamedLevel, 4> kNamedLevels{{{"off", std::numeric_limits<in
                                                   {"info", log_information},
                                                   {"trace", log_trace}}};
 
+/// In one call, so that lines of several threads do not mix. Nobody could be told of a failure.
+void printLine(const std::string& line) {
+    static_cast<void>(std::fwrite(line.data(), 1, line.size(), stderr));
+}
+
 int readEnvironment() {
     const char* value = std::getenv(kLevelVariable);
     if (value == nullptr) {
@@ -41,7 +46,7 @@ int readEnvironment() {
     }
     const std::string line = std::string(kLevelVariable) + "=" + value +
                              " is not a log level; using error. Accepted: off, error, info, trace\n";
-    std::fwrite(line.data(), 1, line.size(), stderr);
+    printLine(line);
     return log_error;
 }
 
@@ -67,7 +72,7 @@ void writeToStandardError(const LogMessage& message) {
     if (line.back() != '\n') {
         line += '\n';
     }
-    std::fwrite(line.data(), 1, line.size(), stderr);
+    printLine(line);
 }
 
 }  // namespace
@@ -114,7 +119,7 @@ public:
                 format;  // a wide character that the locale cannot print: better the bare format than nothing
         } else if (static_cast<std::size_t>(length) >= shortText.size()) {
             longText.resize(static_cast<std::size_t>(length));
-            std::vsnprintf(longText.data(), longText.size() + 1, format, again);
+            static_cast<void>(std::vsnprintf(longText.data(), longText.size() + 1, format, again));
             text = longText.c_str();
         }
         va_end(again);

@@ -1,8 +1,7 @@
 #include "StringConversion.h"
 
-#include <locale.h>
-#include <stdlib.h>
-
+#include <clocale>
+#include <cstdlib>
 #include <limits>
 
 namespace Kalt::Vemo::Platform {

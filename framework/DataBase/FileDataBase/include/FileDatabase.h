@@ -24,6 +24,7 @@ class FileResultTable;
 class FileUtils;
 class Journal;
 class TableMetaData;
+class TableText;
 namespace SqlText {
 struct Insert;
 struct Select;
@@ -103,22 +104,26 @@ private:
 
     // Steps of the handlers.
     std::string existingTable(const char* handler, const std::string& tableName);
+    std::unique_ptr<std::FILE, void (*)(std::FILE*)> openExistingTable(const char* handler,
+                                                                       const std::string& tableName);
+    std::string currentText(const std::string& tableName,
+                            const std::unique_ptr<std::FILE, void (*)(std::FILE*)>& table);
     static void addColumn(const char* handler, TableMetaData& metaData, std::vector<std::string>& words);
     static std::vector<std::string> newRecord(TableMetaData& metaData, const SqlText::Insert& insert,
                                               const Values& values);
-    static std::int64_t getROWID(std::string_view records, const std::vector<std::string_view>& last,
-                                 int tableSize, std::size_t rowidColPos, int& newRowPos);
-    static void checkPrimaryKey(TableMetaData& metaData, std::string_view records,
+    static std::int64_t getROWID(const TableText& table, std::size_t rowidColPos, int& newRowPos);
+    static void checkPrimaryKey(TableMetaData& metaData, const TableText& table,
                                 const std::vector<std::string>& record);
     static std::vector<NewValue> parseSetList(TableMetaData& metaData, const std::vector<std::string>& pieces,
                                               const Values& values);
     static std::vector<std::vector<std::string>> keyedRecords(const TableMetaData& metaData,
-                                                              std::string_view records);
+                                                              const TableText& table);
 
     // Queries.
     IResultTable* runQuery(const std::string& sql, va_list arguments);
     std::unique_ptr<FileResultTable> selectRows(const std::string& statement, const SqlText::Select& select,
                                                 const Values& values);
+    static void logResult(const FileResultTable& result);
     static Selection parseSelection(TableMetaData& metaData, const std::vector<std::string>& pieces,
                                     FileResultTable& result);
 
@@ -135,6 +140,7 @@ private:
     void finishTornTables();
     void cleanUpBackupData();
     void discardWorkingCopy();
+    void finishEarlierStatement();
     void lock();
     void unlock();
 
@@ -151,6 +157,7 @@ private:
     std::unique_ptr<Platform::Thread::RecursiveMutex> mutex_;
     /// From the state line "1" until the copy-over is complete: a working copy may be all that is whole.
     bool copyingOver_ = false;
+    bool cleaningUp_ = false;  // from the start of a clean-up until it is complete
 };
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

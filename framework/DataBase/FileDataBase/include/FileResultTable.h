@@ -42,7 +42,6 @@ private:
     void addLabel(const std::string& label);
     void addCell(std::string_view cell);
     void rowFinished() { ++rowCount_; }
-    void logCells() const;
 
     template <typename Integer>
     Integer readInteger(int columnIndex);

@@ -19,6 +19,27 @@ inline constexpr const char* kJournalName = "master_rollback";
 inline constexpr const char* kTableSuffix = ".table";
 inline constexpr const char* kBackupSuffix = ".backup";
 
+/// Tells one version of a file from another: two equal identities mean the same, unchanged file. The identity
+/// of no file equals none, not even itself.
+struct FileIdentity {
+    unsigned long long device = 0;
+    unsigned long long node = 0;
+    long long size = -1;
+    long long seconds = 0;
+    long nanoseconds = 0;
+
+    static FileIdentity of(FILE* stream);
+    static FileIdentity of(const std::string& fileName);
+
+    bool sameFile(const FileIdentity& other) const {
+        return size >= 0 && other.size >= 0 && device == other.device && node == other.node;
+    }
+    bool operator==(const FileIdentity& other) const {
+        return sameFile(other) && size == other.size && seconds == other.seconds &&
+               nanoseconds == other.nanoseconds;
+    }
+};
+
 /// The only code that opens, reads and writes the files of a database.
 ///
 /// Streams: the caller owns every stream, also after an error; StreamHandle closes one on every path. Nothing
@@ -36,6 +57,10 @@ public:
     /// @param mode as for `fopen`
     /// Throws: "DataBase Error: Couldn't open the corresponding file".
     static FILE* openFile(const std::string& fileName, const std::string& mode);
+
+    /// Opens an existing file for reading, or for reading and writing; null when the system refuses. No log
+    /// line, no exception: the caller knows what a missing file means.
+    static FILE* openExisting(const std::string& fileName, bool forWriting);
 
     /// Opens `fileName` for writing its whole content anew with overwrite(); made when missing. Where mode
     /// "w+" would cut the file to nothing first, this keeps the old bytes until they are overwritten: cutting
@@ -84,32 +109,32 @@ public:
     /// The line that writeRecordToTableFile appends, line feed included.
     static std::string recordLine(const std::vector<std::string>& fields);
 
-    /// Appends the bytes from the stream's position to its end to `text`, in one pass.
+    /// Reads the whole file, past the stream's own buffer and position.
     ///
     /// Throws: "DB Error: Error occurred during file reading", also for what is no regular file.
-    static void readRest(FILE* stream, std::string& text);
+    static std::string readWhole(FILE* stream);
+
+    /// Reads up to `size` bytes at `offset`, past the stream's own buffer; 0 at the end of the file.
+    ///
+    /// Throws: as readWhole.
+    static std::size_t readAt(FILE* stream, long offset, char* buffer, std::size_t size);
+
+    /// Number of bytes in the file.
+    ///
+    /// Throws: as readWhole, for a directory, a pipe or a device under the name of a table.
+    static long lengthOfRegularFile(FILE* stream);
 
     /// Makes `text` the whole content of the file: overwrites from the start, then cuts what is left of the
     /// old. Requires: nothing was written through the stream's own buffer.
     ///
-    /// Throws: "File Error: File write error" when the system does not take every byte.
-    static void overwrite(FILE* stream, std::string_view text);
+    /// @return what to know the file by, as it is now
+    /// Throws: "File Error: File write error: ..." when the system does not take every byte.
+    static FileIdentity overwrite(FILE* stream, std::string_view text);
 
     /// Copies `source` over `destination` as copyWholeFile does, and cuts what is left of the old content.
     ///
     /// Throws: as copyWholeFile and overwrite.
     static void overwriteFrom(FILE* destination, FILE* source);
-
-    /// Logs what copyWholeFile logs when it copies `text`, which ends in a line feed and holds no NUL.
-    static void logCopy(std::string_view text);
-
-    /// Throws: as readRest, for a directory, a pipe or a device under the name of a table.
-    static void requireRegularFile(FILE* stream);
-
-    /// Reads up to `size` bytes at `offset`, past the stream's own buffer; 0 at the end of the file.
-    ///
-    /// Throws: as readRest.
-    static std::size_t readAt(FILE* stream, long offset, char* buffer, std::size_t size);
 
     /// Writes `text` at `offset` (at the end when the stream was opened for appending).
     ///
@@ -119,8 +144,9 @@ public:
     /// Cuts the file to `length` bytes. Throws: as overwrite.
     static void cut(FILE* stream, long length);
 
-    /// Number of bytes in the file. Throws: "DB Error: Error occurred during file reading".
-    static long length(FILE* stream);
+    /// What copyWholeFile logs at the end of every copy: the end of the file is only noticed by a read that
+    /// fails.
+    static void logEndOfCopy();
 
     /// Closes a stream that was written to and looks at the result: some systems report a failed write only
     /// now.
@@ -135,23 +161,5 @@ using StreamHandle = std::unique_ptr<FILE, void (*)(FILE*)>;
 inline StreamHandle ownStream(FILE* stream) {
     return {stream, &FileUtils::closeFile};
 }
-
-/// Tells one version of a file from another: two equal identities mean the same, unchanged file.
-struct FileIdentity {
-    unsigned long long device = 0;
-    unsigned long long node = 0;
-    long long size = -1;
-    long long seconds = 0;
-    long nanoseconds = 0;
-
-    static FileIdentity of(FILE* stream);
-    static FileIdentity of(const std::string& fileName);
-
-    bool sameFile(const FileIdentity& other) const { return device == other.device && node == other.node; }
-    bool operator==(const FileIdentity& other) const {
-        return sameFile(other) && size == other.size && seconds == other.seconds &&
-               nanoseconds == other.nanoseconds;
-    }
-};
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -57,7 +57,9 @@ private:
 
     StreamHandle stream_ = ownStream(nullptr);
     FileIdentity identity_;
+    long end_ = 0;          // where the next line goes
     bool appends_ = false;  // opened with "a+": every write lands at the end
+    bool atRest_ = false;   // the state line is known to be "0"
 };
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -7,6 +7,7 @@
 namespace Kalt::Vemo::Core::Database::Filedb {
 
 class FileUtils;
+class RecordReader;
 
 /// The name of the hidden last column of a table without a single INTEGER primary key.
 inline constexpr const char* kRowIdColumn = "ROWID";
@@ -40,6 +41,9 @@ public:
     /// Throws: the read error of FileUtils; "Column %s not found in Table Definition" for a key that names no
     /// column.
     bool readTableMetaData(FILE* stream);
+
+    /// The same from the next three records of `reader`.
+    bool readTableMetaData(RecordReader& reader);
 
     /// Appends the three metadata lines to the stream. Throws: the seek error of FileUtils.
     void writeTableMetaData(FILE* stream);
@@ -100,6 +104,7 @@ public:
     const std::vector<std::string>& primaryKeyColumns() const { return primaryKeyColumns_; }
 
 private:
+    bool findAliasPrimaryKey();
     void takePrimaryKeyList(const std::string& constraint);
 
     FileUtils* fileUtils_;

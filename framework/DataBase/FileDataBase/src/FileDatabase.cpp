@@ -14,6 +14,7 @@
 #include "SqlText.h"
 #include "StringConversion.h"
 #include "TableMetaData.h"
+#include "TableText.h"
 #include "Tokenizer.h"
 #include "Utils.h"
 #include "WhereClause.h"
@@ -60,15 +61,6 @@ void logException(const char* function, const std::exception& error) {
 void removeFile(const std::string& fileName) {
     if (std::remove(fileName.c_str()) != 0) {
         FILEDB_LOG(kLogInfo, "%s", "Failed to remove the file");
-    }
-}
-
-// Logs each line of a table's new text.
-void logRecords(std::string_view text) {
-    while (!text.empty()) {
-        const std::string_view line = text.substr(0, text.find('\n') + 1);
-        text.remove_prefix(line.size());
-        FILEDB_LOG(kLogTrace, "Writing Record to File: %.*s", static_cast<int>(line.size()), line.data());
     }
 }
 
@@ -124,6 +116,8 @@ bool FileDatabase::init(const std::string& path) {
         return true;
     } catch (const std::exception& error) {
         logException("init", error);
+        copyingOver_ = false;
+        cleaningUp_ = false;
         return false;
     }
 }
@@ -131,6 +125,8 @@ bool FileDatabase::init(const std::string& path) {
 bool FileDatabase::deinit() {
     FILEDB_LOG(kLogInfo, "%s", "deinit");
     journal_->close();
+    copyingOver_ = false;
+    cleaningUp_ = false;
     mutex_.reset();
     return true;
 }
@@ -205,6 +201,7 @@ int FileDatabase::dispatch(const std::string& statement, const Values& values) {
     Tokenizer words(statement, kHeadDelimiter);
     const std::vector<std::string> head = words.split(kHeadWords);
     lock();
+    finishEarlierStatement();
     if (head.size() < kHeadWords) {
         throw DatabaseException("executeUpdate", __LINE__, "DB Syntax Error: Incomplete Statement.");
     }
@@ -338,6 +335,31 @@ std::string FileDatabase::existingTable(const char* handler, const std::string& 
     return fileName;
 }
 
+// The table's current file, opened; null when it exists but cannot be opened for writing, which is an error
+// of a later step.
+StreamHandle FileDatabase::openExistingTable(const char* handler, const std::string& tableName) {
+    const std::string fileName = getTableCurrentFile(tableName);
+    StreamHandle table = ownStream(FileUtils::openExisting(fileName, true));
+    if (table == nullptr && !FileUtils::fileExist(fileName)) {
+        throw DatabaseException(handler, __LINE__, kMissingTable, tableName.c_str());
+    }
+    return table;
+}
+
+// The table's current text: what the running transaction wrote last when that is still the file's content.
+std::string FileDatabase::currentText(const std::string& tableName, const StreamHandle& table) {
+    if (table == nullptr) {
+        throw DatabaseException("openFile", __LINE__, "DataBase Error: Couldn't open the corresponding file");
+    }
+    const auto pending = pendingTables_.find(tableName);
+    if (pending == pendingTables_.end() || !(pending->second->identity == FileIdentity::of(table.get()))) {
+        return FileUtils::readWhole(table.get());
+    }
+    // The text is handed over, so from now on the working copy itself has to be read.
+    pending->second->identity = {};
+    return std::move(pending->second->text);
+}
+
 int FileDatabase::createTable(const std::string& tableName, const std::string& remainder) {
     return runHandler("createTable", [&] {
         FILEDB_LOG(kLogTrace, "tableName:'%s' unparsed SQL Statement='%s'", tableName.c_str(),
@@ -421,81 +443,31 @@ int FileDatabase::alterTable(const std::string& tableName, const std::string& co
 // ---- Rows
 // ----------------------------------------------------------------------------------------------------------
 
-namespace {
-
-std::vector<std::string_view> viewsOf(const std::vector<std::string>& record) {
-    return {record.begin(), record.end()};
-}
-
-// The text of a table file as it will be written: the metadata lines anew, then the records as they stand in
-// `table`, which is positioned behind its metadata.
-struct TableText {
-    TableText(const TableMetaData& metaData, FILE* table) : text(metaData.text()), recordsStart(text.size()) {
-        FileUtils::readRest(table, text);
-    }
-
-    std::string_view metaData() const { return std::string_view(text).substr(0, recordsStart); }
-    std::string_view records() const { return std::string_view(text).substr(recordsStart); }
-
-    std::string text;
-    std::size_t recordsStart;
-};
-
-// The records in their stored form with `line` in front of the one at `position`.
-std::string withLineAt(int position, const std::string& line, std::string_view records) {
-    std::string text;
-    RecordReader reader(records);
-    int index = 0;
-    for (; reader.next(); ++index) {
-        if (index == position) {
-            text += line;
-        }
-        text += reader.stored();
-    }
-    return index == position ? text + line : text;
-}
-
-}  // namespace
-
 int FileDatabase::insertTable(const std::string& tableName, const std::string& sql, const Values& values) {
     return runHandler("insertTable", [&] {
         FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
-        const std::string fileName = existingTable("insertTable", tableName);
+        StreamHandle table = openExistingTable("insertTable", tableName);
         const SqlText::Insert insert = SqlText::parseInsert(sql);
-        const StreamHandle table = ownStream(FileUtils::openFile(fileName, "a+"));
         TableMetaData metaData(fileUtils_);
-        metaData.readTableMetaData(table.get());
+        TableText old(currentText(tableName, table), metaData);
         std::vector<std::string> record = newRecord(metaData, insert, values);
 
-        TableText old(metaData, table.get());
-        RecordReader reader(old.records());
-        int tableSize = 0;
-        bool wellFormed = true;
-        while (reader.next()) {
-            wellFormed = wellFormed && reader.isWellFormed();
-            ++tableSize;
-        }
-        FILEDB_LOG(kLogTrace, "Total Number of Record read:%d", tableSize);
-
+        const int tableSize = old.recordCount();
         int newRowPos = tableSize;
         std::int64_t rowId = 0;
         if (metaData.hasAliasPrimaryKey()) {
             // The id that is reported is made of the key column's name, not of the inserted key.
             rowId = StringConversion::stringToint64(metaData.primaryKeyColumns().front());
         } else {
-            rowId = getROWID(old.records(), reader.fields(), tableSize, record.size(), newRowPos);
+            rowId = getROWID(old, record.size(), newRowPos);
             record.push_back(std::to_string(rowId));
         }
-        checkPrimaryKey(metaData, old.records(), record);
+        checkPrimaryKey(metaData, old, record);
 
         const std::string line = FileUtils::recordLine(record);
-        if (wellFormed && newRowPos == tableSize) {
-            old.text += line;
-            changeTable(kInsertOperation, tableName, std::move(old.text));
-        } else {
-            changeTable(kInsertOperation, tableName,
-                        std::string(old.metaData()) + withLineAt(newRowPos, line, old.records()));
-        }
+        changeTable(kInsertOperation, tableName,
+                    newRowPos == tableSize ? std::move(old).withLineAtEnd(line)
+                                           : old.withLineBefore(newRowPos, line));
         lastInsertRowid_ = rowId;
         return 0;
     });
@@ -519,8 +491,8 @@ std::vector<std::string> FileDatabase::newRecord(TableMetaData& metaData, const 
     return record;
 }
 
-std::int64_t FileDatabase::getROWID(std::string_view records, const std::vector<std::string_view>& last,
-                                    int tableSize, std::size_t rowidColPos, int& newRowPos) {
+std::int64_t FileDatabase::getROWID(const TableText& table, std::size_t rowidColPos, int& newRowPos) {
+    const int tableSize = table.recordCount();
     FILEDB_LOG(kLogTrace, "tableSize=%d rowidColPos=%d", tableSize, static_cast<int>(rowidColPos));
     const auto rowIdOf = [rowidColPos](const std::vector<std::string_view>& record) {
         if (rowidColPos >= record.size()) {
@@ -528,44 +500,46 @@ std::int64_t FileDatabase::getROWID(std::string_view records, const std::vector<
         }
         return StringConversion::stringTouint64(std::string(record[rowidColPos]));
     };
-    constexpr std::uint64_t kLargest = INT64_MAX;
     std::uint64_t rowId = 1;
     newRowPos = 0;
-    if (tableSize > 0 && rowIdOf(last) != kLargest) {
-        rowId = rowIdOf(last) + 1;
-        newRowPos = tableSize;
-    } else if (tableSize > 0) {
-        // No id is left at the end: the new row goes where the run 1, 2, 3, ... at the head of the file
-        // breaks.
-        RecordReader reader(records);
-        while (reader.next() && rowIdOf(reader.fields()) == rowId) {
-            ++rowId;
-            ++newRowPos;
+    if (tableSize > 0) {
+        const std::uint64_t last = rowIdOf(table.lastRecord().fields());
+        if (last != INT64_MAX) {
+            rowId = last + 1;
+            newRowPos = tableSize;
+        } else {
+            // No id is left at the end: the new row goes where the run 1, 2, 3, ... at the file's head
+            // breaks.
+            RecordReader reader = table.records();
+            while (reader.next() && rowIdOf(reader.fields()) == rowId) {
+                ++rowId;
+                ++newRowPos;
+            }
         }
     }
     FILEDB_LOG(kLogTrace, "ROWID:%lld NewRowPos:%d", static_cast<long long>(rowId), newRowPos);
     return static_cast<std::int64_t>(rowId);
 }
 
-void FileDatabase::checkPrimaryKey(TableMetaData& metaData, std::string_view records,
+void FileDatabase::checkPrimaryKey(TableMetaData& metaData, const TableText& table,
                                    const std::vector<std::string>& record) {
     if (metaData.primaryKeyColumns().empty()) {
         return;
     }
+    const std::vector<std::string_view> views(record.begin(), record.end());
     WhereClause where(metaData);
-    RecordReader reader(records);
+    RecordReader reader = table.records();
     while (reader.next()) {
-        where.checkPrimaryKeyValidation(reader.fields(), viewsOf(record));
+        where.checkPrimaryKeyValidation(reader.fields(), views);
     }
 }
 
 int FileDatabase::updateTable(const std::string& tableName, const std::string& sql, const Values& values) {
     return runHandler("updateTable", [&] {
         FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
-        const std::string fileName = existingTable("updateTable", tableName);
-        const StreamHandle table = ownStream(FileUtils::openFile(fileName, "a+"));
+        const StreamHandle table = openExistingTable("updateTable", tableName);
         TableMetaData metaData(fileUtils_);
-        metaData.readTableMetaData(table.get());
+        const TableText old(currentText(tableName, table), metaData);
         FILEDB_LOG(kLogTrace, "%s", "Parsing of SET column and values..");
         const SqlText::Condition condition(sql);
         const std::vector<NewValue> newValues =
@@ -575,13 +549,12 @@ int FileDatabase::updateTable(const std::string& tableName, const std::string& s
             where.parseWhereClause(sql, condition.first, static_cast<unsigned int>(newValues.size()), values);
         }
 
-        const TableText old(metaData, table.get());
-        std::string text(old.metaData());
-        std::vector<std::vector<std::string>> keyed = keyedRecords(metaData, old.records());
-        RecordReader reader(old.records());
+        std::vector<std::vector<std::string>> keyed = keyedRecords(metaData, old);
+        TableText::Rewriter rewriter(old);
+        RecordReader reader = old.records();
         for (int k = 0; reader.next(); ++k) {
             if (!where.evaluate(reader.fields())) {
-                text += reader.stored();
+                rewriter.keep(reader);
                 continue;
             }
             std::vector<std::string> record(reader.fields().begin(), reader.fields().end());
@@ -591,13 +564,13 @@ int FileDatabase::updateTable(const std::string& tableName, const std::string& s
                 }
                 record[newValue.column] = newValue.value;
             }
-            text += FileUtils::recordLine(record);
+            rewriter.replace(reader, FileUtils::recordLine(record));
             if (!keyed.empty()) {
                 keyed[static_cast<std::size_t>(k)] = std::move(record);
                 where.updatePrimaryKeyValidation(keyed, static_cast<int>(keyed.size()), k);
             }
         }
-        changeTable(kUpdateOperation, tableName, std::move(text));
+        changeTable(kUpdateOperation, tableName, rewriter.take());
         return 0;
     });
 }
@@ -624,10 +597,10 @@ std::vector<FileDatabase::NewValue> FileDatabase::parseSetList(TableMetaData& me
 // The records of a table with a primary key, which are compared with each changed one; none for any other
 // table.
 std::vector<std::vector<std::string>> FileDatabase::keyedRecords(const TableMetaData& metaData,
-                                                                 std::string_view records) {
+                                                                 const TableText& table) {
     std::vector<std::vector<std::string>> result;
     if (!metaData.primaryKeyColumns().empty()) {
-        RecordReader reader(records);
+        RecordReader reader = table.records();
         while (reader.next()) {
             result.emplace_back(reader.fields().begin(), reader.fields().end());
         }
@@ -638,25 +611,25 @@ std::vector<std::vector<std::string>> FileDatabase::keyedRecords(const TableMeta
 int FileDatabase::deleteTable(const std::string& tableName, const std::string& sql, const Values& values) {
     return runHandler("deleteTable", [&] {
         FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
-        const std::string fileName = existingTable("deleteTable", tableName);
-        const StreamHandle table = ownStream(FileUtils::openFile(fileName, "a+"));
+        const StreamHandle table = openExistingTable("deleteTable", tableName);
         TableMetaData metaData(fileUtils_);
-        metaData.readTableMetaData(table.get());
+        const TableText old(currentText(tableName, table), metaData);
         WhereClause where(metaData);
         const SqlText::Condition condition(sql);
         if (condition.found()) {
             where.parseWhereClause(sql, condition.first, 0, values);
         }
 
-        const TableText old(metaData, table.get());
-        std::string text(old.metaData());
-        RecordReader reader(old.records());
+        TableText::Rewriter rewriter(old);
+        RecordReader reader = old.records();
         while (reader.next()) {
-            if (!where.evaluate(reader.fields())) {
-                text += reader.stored();
+            if (where.evaluate(reader.fields())) {
+                rewriter.leaveOut(reader);
+            } else {
+                rewriter.keep(reader);
             }
         }
-        changeTable(kDeleteOperation, tableName, std::move(text));
+        changeTable(kDeleteOperation, tableName, rewriter.take());
         return 0;
     });
 }
@@ -677,6 +650,7 @@ IResultTable* FileDatabase::runQuery(const std::string& sql, va_list arguments) 
         const std::string statement = checkRemoveSemiColon(sql);
         const SqlText::Select select = SqlText::parseSelect(statement);
         lock();
+        finishEarlierStatement();
         std::unique_ptr<FileResultTable> result = selectRows(statement, select, values);
         unlock();
         return result.release();
@@ -693,13 +667,14 @@ std::unique_ptr<FileResultTable> FileDatabase::selectRows(const std::string& sta
                                                           const SqlText::Select& select,
                                                           const Values& values) {
     const std::string fileName = getTableCurrentFile(Utils::validateColumnName(select.table));
-    if (!FileUtils::fileExist(fileName)) {
+    const StreamHandle table = ownStream(FileUtils::openExisting(fileName, false));
+    if (table == nullptr) {
         throw DatabaseException("executeQuery", __LINE__, "DB Error: Table does not exists...");
     }
     auto result = std::make_unique<FileResultTable>();
-    const StreamHandle table = ownStream(FileUtils::openFile(fileName, "r"));
     TableMetaData metaData(fileUtils_);
-    metaData.readTableMetaData(table.get());
+    RecordReader reader(table.get());
+    metaData.readTableMetaData(reader);
     FILEDB_LOG(kLogTrace, "%s", "Parsing of SELECT Column..");
     const Selection selection = parseSelection(metaData, SqlText::splitItems(statement, select), *result);
     WhereClause where(metaData);
@@ -707,7 +682,6 @@ std::unique_ptr<FileResultTable> FileDatabase::selectRows(const std::string& sta
         where.parseWhereClause(statement, select.condition.first, 0, values);
     }
 
-    RecordReader reader(table.get());
     while (reader.next()) {
         const std::vector<std::string_view>& record = reader.fields();
         if (!where.evaluate(record)) {
@@ -724,8 +698,20 @@ std::unique_ptr<FileResultTable> FileDatabase::selectRows(const std::string& sta
         }
         result->rowFinished();
     }
-    result->logCells();
+    logResult(*result);
     return result;
+}
+
+void FileDatabase::logResult(const FileResultTable& result) {
+    const std::size_t width = result.cellsPerRow();
+    for (std::size_t row = 0; row < static_cast<std::size_t>(result.rowCount_); ++row) {
+        for (std::size_t column = 0; column < width; ++column) {
+            const std::string_view cell = result.cell(row, column);
+            FILEDB_LOG(kLogTrace, "ResultSet[%d][%d](%s)=%.*s", static_cast<int>(row),
+                       static_cast<int>(column), result.columnLabels_[column].c_str(),
+                       static_cast<int>(cell.size()), cell.data());
+        }
+    }
 }
 
 FileDatabase::Selection FileDatabase::parseSelection(TableMetaData& metaData,
@@ -869,9 +855,7 @@ void FileDatabase::dropWorkingCopy(const std::string& tableName, const std::stri
 void FileDatabase::changeTable(signed char operation, const std::string& tableName, std::string text) {
     StreamHandle copy = ownStream(getBackupFileName(operation, tableName));
     PendingTable& pending = *pendingTables_.at(tableName);
-    logRecords(text);
-    FileUtils::overwrite(copy.get(), text);
-    pending.identity = FileIdentity::of(copy.get());
+    pending.identity = FileUtils::overwrite(copy.get(), text);
     FileUtils::closeWritten(std::move(copy));
     pending.text = std::move(text);
     pending.whole = true;
@@ -899,14 +883,17 @@ void FileDatabase::commitBackupData() {
     cleanUpBackupData();
 }
 
-// The working copy is opened before the table is touched: without it the table stays as it was.
 void FileDatabase::copyOver(const std::string& tableName, PendingTable& pending) {
-    const StreamHandle copy = ownStream(FileUtils::openFile(fileNameOf(tableName, kBackupSuffix), "r+"));
+    const std::string backupName = fileNameOf(tableName, kBackupSuffix);
+    // The text is still in memory, unless another program has changed the working copy since it was written.
+    // The working copy is looked for before the table is touched: without it the table stays as it was.
+    const bool isOurs = FileIdentity::of(backupName) == pending.identity;
+    const StreamHandle copy = ownStream(isOurs ? nullptr : FileUtils::openFile(backupName, "r+"));
     StreamHandle table = ownStream(FileUtils::openForOverwrite(fileNameOf(tableName, kTableSuffix)));
     pending.torn = true;
-    if (FileIdentity::of(copy.get()) == pending.identity) {
+    if (isOurs) {
         FileUtils::overwrite(table.get(), pending.text);
-        FileUtils::logCopy(pending.text);
+        FileUtils::logEndOfCopy();
     } else {
         FileUtils::overwriteFrom(table.get(), copy.get());
     }
@@ -925,6 +912,7 @@ void FileDatabase::finishTornTables() {
 
 void FileDatabase::cleanUpBackupData() {
     FILEDB_LOG(kLogInfo, "%s", "cleanUpBackupData");
+    cleaningUp_ = true;
     finishTornTables();
     for (const auto& [tableName, pending] : pendingTables_) {
         removeFile(fileNameOf(tableName, kBackupSuffix));
@@ -933,6 +921,20 @@ void FileDatabase::cleanUpBackupData() {
     journal_->reset(journalPath_);
     autoCommit_ = true;
     copyingOver_ = false;
+    cleaningUp_ = false;
+}
+
+// What an earlier statement could not finish, because the system refused a write, is tried again before the
+// next one. In a transaction that is left to its commit or rollback.
+void FileDatabase::finishEarlierStatement() {
+    if (!autoCommit_ || !(copyingOver_ || cleaningUp_)) {
+        return;
+    }
+    try {
+        copyingOver_ ? commitBackupData() : cleanUpBackupData();
+    } catch (const std::exception& error) {
+        logException("finishEarlierStatement", error);
+    }
 }
 
 // After a statement that failed outside of a transaction. Once a copy-over has begun the working copy must

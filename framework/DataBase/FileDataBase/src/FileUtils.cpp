@@ -36,8 +36,11 @@ constexpr const char* kLogTag = "FileResultTable";
 // The buffer of one line read of a copy: 1022 characters and the terminating zero.
 constexpr int kCopyBufferSize = 1023;
 
-constexpr const char* kReadError = "DB Error: Error occurred during file reading";
 constexpr const char* kShortRecord = "DB Error: Record has fewer fields than Table Definition";
+
+DatabaseException readError() {
+    return {"getNextRecordFromTableFile", __LINE__, "DB Error: Error occurred during file reading"};
+}
 
 DatabaseException writeError() {
     const std::string cause = std::generic_category().message(errno);
@@ -47,31 +50,43 @@ DatabaseException writeError() {
 struct stat statusOf(FILE* stream) {
     struct stat status {};
     if (fstat(fileno(stream), &status) != 0) {
-        throw DatabaseException("readRest", __LINE__, "%s", kReadError);
+        throw readError();
     }
     return status;
 }
 
-// The open(2) flags of an fopen mode. Never blocking: a named pipe under a table's name must not hang a
-// statement; for the regular files of a database it makes no difference.
+FileIdentity identityFrom(const struct stat& status) {
+    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
+
+// Never blocking: a named pipe under a table's name must not hang a statement. For the regular files of a
+// database it makes no difference.
+constexpr int kSafeFlags = O_CLOEXEC | O_NONBLOCK;
+
+// The open(2) flags of an fopen mode.
 int openFlags(const std::string& mode) {
     const bool update = mode.find('+') != std::string::npos;
     const int access = update ? O_RDWR : (mode[0] == 'r' ? O_RDONLY : O_WRONLY);
     const int creation = mode[0] == 'r' ? 0 : (mode[0] == 'w' ? O_CREAT | O_TRUNC : O_CREAT | O_APPEND);
-    return access | creation | O_CLOEXEC | O_NONBLOCK;
+    return access | creation;
 }
 
-FILE* openStream(const std::string& fileName, int flags, const char* mode) {
+FILE* openOrNull(const std::string& fileName, int flags, const char* mode) {
     FILEDB_LOG(kLogTrace, "File Name:'%s' mode='%s'", fileName.c_str(), mode);
     constexpr mode_t kPermissions = 0666;  // less the process's umask, as for fopen
-    const int descriptor = open(fileName.c_str(), flags, kPermissions);
+    const int descriptor = open(fileName.c_str(), flags | kSafeFlags, kPermissions);
     FILE* stream = descriptor < 0 ? nullptr : fdopen(descriptor, mode);
+    if (stream == nullptr && descriptor >= 0) {
+        close(descriptor);
+    }
+    return stream;
+}
+
+FILE* openOrThrow(const std::string& fileName, int flags, const char* mode) {
+    FILE* stream = openOrNull(fileName, flags, mode);
     if (stream == nullptr) {
         const std::string cause = std::generic_category().message(errno);
         FILEDB_LOG(kLogInfo, "Cannot open '%s' with mode '%s': %s", fileName.c_str(), mode, cause.c_str());
-        if (descriptor >= 0) {
-            close(descriptor);
-        }
         throw DatabaseException("openFile", __LINE__, "DataBase Error: Couldn't open the corresponding file");
     }
     return stream;
@@ -80,13 +95,17 @@ FILE* openStream(const std::string& fileName, int flags, const char* mode) {
 }  // namespace
 
 FILE* FileUtils::openFile(const std::string& fileName, const std::string& mode) {
-    FILE* stream = openStream(fileName, openFlags(mode), mode.c_str());
+    FILE* stream = openOrThrow(fileName, openFlags(mode), mode.c_str());
     std::rewind(stream);
     return stream;
 }
 
+FILE* FileUtils::openExisting(const std::string& fileName, bool forWriting) {
+    return openOrNull(fileName, forWriting ? O_RDWR : O_RDONLY, forWriting ? "r+" : "r");
+}
+
 FILE* FileUtils::openForOverwrite(const std::string& fileName) {
-    return openStream(fileName, O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK, "r+");
+    return openOrThrow(fileName, O_RDWR | O_CREAT, "r+");
 }
 
 void FileUtils::closeFile(FILE* stream) {
@@ -103,7 +122,7 @@ void FileUtils::closeWritten(StreamHandle stream) {
 }
 
 bool FileUtils::fileExist(const std::string& fileName) {
-    const int descriptor = open(fileName.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    const int descriptor = open(fileName.c_str(), O_RDONLY | kSafeFlags);
     if (descriptor < 0) {
         return false;
     }
@@ -116,13 +135,16 @@ bool FileUtils::fileRemove(const std::string& /*fileName*/) {
 }
 
 int FileUtils::copyWholeFile(FILE* destination, FILE* source) {
+    if (destination == nullptr || source == nullptr) {
+        throw readError();
+    }
     std::rewind(destination);
     std::rewind(source);
     std::array<char, kCopyBufferSize> buffer{};
     while (std::feof(source) == 0) {
         if (std::fgets(buffer.data(), kCopyBufferSize, source) == nullptr) {
             if (std::ferror(source) != 0) {
-                throw DatabaseException("copyWholeFile", __LINE__, "%s", kReadError);
+                throw readError();
             }
             // The end of the file is only noticed by the read that fails, so nearly every copy ends with this
             // line.
@@ -135,16 +157,8 @@ int FileUtils::copyWholeFile(FILE* destination, FILE* source) {
     return std::feof(source);
 }
 
-void FileUtils::logCopy(std::string_view text) {
-    constexpr std::size_t kPiece = kCopyBufferSize - 1;
-    std::string_view piece;
-    while (!text.empty()) {
-        piece = text.substr(0, std::min(text.find('\n', 0), kPiece - 1) + 1);
-        text.remove_prefix(piece.size());
-        FILEDB_LOG(kLogTrace, "Copied record:%.*s", static_cast<int>(piece.size()), piece.data());
-    }
+void FileUtils::logEndOfCopy() {
     FILEDB_LOG(kLogError, "%s", "line is NULL");
-    FILEDB_LOG(kLogTrace, "Copied record:%.*s", static_cast<int>(piece.size()), piece.data());
 }
 
 std::string FileUtils::recordLine(const std::vector<std::string>& fields) {
@@ -174,7 +188,7 @@ bool FileUtils::getNextRecordFromTableFile(FILE* stream, std::vector<std::string
         if (stream != nullptr && std::feof(stream) != 0) {
             return false;
         }
-        throw DatabaseException("getNextRecordFromTableFile", __LINE__, "%s", kReadError);
+        throw readError();
     }
     std::vector<std::string_view> views;
     cutIntoFields(buffer.data(), views);
@@ -196,34 +210,36 @@ int FileUtils::readAllRecordFromTableFile(FILE* stream, std::vector<std::vector<
     return static_cast<int>(count);
 }
 
-void FileUtils::requireRegularFile(FILE* stream) {
-    if (!S_ISREG(statusOf(stream).st_mode)) {
-        throw DatabaseException("readRest", __LINE__, "%s", kReadError);
+long FileUtils::lengthOfRegularFile(FILE* stream) {
+    const struct stat status = statusOf(stream);
+    if (!S_ISREG(status.st_mode)) {
+        throw readError();
     }
+    return static_cast<long>(status.st_size);
 }
 
-void FileUtils::readRest(FILE* stream, std::string& text) {
-    requireRegularFile(stream);
-    constexpr std::size_t kRoom = 4096;  // so that the read that finds the end seldom needs the text to grow
-    long offset = std::ftell(stream);
-    std::size_t room = static_cast<std::size_t>(std::max(length(stream) - offset, 0L)) + kRoom;
+std::string FileUtils::readWhole(FILE* stream) {
+    // One byte more than the file has: the read that comes back short has found the end.
+    std::string text(static_cast<std::size_t>(lengthOfRegularFile(stream)) + 1, '\0');
+    std::size_t size = 0;
     for (;;) {
-        const std::size_t size = text.size();
-        text.resize(size + room);
-        const std::size_t got = readAt(stream, offset, text.data() + size, room);
-        text.resize(size + got);
-        if (got == 0) {
-            return;
+        const std::size_t room = text.size() - size;
+        const std::size_t got = readAt(stream, static_cast<long>(size), text.data() + size, room);
+        size += got;
+        if (got == 0 || size + 1 == text.size()) {
+            text.resize(size);
+            return text;
         }
-        offset += static_cast<long>(got);
-        room = kRoom;
+        if (got == room) {
+            text.resize(2 * text.size());  // the file has grown meanwhile
+        }
     }
 }
 
 std::size_t FileUtils::readAt(FILE* stream, long offset, char* buffer, std::size_t size) {
     const ssize_t got = pread(fileno(stream), buffer, size, offset);
     if (got < 0) {
-        throw DatabaseException("readRest", __LINE__, "%s", kReadError);
+        throw readError();
     }
     return static_cast<std::size_t>(got);
 }
@@ -245,9 +261,15 @@ void FileUtils::cut(FILE* stream, long length) {
     }
 }
 
-void FileUtils::overwrite(FILE* stream, std::string_view text) {
+FileIdentity FileUtils::overwrite(FILE* stream, std::string_view text) {
+    FILEDB_LOG(kLogTrace, "Writing Records to File: %.*s", static_cast<int>(text.size()), text.data());
     writeAt(stream, 0, text);
+    const FileIdentity identity = FileIdentity::of(stream);
+    if (identity.size == static_cast<long long>(text.size())) {
+        return identity;
+    }
     cut(stream, static_cast<long>(text.size()));
+    return FileIdentity::of(stream);
 }
 
 void FileUtils::overwriteFrom(FILE* destination, FILE* source) {
@@ -257,18 +279,6 @@ void FileUtils::overwriteFrom(FILE* destination, FILE* source) {
     }
     cut(destination, std::ftell(destination));
 }
-
-long FileUtils::length(FILE* stream) {
-    return static_cast<long>(statusOf(stream).st_size);
-}
-
-namespace {
-
-FileIdentity identityFrom(const struct stat& status) {
-    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
-}
-
-}  // namespace
 
 FileIdentity FileIdentity::of(FILE* stream) {
     return identityFrom(statusOf(stream));
@@ -315,9 +325,19 @@ bool TableMetaData::readTableMetaData(FILE* stream) {
     fileUtils_->getNextRecordFromTableFile(stream, columnNames_);
     fileUtils_->getNextRecordFromTableFile(stream, columnFlags_);
     fileUtils_->getNextRecordFromTableFile(stream, primaryKeyColumns_);
-    if (primaryKeyColumns_.size() == 1 && primaryKeyColumns_.front().empty()) {
-        primaryKeyColumns_.clear();
+    return findAliasPrimaryKey();
+}
+
+bool TableMetaData::readTableMetaData(RecordReader& reader) {
+    for (std::vector<std::string>* line : {&columnNames_, &columnFlags_, &primaryKeyColumns_}) {
+        if (reader.next()) {
+            line->assign(reader.fields().begin(), reader.fields().end());
+        }
     }
+    return findAliasPrimaryKey();
+}
+
+bool TableMetaData::findAliasPrimaryKey() {
     aliasPrimaryKey_ = isAliasPrimaryKey();
     return aliasPrimaryKey_;
 }
@@ -486,16 +506,6 @@ void FileResultTable::addLabel(const std::string& label) {
 void FileResultTable::addCell(std::string_view cell) {
     cells_.append(cell);
     cellEnds_.push_back(cells_.size());
-}
-
-void FileResultTable::logCells() const {
-    const std::size_t width = cellsPerRow();
-    for (std::size_t index = 0; index < cellEnds_.size(); ++index) {
-        const std::string_view value = cell(index / width, index % width);
-        FILEDB_LOG(kLogTrace, "ResultSet[%d][%d](%s)=%.*s", static_cast<int>(index / width),
-                   static_cast<int>(index % width), columnLabels_[index % width].c_str(),
-                   static_cast<int>(value.size()), value.data());
-    }
 }
 
 std::size_t FileResultTable::cellsPerRow() const {

@@ -33,7 +33,7 @@ FILE* Journal::requireStream() const {
 void Journal::open(const std::string& path) {
     close();
     stream_ = ownStream(FileUtils::openFile(path, "a+"));
-    identity_ = FileIdentity::of(stream_.get());
+    end_ = FileUtils::lengthOfRegularFile(stream_.get());
     appends_ = true;
 }
 
@@ -42,11 +42,8 @@ void Journal::close() {
 }
 
 bool Journal::read(const std::function<void(signed char operation, const std::string& table)>& report) {
-    std::string text;
-    std::rewind(requireStream());
-    FileUtils::readRest(stream_.get(), text);
-
-    RecordReader records(text);
+    const std::string text = FileUtils::readWhole(requireStream());
+    RecordReader records{std::string_view(text)};
     bool found = false;
     bool stateLine = true;
     while (records.next()) {
@@ -65,21 +62,20 @@ bool Journal::read(const std::function<void(signed char operation, const std::st
 
 void Journal::appendTable(signed char operation, const std::string& table) {
     const std::string line = FileUtils::recordLine({Utils::toString<signed char>(operation), table});
-    const long end = FileUtils::length(requireStream());
     try {
-        FileUtils::writeAt(stream_.get(), end, line);
+        FileUtils::writeAt(requireStream(), end_, line);
     } catch (const DatabaseException&) {
-        FileUtils::cut(stream_.get(), end);
+        if (stream_ != nullptr) {
+            FileUtils::cut(stream_.get(), end_);
+        }
         throw;
     }
+    end_ += static_cast<long>(line.size());
 }
 
 void Journal::markDropped(const std::string& table) {
-    std::string text;
-    std::rewind(requireStream());
-    FileUtils::readRest(stream_.get(), text);
-
-    RecordReader records(text);
+    const std::string text = FileUtils::readWhole(requireStream());
+    RecordReader records{std::string_view(text)};
     for (bool isStateLine = true; records.next(); isStateLine = false) {
         const std::vector<std::string_view>& fields = records.fields();
         if (!isStateLine && fields.size() > 1 && fields[1] == table) {
@@ -90,18 +86,26 @@ void Journal::markDropped(const std::string& table) {
 }
 
 void Journal::writeState(bool copying) {
+    atRest_ = false;
     FileUtils::writeAt(requireStream(), 0, copying ? kCopying : kAtRest);
+    atRest_ = !copying;
 }
 
 void Journal::reset(const std::string& path) {
-    const bool reusable = stream_ != nullptr && !appends_ && identity_.sameFile(FileIdentity::of(path));
-    if (!reusable) {
+    if (stream_ == nullptr || appends_ || !identity_.sameFile(FileIdentity::of(path))) {
         close();
         stream_ = ownStream(FileUtils::openForOverwrite(path));
         identity_ = FileIdentity::of(stream_.get());
         appends_ = false;
+        atRest_ = false;
     }
-    FileUtils::overwrite(stream_.get(), kAtRest);
+    // Cut first: tables behind a state line "0" would have their working copies removed by the next init,
+    // also those that an interrupted copy-over still needs.
+    end_ = static_cast<long>(kAtRest.size());
+    FileUtils::cut(stream_.get(), end_);
+    if (!atRest_) {
+        writeState(false);
+    }
 }
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

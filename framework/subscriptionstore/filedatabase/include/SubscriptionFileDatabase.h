@@ -21,11 +21,9 @@ namespace Kalt::Vemo::Notification {
 /// The subscription store, kept in two tables of a text-file database.
 ///
 /// - `MySubscriptions`: what this device holds, or has requested, on other devices. A row that waits for its
-///   answer carries the request's id, an answered one the number 18446744073709551615 (-1 as the table stores
-///   it).
-/// - `Subscriptions`: what others hold on this device's resources, with an expiry instant in seconds since
-/// the
-///   epoch, or NULL for a subscription that does not expire. `init` does not make this table: on a fresh
+///   answer carries the request's id, an answered one 18446744073709551615 (-1, as the table stores it).
+/// - `Subscriptions`: what others hold on this device's resources, each with the instant at which it expires,
+///   in seconds since the epoch, or NULL for one that does not. `init` does not make this table: on a fresh
 ///   directory another client of the database has to.
 ///
 /// A row's ROWID is the subscription's identifier towards the framework.
@@ -34,18 +32,18 @@ namespace Kalt::Vemo::Notification {
 /// - Every operation before a successful `init`, and after `deinit`: false.
 /// - A statement that the database refuses while it runs (a missing table, for example) is logged there and
 ///   counts as done: the result is true.
-/// - Texts that a table cannot give back as written are refused before anything is sent: a "~", a line feed
-/// or a
-///   NUL byte in a text to be stored, a NUL byte in any argument, and a row whose line in the file would be
-///   longer than 1023 bytes. Nothing is changed then.
+/// - What a table cannot give back as written is refused before anything is changed: a "~", a line feed or a
+///   NUL byte in a text to be stored, a NUL byte in any argument, a row whose line in the file would be
+///   longer than 1023 bytes.
 /// - On failure, records and lists handed in are unchanged, except that a save whose commit failed has set
-/// the
-///   record's identifier.
+///   the record's identifier.
 ///
 /// Quotes inside a text are stored as they are; the text "NULL" is stored as NULL and reads back empty.
 ///
 /// Threads: `init` and `deinit` belong to the owner, before and after all other traffic; every other call may
-/// come from any thread. A save that failed after it began keeps the database's lock for its thread.
+/// come from any thread. A save that failed after it began keeps the database's lock for its thread. An
+/// update measures its rows just before it changes them; only there can another thread's change make a row
+/// too long.
 class VEMO_DATABASE_EXPORT FileSubscriptionDatabase : public ISubscriptionDB {
 public:
     FileSubscriptionDatabase();
@@ -134,6 +132,7 @@ public:
     }
 
 private:
+    bool openDatabase(const std::string& path);
     template <typename Operation>
     bool run(const char* name, Operation operation);
     bool populateSubscriptionRecords(Core::Database::IResultTable* rows,

@@ -1,10 +1,9 @@
 #pragma once
 
 #include "DatabaseExport.h"
+#include "ISubscriptionDB.h"
 
 namespace Kalt::Vemo::Notification {
-
-class ISubscriptionDB;
 
 /// The way in for the notification framework: makes a subscription store that keeps its data in text files.
 ///

@@ -76,16 +76,23 @@ constexpr std::string_view kCutsText("\0", 1);
 constexpr std::string_view kCutsTextOrStatement("\0?", 2);
 constexpr std::string_view kCutsRow("\0~\n", 3);
 
-bool reaches(const char* operation, std::initializer_list<Argument> arguments) {
+bool canSend(const char* operation, std::initializer_list<Argument> arguments) {
     return holdNone(operation, kCutsText, arguments);
 }
 
-bool pastes(const char* operation, std::initializer_list<Argument> arguments) {
+bool canPaste(const char* operation, std::initializer_list<Argument> arguments) {
     return holdNone(operation, kCutsTextOrStatement, arguments);
 }
 
-bool stores(const char* operation, std::initializer_list<Argument> arguments) {
+bool canStore(const char* operation, std::initializer_list<Argument> arguments) {
     return holdNone(operation, kCutsRow, arguments);
+}
+
+bool canStoreRecord(const char* operation, const SubscriptionRecord& record) {
+    return canStore(operation, {{"deviceId", record.deviceId},
+                                {"subscribedResource", record.subscribedResource},
+                                {"subscriptionUri", record.subscriptionUri},
+                                {"notificationUri", record.notificationUri}});
 }
 
 bool refuseLength(const char* operation) {
@@ -197,6 +204,32 @@ bool insertRow(const char* operation, IDatabase& database, std::size_t shortestL
     return database.commitTransaction();
 }
 
+/// The text with the value in place of each "?". Nothing escapes quotes and blanks in it.
+std::string pasted(std::string_view text, const std::string& value) {
+    std::string result;
+    for (const char character : text) {
+        if (character == '?') {
+            result += value;
+        } else {
+            result += character;
+        }
+    }
+    return result;
+}
+
+/// The clause with each resource pasted in, joined by OR. False without a resource, and for one that cannot
+/// be part of a statement.
+bool joinClauses(const char* operation, std::string_view clause, const std::list<std::string>& resources,
+                 std::string& joined) {
+    for (const std::string& resource : resources) {
+        if (!canPaste(operation, {{"resource", resource}})) {
+            return false;
+        }
+        joined += (joined.empty() ? "" : " OR ") + pasted(clause, resource);
+    }
+    return !resources.empty();
+}
+
 }  // namespace
 
 ISubscriptionDB* VEMOFileSubscriptionDB::createInstance() {
@@ -217,14 +250,18 @@ bool FileSubscriptionDatabase::init(std::string& path, int expiryTimeVal) {
         return false;
     }
     setSubExprTimeVal(expiryTimeVal);
-    // The earlier database goes first: two at once would tidy up each other's working copies.
-    database_.reset();
     try {
-        database_ = std::make_unique<Core::Database::Filedb::FileDatabase>();
+        return openDatabase(path);
     } catch (const std::exception& error) {
         logError(std::string("init: ") + error.what());
         return false;
     }
+}
+
+bool FileSubscriptionDatabase::openDatabase(const std::string& path) {
+    // The earlier database goes first: two at once would tidy up each other's working copies.
+    database_.reset();
+    database_ = std::make_unique<Core::Database::Filedb::FileDatabase>();
     if (!database_->init(path)) {
         logError("File DB initialization failed!");
         return false;
@@ -321,10 +358,7 @@ std::string FileSubscriptionDatabase::expiryInstant() const {
 bool FileSubscriptionDatabase::savePendingMySubscription(int requestId, SubscriptionRecord& record) {
     constexpr const char* kName = "savePendingMySubscription";
     return run(kName, [&](IDatabase& database) {
-        if (!stores(kName, {{"deviceId", record.deviceId},
-                            {"subscribedResource", record.subscribedResource},
-                            {"subscriptionUri", record.subscriptionUri},
-                            {"notificationUri", record.notificationUri}})) {
+        if (!canStoreRecord(kName, record)) {
             return false;
         }
         const std::string id = toString<int>(requestId);
@@ -353,7 +387,7 @@ bool FileSubscriptionDatabase::updateMySubscription(int requestId, std::string& 
         const std::string answered = "-1";
         const std::string id = toString<int>(requestId);
         const std::size_t newFields = bytesOfInteger(answered) + bytesOfText(subscriptionUri);
-        if (!stores(kName, {{"subscriptionUri", subscriptionUri}}) ||
+        if (!canStore(kName, {{"subscriptionUri", subscriptionUri}}) ||
             !fits(kName, newFields + 3 * kShortestText + kShortestNumber) ||
             !rowsFit(kName,
                      query(database,
@@ -378,8 +412,8 @@ bool FileSubscriptionDatabase::updateMySubscriptionBySubscriptionUri(std::string
     constexpr const char* kName = "updateMySubscriptionBySubscriptionUri";
     return run(kName, [&](IDatabase& database) {
         const std::size_t newFields = bytesOfTextAsInteger(subscribedResource);
-        if (!reaches(kName, {{"subscriptionUri", subscriptionUri}}) ||
-            !stores(kName, {{"subscribedResource", subscribedResource}}) ||
+        if (!canSend(kName, {{"subscriptionUri", subscriptionUri}}) ||
+            !canStore(kName, {{"subscribedResource", subscribedResource}}) ||
             !fits(kName, newFields + 3 * kShortestText + 2 * kShortestNumber) ||
             !rowsFit(kName,
                      query(database,
@@ -403,7 +437,7 @@ bool FileSubscriptionDatabase::deleteMySubscriptionBySubscriptionUri(std::string
                                                                      std::string& subscriptionUri) {
     constexpr const char* kName = "deleteMySubscriptionBySubscriptionUri";
     return run(kName, [&](IDatabase& database) {
-        return reaches(kName, {{"deviceId", deviceId}, {"subscriptionUri", subscriptionUri}}) &&
+        return canSend(kName, {{"deviceId", deviceId}, {"subscriptionUri", subscriptionUri}}) &&
                update(database, "DELETE FROM MySubscriptions WHERE deviceId = '?' AND subscriptionUri = '?';",
                       deviceId, subscriptionUri);
     });
@@ -413,7 +447,7 @@ bool FileSubscriptionDatabase::getMySubscriptionBySubscriptionUri(std::string& s
                                                                   SubscriptionRecord& record) {
     constexpr const char* kName = "getMySubscriptionBySubscriptionUri";
     return run(kName, [&](IDatabase& database) {
-        return reaches(kName, {{"subscriptionUri", subscriptionUri}}) &&
+        return canSend(kName, {{"subscriptionUri", subscriptionUri}}) &&
                populateFirstRecord(query(database,
                                          "SELECT deviceId, subscribedResource, subscriptionUri, "
                                          "notificationUri, ROWID FROM MySubscriptions WHERE "
@@ -427,7 +461,7 @@ bool FileSubscriptionDatabase::getMySubscriptionByDeviceId(std::string& deviceId
                                                            std::list<SubscriptionRecord>& records) {
     constexpr const char* kName = "getMySubscriptionByDeviceId";
     return run(kName, [&](IDatabase& database) {
-        return reaches(kName, {{"deviceId", deviceId}}) &&
+        return canSend(kName, {{"deviceId", deviceId}}) &&
                populateSubscriptionRecords(query(database,
                                                  "SELECT deviceId, subscribedResource, subscriptionUri, "
                                                  "notificationUri, ROWID FROM MySubscriptions WHERE "
@@ -441,7 +475,7 @@ bool FileSubscriptionDatabase::getMySubscriptionByResourcePaths(std::string& dev
                                                                 std::list<SubscriptionRecord>& records) {
     constexpr const char* kName = "getMySubscriptionByResourcePaths";
     return run(kName, [&](IDatabase& database) {
-        return reaches(kName, {{"deviceId", deviceId}, {"resource", resource}}) &&
+        return canSend(kName, {{"deviceId", deviceId}, {"resource", resource}}) &&
                populateSubscriptionRecords(query(database,
                                                  "SELECT deviceId, subscribedResource, subscriptionUri, "
                                                  "notificationUri, ROWID FROM MySubscriptions WHERE "
@@ -455,24 +489,20 @@ bool FileSubscriptionDatabase::getMySubscriptionContainingResourceList(
     std::string deviceId, std::list<std::string> resources, std::list<SubscriptionRecord>& records) {
     constexpr const char* kName = "getMySubscriptionContainingResourceList";
     return run(kName, [&](IDatabase& database) {
-        if (resources.empty() || !pastes(kName, {{"deviceId", deviceId}})) {
+        std::string condition;
+        if (!canPaste(kName, {{"deviceId", deviceId}}) ||
+            !joinClauses(kName,
+                         "( subscribedResource = '?'  OR subscribedResource LIKE '% ?' OR subscribedResource "
+                         "LIKE '? %' OR subscribedResource LIKE '% ? %' ) ",
+                         resources, condition)) {
             return false;
         }
-        std::string clauses;
-        for (const std::string& r : resources) {
-            if (!pastes(kName, {{"resource", r}})) {
-                return false;
-            }
-            clauses += clauses.empty() ? "" : " OR ";
-            clauses += "( subscribedResource = '" + r + "'  OR subscribedResource LIKE '% " + r +
-                       "' OR subscribedResource LIKE '" + r + " %' OR subscribedResource LIKE '% " + r +
-                       " %' ) ";
-        }
         const std::string sql =
-            "SELECT deviceId, subscribedResource, subscriptionUri, notificationUri, ROWID FROM "
-            "MySubscriptions "
-            "WHERE deviceId = '" +
-            deviceId + "' AND( " + clauses + ");";
+            pasted(
+                "SELECT deviceId, subscribedResource, subscriptionUri, notificationUri, ROWID FROM "
+                "MySubscriptions WHERE deviceId = '?' AND( ",
+                deviceId) +
+            condition + ");";
         return populateSubscriptionRecords(query(database, sql.c_str()), records);
     });
 }
@@ -482,10 +512,7 @@ bool FileSubscriptionDatabase::getMySubscriptionContainingResourceList(
 bool FileSubscriptionDatabase::saveSubscription(SubscriptionRecord& record) {
     constexpr const char* kName = "saveSubscription";
     return run(kName, [&](IDatabase& database) {
-        if (!stores(kName, {{"deviceId", record.deviceId},
-                            {"subscribedResource", record.subscribedResource},
-                            {"subscriptionUri", record.subscriptionUri},
-                            {"notificationUri", record.notificationUri}})) {
+        if (!canStoreRecord(kName, record)) {
             return false;
         }
         const bool expires = getSubExprTimeVal() >= 1;
@@ -514,7 +541,7 @@ bool FileSubscriptionDatabase::getSubscriptionContainingResource(std::string& re
                                                                  std::list<SubscriptionRecord>& records) {
     constexpr const char* kName = "getSubscriptionContainingResource";
     return run(kName, [&](IDatabase& database) {
-        return reaches(kName, {{"resource", resource}}) &&
+        return canSend(kName, {{"resource", resource}}) &&
                populateSubscriptionRecords(
                    query(database,
                          "SELECT *, ROWID FROM Subscriptions WHERE subscribedResource = '?' OR "
@@ -529,22 +556,18 @@ bool FileSubscriptionDatabase::getSubscriptionContainingResourceList(std::list<s
                                                                      std::list<SubscriptionRecord>& records) {
     constexpr const char* kName = "getSubscriptionContainingResourceList";
     return run(kName, [&](IDatabase& database) {
-        if (resources.empty()) {
+        std::string condition;
+        if (!joinClauses(
+                kName,
+                " subscribedResource = '?' OR subscribedResource LIKE '%?' OR subscribedResource LIKE "
+                "'?%' OR subscribedResource LIKE '%?%'  ",
+                resources, condition)) {
             return false;
-        }
-        std::string clauses;
-        for (const std::string& r : resources) {
-            if (!pastes(kName, {{"resource", r}})) {
-                return false;
-            }
-            clauses += clauses.empty() ? "" : " OR ";
-            clauses += " subscribedResource = '" + r + "' OR subscribedResource LIKE '%" + r +
-                       "' OR subscribedResource LIKE '" + r + "%' OR subscribedResource LIKE '%" + r + "%'  ";
         }
         const std::string sql =
             "SELECT deviceId, subscribedResource, subscriptionUri, notificationUri, ROWID FROM Subscriptions "
             "WHERE " +
-            clauses + ";";
+            condition + ";";
         return populateSubscriptionRecords(query(database, sql.c_str()), records);
     });
 }
@@ -552,7 +575,7 @@ bool FileSubscriptionDatabase::getSubscriptionContainingResourceList(std::list<s
 bool FileSubscriptionDatabase::getSubscriptionBySubscriptionID(std::string& id, SubscriptionRecord& record) {
     constexpr const char* kName = "getSubscriptionBySubscriptionID";
     return run(kName, [&](IDatabase& database) {
-        return reaches(kName, {{"id", id}}) &&
+        return canSend(kName, {{"id", id}}) &&
                populateFirstRecord(query(database,
                                          "SELECT deviceId, subscribedResource, subscriptionUri, "
                                          "notificationUri, ROWID FROM Subscriptions WHERE ROWID = '?';",
@@ -567,10 +590,10 @@ bool FileSubscriptionDatabase::updateSubscription(SubscriptionRecord& record) {
         const std::string id = toString<long long>(record.subscriptionId);
         const std::size_t newFields = bytesOfText(record.deviceId) + bytesOfText(record.subscribedResource) +
                                       bytesOfText(record.notificationUri);
-        if (!stores(kName, {{"deviceId", record.deviceId},
-                            {"subscribedResource", record.subscribedResource},
-                            {"notificationUri", record.notificationUri}}) ||
-            !fits(kName, newFields + kShortestText + kShortestNumber)) {
+        if (!canStore(kName, {{"deviceId", record.deviceId},
+                              {"subscribedResource", record.subscribedResource},
+                              {"notificationUri", record.notificationUri}}) ||
+            !fits(kName, newFields + kShortestText + id.size() + kCloser)) {
             return false;
         }
         if (getSubExprTimeVal() >= 1) {
@@ -597,7 +620,7 @@ bool FileSubscriptionDatabase::updateSubscription(SubscriptionRecord& record) {
 bool FileSubscriptionDatabase::deleteSubscriptionBySubscriptionID(std::string& id) {
     constexpr const char* kName = "deleteSubscriptionBySubscriptionID";
     return run(kName, [&](IDatabase& database) {
-        return reaches(kName, {{"id", id}}) &&
+        return canSend(kName, {{"id", id}}) &&
                update(database, "DELETE FROM Subscriptions WHERE ROWID = ?;", id);
     });
 }

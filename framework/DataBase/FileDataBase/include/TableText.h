@@ -1,0 +1,70 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "RecordReader.h"
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+class TableMetaData;
+
+/// The text of a table file, in memory, and how a changed version is made of it.
+///
+/// A change writes the whole table anew: the metadata lines, then every record joined from its fields. Lines
+/// that are already in that form come out as they went in, so when isWellFormed() has said so of all records,
+/// whole runs of lines are passed on as bytes; a damaged table takes the general way, record by record.
+///
+/// Threads: an object belongs to one statement. Throws: DatabaseException, as
+/// TableMetaData::readTableMetaData.
+class TableText {
+public:
+    /// Takes the content of a table file, its first three lines into `metaData`.
+    TableText(std::string text, TableMetaData& metaData);
+
+    /// Stands before the first record.
+    RecordReader records() const { return RecordReader(recordText()); }
+
+    int recordCount() const { return recordCount_; }
+
+    /// Stands on the last record. Requires: recordCount() is not 0.
+    RecordReader lastRecord() const;
+
+    /// The new version with `line` behind the last record.
+    std::string withLineAtEnd(const std::string& line) &&;
+
+    /// The new version with `line` in front of the record at `position`, counted from 0.
+    std::string withLineBefore(int position, const std::string& line) const;
+
+    /// Puts together a new version from the records of the old one, in their order. Every record that
+    /// records() gives is to be handed to one of keep, replace and leaveOut.
+    class Rewriter {
+    public:
+        explicit Rewriter(const TableText& old);
+
+        void insert(const RecordReader& reader, std::string_view line);  ///< in front of the reader's record
+        void keep(RecordReader& reader);
+        void replace(const RecordReader& reader, std::string_view line);
+        void leaveOut(const RecordReader& reader) { replace(reader, {}); }
+
+        std::string take();
+
+    private:
+        void passOn(const char* end);
+
+        const TableText& old_;
+        std::string text_;
+        const char* run_;  // start of the lines that wait to be passed on; of no use for a damaged table
+    };
+
+private:
+    std::string_view recordText() const { return std::string_view(text_).substr(recordsStart_); }
+
+    std::string text_;
+    std::string metaDataText_;
+    std::size_t recordsStart_;
+    bool wellFormed_;
+    int recordCount_ = 0;
+};
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb
