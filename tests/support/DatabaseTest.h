@@ -1,0 +1,55 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "FileDatabase.h"
+#include "IResultTable.h"
+#include "TestSupport.h"
+
+namespace Kalt::Vemo::Test {
+
+/// A database in a directory of its own, with the log captured. Reads like a script: open, exec, query,
+/// reopen.
+class DatabaseTest : public ::testing::Test {
+protected:
+    using FileDatabase = Core::Database::Filedb::FileDatabase;
+    using Result = std::unique_ptr<Core::Database::IResultTable>;
+
+    /// Opens the database; the files live in directory().
+    void open() { ASSERT_TRUE(database->init(path())) << log.dump(); }
+
+    /// Closes the database as a clean stop would, and opens it again.
+    void reopen() {
+        database = std::make_unique<FileDatabase>();
+        open();
+    }
+
+    template <typename... Values>
+    int exec(const char* sql, Values... values) {
+        return database->executeUpdate(sql, values...);
+    }
+
+    template <typename... Values>
+    Result query(const char* sql, Values... values) {
+        return Result(database->executeQuery(sql, values...));
+    }
+
+    std::string path() const { return temporary.file("db"); }
+    std::string directory() const { return path() + "_filedb"; }
+    std::string tableFile(const std::string& table) const { return directory() + "/" + table + ".table"; }
+    std::string backupFile(const std::string& table) const { return directory() + "/" + table + ".backup"; }
+    std::string journalFile() const { return directory() + "/master_rollback"; }
+
+    std::string table(const std::string& name) const { return readFile(tableFile(name)); }
+    std::string backup(const std::string& name) const { return readFile(backupFile(name)); }
+    std::string journal() const { return readFile(journalFile()); }
+
+    TemporaryDirectory temporary;
+    LogCapture log;
+    std::unique_ptr<FileDatabase> database = std::make_unique<FileDatabase>();
+};
+
+}  // namespace Kalt::Vemo::Test

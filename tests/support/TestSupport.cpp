@@ -1,0 +1,118 @@
+#include "TestSupport.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "LogSink.h"
+
+namespace Kalt::Vemo::Test {
+
+TemporaryDirectory::TemporaryDirectory() {
+    std::string name = (std::filesystem::temp_directory_path() / "vemo-test-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) {
+        ADD_FAILURE() << "cannot make a directory " << name;
+    }
+    path_ = name;
+}
+
+TemporaryDirectory::~TemporaryDirectory() {
+    std::error_code error;
+    std::filesystem::remove_all(path_, error);
+}
+
+std::string readFile(const std::string& path) {
+    std::ifstream stream(path, std::ios::binary);
+    if (!stream) {
+        ADD_FAILURE() << "cannot read " << path;
+    }
+    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+void writeFile(const std::string& path, const std::string& content) {
+    std::ofstream stream(path, std::ios::binary | std::ios::trunc);
+    stream.write(content.data(), static_cast<std::streamsize>(content.size()));
+    stream.close();
+    if (!stream) {
+        ADD_FAILURE() << "cannot write " << path;
+    }
+}
+
+bool fileExists(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::exists(std::filesystem::symlink_status(path, error));
+}
+
+std::vector<std::string> listDirectory(const std::string& path) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(path)) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+LogCapture::LogCapture(int maxLevel) {
+    Log::setLogSink(
+        [this](const Log::LogMessage& message) {
+            const std::lock_guard<std::mutex> guard(mutex_);
+            messages_.push_back({message.module, message.tag, message.level, message.text});
+        },
+        maxLevel);
+}
+
+LogCapture::~LogCapture() {
+    Log::setLogSink({}, 0);
+}
+
+std::vector<LoggedMessage> LogCapture::messages() const {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    return messages_;
+}
+
+std::vector<std::string> LogCapture::texts(int level) const {
+    std::vector<std::string> result;
+    for (const LoggedMessage& message : messages()) {
+        if (message.level == level) {
+            result.push_back(message.text);
+        }
+    }
+    return result;
+}
+
+bool LogCapture::has(const std::string& text) const {
+    const std::vector<LoggedMessage> all = messages();
+    return std::any_of(all.begin(), all.end(),
+                       [&](const LoggedMessage& message) { return message.text == text; });
+}
+
+bool LogCapture::hasPart(const std::string& part) const {
+    return count(part) > 0;
+}
+
+int LogCapture::count(const std::string& part) const {
+    const std::vector<LoggedMessage> all = messages();
+    return static_cast<int>(std::count_if(all.begin(), all.end(), [&](const LoggedMessage& message) {
+        return message.text.find(part) != std::string::npos;
+    }));
+}
+
+std::string LogCapture::dump() const {
+    std::ostringstream out;
+    for (const LoggedMessage& message : messages()) {
+        out << message.level << ' ' << message.tag << ": " << message.text << '\n';
+    }
+    return out.str();
+}
+
+void LogCapture::clear() {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    messages_.clear();
+}
+
+}  // namespace Kalt::Vemo::Test
