@@ -1,0 +1,7 @@
+#include "ISubscriptionDB.h"
+
+namespace Kalt::Vemo::Notification {
+
+ISubscriptionDB::~ISubscriptionDB() = default;
+
+}  // namespace Kalt::Vemo::Notification
