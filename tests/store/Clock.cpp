@@ -1,0 +1,26 @@
+#include "Clock.h"
+
+#include <atomic>
+
+namespace {
+
+std::atomic<std::time_t> clockNow{1700000000};
+
+}  // namespace
+
+namespace Kalt::Vemo::Test {
+
+void setClock(std::time_t now) {
+    clockNow = now;
+}
+
+}  // namespace Kalt::Vemo::Test
+
+// Takes the place of the C library's function in this program.
+extern "C" std::time_t time(std::time_t* result) noexcept {
+    const std::time_t now = clockNow;
+    if (result != nullptr) {
+        *result = now;
+    }
+    return now;
+}
