@@ -1,0 +1,114 @@
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "LogSink.h"
+#include "Operations.h"
+#include "Subject.h"
+
+// Times every operation at every size, on both media, beside the same work on SQLite. Each benchmark is named
+// OPERATION/ENGINE/MEDIUM/ROWS; report.py makes the table of it.
+
+namespace {
+
+constexpr int kSizes[] = {10, 100, 1000, 10000};
+constexpr int kErrors = -2;
+constexpr int kNothing = -3;
+
+// Seconds that the operation's own work took.
+double run(const Operation& operation, Subject& subject, int rows) {
+    if (operation.before) {
+        operation.before(subject, rows);
+    }
+    const auto start = std::chrono::steady_clock::now();
+    operation.timed(subject, rows);
+    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - start;
+    if (operation.after) {
+        operation.after(subject, rows);
+    }
+    return time.count();
+}
+
+// A failed statement looks like a quick one, because most failures only reach the log. So every operation is
+// tried once, with somebody listening, before the log is turned off for the measurement.
+void tryOperations(Subject& subject, const std::string& engine, int rows) {
+    std::string errors;
+    Kalt::Vemo::Log::setLogSink(
+        [&errors](const Kalt::Vemo::Log::LogMessage& message) {
+            if (std::string(message.text) != "line is NULL") {  // ends every copy, and is harmless
+                errors += message.text;
+            }
+        },
+        kErrors);
+    for (const Operation& operation : operations()) {
+        if (engine == "file" || operation.onSqlite) {
+            run(operation, subject, rows);
+        }
+    }
+    if (!errors.empty()) {
+        throw std::runtime_error("an operation failed: " + errors);
+    }
+    Kalt::Vemo::Log::setLogSink([](const Kalt::Vemo::Log::LogMessage&) {}, kNothing);
+}
+
+// Stores live only while benchmarks of their engine, medium and size follow each other.
+Subject& subjectFor(const std::string& engine, Medium medium, int rows) {
+    static std::string key;
+    static std::unique_ptr<Subject> subject;
+    const std::string wanted = engine + std::to_string(static_cast<int>(medium)) + "/" + std::to_string(rows);
+    if (key != wanted) {
+        subject.reset();
+        subject = makeSubject(engine, medium, rows);
+        tryOperations(*subject, engine, rows);
+        key = wanted;
+    }
+    return *subject;
+}
+
+void measure(benchmark::State& state, const Operation& operation, const std::string& engine, Medium medium,
+             int rows) {
+    Subject& subject = subjectFor(engine, medium, rows);
+    for (auto _ : state) {
+        state.SetIterationTime(run(operation, subject, rows) / operation.repeats);
+    }
+}
+
+void registerAll() {
+    const std::map<std::string, Medium> media = {{"memory", Medium::memory}, {"disk", Medium::disk}};
+    for (const auto& [mediumName, medium] : media) {
+        for (const int rows : kSizes) {
+            for (const std::string engine : {"file", "sqlite-off", "sqlite-full"}) {
+                for (const Operation& operation : operations()) {
+                    const bool wantsFull = operation.changes && medium == Medium::disk;
+                    if (engine != "file" &&
+                        (!operation.onSqlite || (engine == "sqlite-full" && !wantsFull))) {
+                        continue;
+                    }
+                    const std::string name =
+                        operation.name + "/" + engine + "/" + mediumName + "/" + std::to_string(rows);
+                    const Medium where = medium;
+                    benchmark::RegisterBenchmark(name.c_str(),
+                                                 [&operation, engine, where, rows](benchmark::State& state) {
+                                                     measure(state, operation, engine, where, rows);
+                                                 })
+                        ->UseManualTime()
+                        ->Unit(benchmark::kMicrosecond);
+                }
+            }
+        }
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    registerAll();
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

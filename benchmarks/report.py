@@ -1,0 +1,98 @@
+#!/usr/bin/env python3
+"""Makes tables and a picture of what vemo_bench measured.
+
+    report.py RESULT.json COMMIT TABLE.md PICTURE.svg
+
+Every figure is the median of the repetitions in RESULT.json, and every ratio compares two medians of the same run.
+"""
+
+import json
+import sys
+
+import matplotlib
+
+matplotlib.use("svg")
+import matplotlib.pyplot as pyplot  # noqa: E402  (the backend comes first)
+
+ROWS = (10, 100, 1000, 10000)
+MEDIA = {"memory": "memory file system", "disk": "disk"}
+PICTURED = ("save", "update", "delete", "find by resource", "find by three resources", "list all",
+            "find by identifier", "INSERT in a transaction, a row")
+
+
+def medians(result):
+    """{(operation, engine, medium, rows): microseconds}"""
+    times = {}
+    for entry in result["benchmarks"]:
+        if entry.get("aggregate_name") == "median":
+            name = entry["run_name"].removesuffix("/manual_time")
+            operation, engine, medium, rows = name.rsplit("/", 3)
+            times[operation, engine, medium, int(rows)] = entry["real_time"]
+    return times
+
+
+def ratio_cell(times, operation, medium, rows, engine):
+    own = times.get((operation, "file", medium, rows))
+    other = times.get((operation, engine, medium, rows))
+    if own is None:
+        return "–"
+    if other is None:
+        return f"{own:.0f} µs"
+    return f"{own / other:.2f} ({own:.0f}/{other:.0f})"
+
+
+def table(times, operations, medium, engine):
+    lines = ["| operation | " + " | ".join(f"{rows:,} rows" for rows in ROWS) + " |",
+             "|---|" + "---:|" * len(ROWS)]
+    for operation in operations:
+        if engine == "sqlite-full" and (operation, engine, medium, ROWS[0]) not in times:
+            continue
+        cells = (ratio_cell(times, operation, medium, rows, engine) for rows in ROWS)
+        lines.append(f"| {operation} | " + " | ".join(cells) + " |")
+    return "\n".join(lines)
+
+
+def write_tables(path, result, commit, times):
+    operations = list(dict.fromkeys(key[0] for key in times))
+    context = result["context"]
+    with open(path, "w", encoding="utf-8") as out:
+        out.write(f"Measured {context['date'][:10]} at commit {commit} on {context['num_cpus']} cores of "
+                  f"{context['mhz_per_cpu']} MHz, release build. Each cell: our time as a ratio of SQLite's, and in "
+                  "brackets both medians in microseconds.\n")
+        for medium, title in MEDIA.items():
+            for engine, promise in (("sqlite-off", "synchronous=OFF"), ("sqlite-full", "synchronous=FULL")):
+                if any(key[1:3] == (engine, medium) for key in times):
+                    out.write(f"\n### {title.capitalize()}, SQLite {promise}\n\n")
+                    out.write(table(times, operations, medium, engine) + "\n")
+
+
+def draw(path, times):
+    figure, axes = pyplot.subplots(1, len(MEDIA), figsize=(13, 5.5), sharey=True)
+    for axis, (medium, title) in zip(axes, MEDIA.items()):
+        for operation in PICTURED:
+            points = [(rows, times[operation, "file", medium, rows] / times[operation, "sqlite-off", medium, rows])
+                      for rows in ROWS if (operation, "sqlite-off", medium, rows) in times]
+            if points:
+                axis.plot(*zip(*points), marker="o", label=operation)
+        axis.axhline(1, color="black", linewidth=1)
+        axis.set(xscale="log", yscale="log", title=title.capitalize(), xlabel="rows in the table")
+        axis.grid(True, which="major", alpha=0.3)
+    axes[0].set_ylabel("our time / SQLite's time (synchronous=OFF)")
+    axes[-1].legend(loc="upper left", fontsize="small")
+    figure.tight_layout()
+    figure.savefig(path, metadata={"Date": None})
+
+
+def main():
+    if len(sys.argv) != 5:
+        sys.exit(__doc__)
+    source, commit, table_path, picture_path = sys.argv[1:]
+    with open(source, encoding="utf-8") as file:
+        result = json.load(file)
+    times = medians(result)
+    write_tables(table_path, result, commit, times)
+    draw(picture_path, times)
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,30 @@
+# Shared by the scripts in this folder. Sourced, not run.
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+# install_missing PACKAGE...: installs those of the Debian packages that are not there yet.
+install_missing() {
+    local package missing=()
+    for package in "$@"; do
+        if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'install ok installed'; then
+            missing+=("$package")
+        fi
+    done
+    if [ ${#missing[@]} -eq 0 ]; then
+        return
+    fi
+    local as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        if ! command -v sudo >/dev/null; then
+            echo "$0: these packages are missing: ${missing[*]}. Run the script as root, or install sudo." >&2
+            exit 1
+        fi
+        as_root=(sudo)
+    fi
+    echo "Installing: ${missing[*]}"
+    "${as_root[@]}" apt-get update -qq
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+build_packages=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcli11-dev libedit-dev libutf8proc-dev)
+test_packages=("${build_packages[@]}" libgtest-dev libgmock-dev strace binutils)
