@@ -87,6 +87,7 @@ std::vector<Operation> storeOperations() {
             "update", nullptr,
             [](Subject& subject, int rows) {
                 SubscriptionRecord record = sampleRecord(middle(rows));
+                record.deviceId = otherDevice();
                 record.subscriptionId = middle(rows);
                 check(subject.store().updateSubscription(record));
             },

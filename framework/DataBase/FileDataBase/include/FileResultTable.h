@@ -41,7 +41,7 @@ private:
     /// logCells().
     void addLabel(const std::string& label);
     void addCell(std::string_view cell);
-    void rowFinished() { ++rowCount_; }
+    void rowFinished();
 
     template <typename Integer>
     Integer readInteger(int columnIndex);
@@ -49,7 +49,6 @@ private:
     int getColumnLabelIndex(const std::string& columnLabel) const;
     bool readCheckNullness(int columnIndex);
     std::string_view cell(std::size_t row, std::size_t column) const;
-    std::size_t cellsPerRow() const;
 
     int rowCount_ = 0;
     int columnCount_ = 0;
@@ -60,8 +59,8 @@ private:
     /// of cells, which is smaller than the number of labels when a select list named "*" twice.
     std::string cells_;
     std::vector<std::size_t> cellEnds_;
-    std::string currentValue_;
-    std::string nullText_;
+    std::size_t cellsPerRow_ = 0;
+    std::string_view currentValue_;  // the cell read last, in cells_, without its quotes
 };
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

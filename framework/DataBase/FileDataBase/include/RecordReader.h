@@ -7,17 +7,48 @@
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
-/// Cuts one line, as it was read, into its fields. The line ends at its first NUL byte; its last character,
-/// meant to be the line feed, is dropped whatever it is; what is left is cut at FIELD_SEPARATOR, and empty
-/// pieces vanish.
+/// The fields of one line, as it was read; they are cut as far as somebody asks for them. The line ends at
+/// its first NUL byte; its last character, meant to be the line feed, is dropped whatever it is; what is left
+/// is cut at FIELD_SEPARATOR, and empty pieces vanish.
 ///
 ///     "1~'a'\n"     1  'a'
 ///     "x~~y~\n"     x  y
 ///     "p~q"         p            (no line feed: the q is taken for it)
 ///     "\n"          no field
 ///
-/// @param fields receives views into `line`
-void cutIntoFields(std::string_view line, std::vector<std::string_view>& fields);
+/// Lifetime: the fields are views into the line.
+class Record {
+public:
+    Record() = default;
+    explicit Record(std::string_view line) { setLine(line); }
+    explicit Record(const std::vector<std::string>& fields) : fields_(fields.begin(), fields.end()) {}
+
+    void setLine(std::string_view line);
+
+    /// Whether there is a field at `index`, counted from 0.
+    bool has(std::size_t index) {
+        while (index >= fields_.size() && !uncut_.empty()) {
+            cutNext();
+        }
+        return index < fields_.size();
+    }
+
+    /// Requires: has(index) said yes.
+    std::string_view operator[](std::size_t index) const { return fields_[index]; }
+
+    const std::vector<std::string_view>& all() {
+        while (!uncut_.empty()) {
+            cutNext();
+        }
+        return fields_;
+    }
+
+private:
+    void cutNext();
+
+    std::string_view uncut_;
+    std::vector<std::string_view> fields_;
+};
 
 /// Whether every line of `text` is in the very form in which a writer would store its record: no empty field,
 /// no NUL byte, no line over the format's length, a line feed at the end. An empty line counts as damage,
@@ -31,7 +62,7 @@ bool isWellFormed(std::string_view text, int& lines);
 /// A line is what a line read of at most kMaxLineLength bytes gives: longer lines come in pieces, each of
 /// which is taken for a record.
 ///
-/// Lifetime: what fields(), line() and stored() show is valid until the next call of next().
+/// Lifetime: what record(), fields(), line() and stored() show is valid until the next call of next().
 ///
 ///     RecordReader records(stream);
 ///     while (records.next()) {
@@ -51,7 +82,8 @@ public:
     /// Throws: as the constructor.
     bool next();
 
-    const std::vector<std::string_view>& fields();
+    Record& record() { return record_; }
+    const std::vector<std::string_view>& fields() { return record_.all(); }
 
     /// The bytes of the line as they were read.
     std::string_view line() const { return line_; }
@@ -72,8 +104,7 @@ private:
     std::string block_;
     std::string_view unread_;
     std::string_view line_;
-    bool cut_ = false;  // whether fields_ are those of line_
-    std::vector<std::string_view> fields_;
+    Record record_;
     std::string joined_;
 };
 

@@ -6,6 +6,7 @@
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
+class Record;
 class TableMetaData;
 
 /// The condition of one statement: parsed once, then evaluated for each record.
@@ -61,8 +62,8 @@ public:
     /// wrong", and getOperandValueType's errors.
     bool evaluate(std::vector<std::string>& record);
 
-    /// The same for a record that is seen through views, as RecordReader gives it.
-    bool evaluate(const std::vector<std::string_view>& record);
+    /// The same for a record as RecordReader gives it.
+    bool evaluate(Record& record);
 
     /// Applies an operator to two values.
     ///
@@ -101,9 +102,8 @@ public:
     /// differ.
     void checkPrimaryKeyValidation(std::vector<std::string>& a, std::vector<std::string>& b);
 
-    /// The same for records that are seen through views.
-    void checkPrimaryKeyValidation(const std::vector<std::string_view>& a,
-                                   const std::vector<std::string_view>& b);
+    /// The same for records as RecordReader gives them.
+    void checkPrimaryKeyValidation(Record& a, Record& b);
 
     /// Compares the record at `index` with the other `count` - 1 records. Throws: as
     /// checkPrimaryKeyValidation.
@@ -127,33 +127,44 @@ private:
 
     struct OperatorEntry;
 
+    /// A column that the condition names, and its value in the record under test: fetched once, however many
+    /// operators ask for it.
+    struct Column {
+        std::size_t index = 0;
+        unsigned char type = 0;
+        unsigned long long fetchedFor = 0;  // number of the evaluation
+        bool null = false;
+        std::string_view value;
+        std::string scratch;  // holds a value that had to be rewritten
+    };
+
     /// What a postfix operand stands for. It is found out once; a name that no column has is kept as it is,
     /// because it is an error only when a record is evaluated.
     struct Operand {
         enum class Kind : unsigned char { literal, column, unknownColumn, result };
         Kind kind = Kind::literal;
         unsigned char type = 0;
-        std::size_t index = 0;  // column, or position of the operator that computes it
-        std::string text;       // literal without its quotes, or name of an unknown column
+        std::size_t position = 0;  // in columns_, or in steps_ for the result of an operator
+        std::string text;          // literal without its quotes, or name of an unknown column
     };
 
     /// One operator of the condition with its operands, in the order in which they are computed.
     struct Step {
         const OperatorEntry* op = nullptr;
         bool tooFewOperands = false;
+        unsigned char type = 0;  // how the operator compares
         Operand left;
         Operand right;
-        std::string leftScratch;  // holds a value that had to be rewritten
-        std::string rightScratch;
         int result = 0;
     };
 
     static const OperatorEntry* findOperator(std::string_view token);
     void closeBracket(std::vector<std::string>& stack);
     void compile();
-    Operand resolve(const std::string& token) const;
-    std::string_view valueOf(const Operand& operand, const std::vector<std::string_view>& record, bool& null,
-                             std::string& scratch) const;
+    Operand resolve(const std::string& token);
+    std::size_t columnPosition(std::size_t index);
+    std::string_view valueOf(const Operand& operand, Record& record, bool& null);
+    void fetch(Column& column, Record& record) const;
     int apply(const OperatorEntry& entry, unsigned char type, std::string_view left, std::string_view right,
               bool null);
     template <typename Value>
@@ -165,10 +176,10 @@ private:
 
     // The postfix list, resolved: made at the first evaluation, and anew when the list has grown since.
     std::vector<Step> steps_;
+    std::vector<Column> columns_;
     std::size_t compiledTokens_ = 0;
     bool wellFormed_ = false;  // one value is left at the end
-
-    std::vector<std::string_view> views_;
+    unsigned long long evaluation_ = 0;
 };
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -526,11 +526,11 @@ void FileDatabase::checkPrimaryKey(TableMetaData& metaData, const TableText& tab
     if (metaData.primaryKeyColumns().empty()) {
         return;
     }
-    const std::vector<std::string_view> views(record.begin(), record.end());
+    Record inserted(record);
     WhereClause where(metaData);
     RecordReader reader = table.records();
     while (reader.next()) {
-        where.checkPrimaryKeyValidation(reader.fields(), views);
+        where.checkPrimaryKeyValidation(reader.record(), inserted);
     }
 }
 
@@ -553,7 +553,7 @@ int FileDatabase::updateTable(const std::string& tableName, const std::string& s
         TableText::Rewriter rewriter(old);
         RecordReader reader = old.records();
         for (int k = 0; reader.next(); ++k) {
-            if (!where.evaluate(reader.fields())) {
+            if (!where.evaluate(reader.record())) {
                 rewriter.keep(reader);
                 continue;
             }
@@ -623,7 +623,7 @@ int FileDatabase::deleteTable(const std::string& tableName, const std::string& s
         TableText::Rewriter rewriter(old);
         RecordReader reader = old.records();
         while (reader.next()) {
-            if (where.evaluate(reader.fields())) {
+            if (where.evaluate(reader.record())) {
                 rewriter.leaveOut(reader);
             } else {
                 rewriter.keep(reader);
@@ -683,10 +683,10 @@ std::unique_ptr<FileResultTable> FileDatabase::selectRows(const std::string& sta
     }
 
     while (reader.next()) {
-        const std::vector<std::string_view>& record = reader.fields();
-        if (!where.evaluate(record)) {
+        if (!where.evaluate(reader.record())) {
             continue;
         }
+        const std::vector<std::string_view>& record = reader.fields();
         for (const Selection::Item& item : selection.items) {
             const std::size_t end = item.isStar ? selection.starWidth : item.column + 1;
             if (end > record.size()) {
@@ -703,7 +703,7 @@ std::unique_ptr<FileResultTable> FileDatabase::selectRows(const std::string& sta
 }
 
 void FileDatabase::logResult(const FileResultTable& result) {
-    const std::size_t width = result.cellsPerRow();
+    const std::size_t width = result.cellsPerRow_;
     for (std::size_t row = 0; row < static_cast<std::size_t>(result.rowCount_); ++row) {
         for (std::size_t column = 0; column < width; ++column) {
             const std::string_view cell = result.cell(row, column);

@@ -190,9 +190,8 @@ bool FileUtils::getNextRecordFromTableFile(FILE* stream, std::vector<std::string
         }
         throw readError();
     }
-    std::vector<std::string_view> views;
-    cutIntoFields(buffer.data(), views);
-    fields.assign(views.begin(), views.end());
+    Record record{std::string_view(buffer.data())};
+    fields.assign(record.all().begin(), record.all().end());
     return true;
 }
 
@@ -508,12 +507,13 @@ void FileResultTable::addCell(std::string_view cell) {
     cellEnds_.push_back(cells_.size());
 }
 
-std::size_t FileResultTable::cellsPerRow() const {
-    return rowCount_ == 0 ? 0 : cellEnds_.size() / static_cast<std::size_t>(rowCount_);
+void FileResultTable::rowFinished() {
+    ++rowCount_;
+    cellsPerRow_ = cellEnds_.size() / static_cast<std::size_t>(rowCount_);
 }
 
 std::string_view FileResultTable::cell(std::size_t row, std::size_t column) const {
-    const std::size_t index = row * cellsPerRow() + column;
+    const std::size_t index = row * cellsPerRow_ + column;
     const std::size_t begin = index == 0 ? 0 : cellEnds_[index - 1];
     return std::string_view(cells_).substr(begin, cellEnds_[index] - begin);
 }
@@ -549,21 +549,21 @@ int FileResultTable::getColumnLabelIndex(const std::string& columnLabel) const {
 
 bool FileResultTable::readCheckNullness(int columnIndex) {
     const auto column = static_cast<std::size_t>(columnIndex) - 1;
-    if (columnIndex < 1 || columnIndex > columnCount_ || cursor_ < 1 || column >= cellsPerRow()) {
+    if (columnIndex < 1 || columnIndex > columnCount_ || cursor_ < 1 || column >= cellsPerRow_) {
         throw DatabaseException("readCheckNullness", __LINE__,
                                 "ResultSet Error: Wrong column Index or rowset is not set");
     }
-    std::string_view value = cell(static_cast<std::size_t>(cursor_) - 1, column);
-    wasNull_ = value.empty() || value == kNullWord;
-    if (!wasNull_ && value.front() == '\'' && value.back() == '\'') {
-        value = value.size() == 1 ? std::string_view() : value.substr(1, value.size() - 2);
+    currentValue_ = cell(static_cast<std::size_t>(cursor_) - 1, column);
+    wasNull_ = currentValue_.empty() || currentValue_ == kNullWord;
+    if (!wasNull_ && currentValue_.front() == '\'' && currentValue_.back() == '\'') {
+        currentValue_ = currentValue_.size() == 1 ? std::string_view()
+                                                  : currentValue_.substr(1, currentValue_.size() - 2);
     }
-    currentValue_ = value;
     return wasNull_;
 }
 
 std::string FileResultTable::getString(int columnIndex) {
-    return readCheckNullness(columnIndex) ? nullText_ : currentValue_;
+    return readCheckNullness(columnIndex) ? std::string() : std::string(currentValue_);
 }
 
 bool FileResultTable::getBoolean(int columnIndex) {
@@ -582,7 +582,7 @@ Integer FileResultTable::readInteger(int columnIndex) {
     if (readCheckNullness(columnIndex)) {
         return 0;
     }
-    return static_cast<Integer>(StringConversion::stringTouint64(currentValue_));
+    return static_cast<Integer>(StringConversion::stringTouint64(std::string(currentValue_)));
 }
 
 signed char FileResultTable::getByte(int columnIndex) {
@@ -599,7 +599,8 @@ std::int64_t FileResultTable::getLong(int columnIndex) {
 }
 
 float FileResultTable::getDouble(int columnIndex) {
-    return readCheckNullness(columnIndex) ? 0.0F : StringConversion::stringToFloat(currentValue_);
+    return readCheckNullness(columnIndex) ? 0.0F
+                                          : StringConversion::stringToFloat(std::string(currentValue_));
 }
 
 std::string FileResultTable::getString(const std::string& columnLabel) {

@@ -33,19 +33,20 @@ bool isDamaged(const char* bytes) {
 
 }  // namespace
 
-void cutIntoFields(std::string_view line, std::vector<std::string_view>& fields) {
-    fields.clear();
-    line = line.substr(0, line.find('\0'));
-    if (!line.empty()) {
-        line.remove_suffix(1);
+void Record::setLine(std::string_view line) {
+    fields_.clear();
+    uncut_ = line.substr(0, line.find('\0'));
+    if (!uncut_.empty()) {
+        uncut_.remove_suffix(1);
     }
-    while (!line.empty()) {
-        const std::string_view field = line.substr(0, line.find(FIELD_SEPARATOR));
-        if (!field.empty()) {
-            fields.push_back(field);
-        }
-        line.remove_prefix(std::min(field.size() + 1, line.size()));
+}
+
+void Record::cutNext() {
+    const std::size_t end = std::min(uncut_.find(FIELD_SEPARATOR), uncut_.size());
+    if (end > 0) {
+        fields_.push_back(uncut_.substr(0, end));
     }
+    uncut_.remove_prefix(std::min(end + 1, uncut_.size()));
 }
 
 bool isWellFormed(std::string_view text, int& lines) {
@@ -110,28 +111,20 @@ bool RecordReader::next() {
             : static_cast<std::size_t>(static_cast<const char*>(lineFeed) - unread_.data()) + 1;
     line_ = unread_.substr(0, length);
     unread_.remove_prefix(length);
-    cut_ = false;
+    record_.setLine(line_);
     return true;
 }
 
-const std::vector<std::string_view>& RecordReader::fields() {
-    if (!cut_) {
-        cutIntoFields(line_, fields_);
-        cut_ = true;
-    }
-    return fields_;
-}
-
 std::string_view RecordReader::stored() {
-    std::size_t length = fields().empty() ? 1 : fields_.size();  // separators and the line feed
-    for (const std::string_view field : fields_) {
+    std::size_t length = std::max<std::size_t>(fields().size(), 1);  // separators and the line feed
+    for (const std::string_view field : fields()) {
         length += field.size();
     }
     if (line_.back() == '\n' && line_.size() == length) {
         return line_;
     }
     joined_.clear();
-    for (const std::string_view field : fields_) {
+    for (const std::string_view field : fields()) {
         if (!joined_.empty()) {
             joined_ += FIELD_SEPARATOR;
         }

@@ -7,6 +7,7 @@
 
 #include "DatabaseException.h"
 #include "EngineLog.h"
+#include "RecordReader.h"
 #include "StringConversion.h"
 #include "TableMetaData.h"
 #include "Tokenizer.h"
@@ -44,10 +45,10 @@ std::string joined(const std::vector<std::string>& tokens) {
     return text;
 }
 
-// Results of operators are the values "0" and "1", which need no conversion.
+// A single digit, as the result of every operator is, needs no conversion.
 std::uint64_t toUnsigned(std::string_view value) {
-    if (value == "0" || value == "1") {
-        return value == "1" ? 1 : 0;
+    if (value.size() == 1 && value[0] >= '0' && value[0] <= '9') {
+        return static_cast<std::uint64_t>(value[0] - '0');
     }
     return StringConversion::stringTouint64(std::string(value));
 }
@@ -238,8 +239,8 @@ void WhereClause::isNotSupportedOperator(const std::string& token) {
 // operands that tell where their value comes from.
 void WhereClause::compile() {
     steps_.clear();
+    columns_.clear();
     std::vector<Operand> stack;
-    wellFormed_ = true;
     for (const std::string& token : postfix_) {
         const OperatorEntry* entry = findOperator(token);
         if (entry == nullptr) {
@@ -249,27 +250,27 @@ void WhereClause::compile() {
         Step step;
         step.op = entry;
         step.tooFewOperands = stack.size() < 2;
-        if (!step.tooFewOperands) {
-            step.right = std::move(stack.back());
-            stack.pop_back();
-            step.left = std::move(stack.back());
-            stack.pop_back();
-        }
-        steps_.push_back(std::move(step));
-        if (steps_.back().tooFewOperands) {
+        if (step.tooFewOperands) {
+            steps_.push_back(std::move(step));
             break;  // an evaluation ends here
         }
-        Operand result;
-        result.kind = Operand::Kind::result;
-        result.type = kInteger;
-        result.index = steps_.size() - 1;
-        stack.push_back(std::move(result));
+        step.right = std::move(stack.back());
+        stack.pop_back();
+        step.left = std::move(stack.back());
+        // A column decides over a literal; otherwise text beats real and real beats integer.
+        const bool rightIsColumn = step.right.kind == Operand::Kind::column;
+        const bool leftIsColumn = step.left.kind == Operand::Kind::column;
+        step.type = rightIsColumn == leftIsColumn ? std::max(step.left.type, step.right.type)
+                    : rightIsColumn               ? step.right.type
+                                                  : step.left.type;
+        stack.back() = {Operand::Kind::result, kInteger, steps_.size(), {}};
+        steps_.push_back(std::move(step));
     }
     wellFormed_ = stack.size() == 1;
     compiledTokens_ = postfix_.size();
 }
 
-WhereClause::Operand WhereClause::resolve(const std::string& token) const {
+WhereClause::Operand WhereClause::resolve(const std::string& token) {
     Operand operand;
     operand.text = token;
     if (!token.empty() && token.front() == '\'') {
@@ -286,50 +287,69 @@ WhereClause::Operand WhereClause::resolve(const std::string& token) const {
         operand.text = metaData_.primaryKeyColumns().front();
     }
     const std::vector<std::string>& names = metaData_.columnNames();
-    operand.index =
-        static_cast<std::size_t>(std::find(names.begin(), names.end(), operand.text) - names.begin());
-    if (operand.index == names.size()) {
+    const auto name = std::find(names.begin(), names.end(), operand.text);
+    if (name == names.end()) {
         operand.kind = Operand::Kind::unknownColumn;
         return operand;
     }
     operand.kind = Operand::Kind::column;
-    operand.type = operand.index < metaData_.columnFlags().size()
-                       ? static_cast<unsigned char>(metaData_.flagOf(operand.index) & kTypeMask)
-                       : kNoType;
+    operand.position = columnPosition(static_cast<std::size_t>(name - names.begin()));
+    operand.type = columns_[operand.position].type;
     return operand;
 }
 
-std::string_view WhereClause::valueOf(const Operand& operand, const std::vector<std::string_view>& record,
-                                      bool& null, std::string& scratch) const {
+std::size_t WhereClause::columnPosition(std::size_t index) {
+    const auto known = std::find_if(columns_.begin(), columns_.end(),
+                                    [index](const Column& column) { return column.index == index; });
+    if (known != columns_.end()) {
+        return static_cast<std::size_t>(known - columns_.begin());
+    }
+    Column column;
+    column.index = index;
+    column.type = index < metaData_.columnFlags().size()
+                      ? static_cast<unsigned char>(metaData_.flagOf(index) & kTypeMask)
+                      : kNoType;
+    columns_.push_back(std::move(column));
+    return columns_.size() - 1;
+}
+
+std::string_view WhereClause::valueOf(const Operand& operand, Record& record, bool& null) {
     switch (operand.kind) {
         case Operand::Kind::literal:
             return operand.text;
         case Operand::Kind::result:
-            return steps_[operand.index].result == 0 ? "0" : "1";
+            return steps_[operand.position].result == 0 ? "0" : "1";
         case Operand::Kind::unknownColumn:
             static_cast<void>(Utils::getColumnNameIndex(operand.text, metaData_.columnNames()));
-            break;
+            return {};
         case Operand::Kind::column:
             break;
     }
-    if (operand.index >= record.size() || operand.type == kNoType) {
+    Column& column = columns_[operand.position];
+    if (column.fetchedFor != evaluation_) {
+        fetch(column, record);
+    }
+    null = null || column.null;
+    return column.value;
+}
+
+void WhereClause::fetch(Column& column, Record& record) const {
+    if (!record.has(column.index) || column.type == kNoType) {
         throw DatabaseException("getOperandValueType", __LINE__,
                                 "DB Error: Record has fewer fields than Table Definition");
     }
-    const std::string_view value = record[operand.index];
-    if (!null && value == kNullWord) {
-        null = true;
-        return value;
-    }
-    return withoutQuotes(value, scratch);
+    column.value = record[column.index];
+    column.null = column.value == kNullWord;
+    column.value = withoutQuotes(column.value, column.scratch);
+    column.fetchedFor = evaluation_;
 }
 
 bool WhereClause::evaluate(std::vector<std::string>& record) {
-    views_.assign(record.begin(), record.end());
-    return evaluate(views_);
+    Record fields(record);
+    return evaluate(fields);
 }
 
-bool WhereClause::evaluate(const std::vector<std::string_view>& record) {
+bool WhereClause::evaluate(Record& record) {
     FILEDB_LOG(kLogInfo, "%s", "evaluate");
     if (postfix_.empty()) {
         return true;
@@ -337,21 +357,16 @@ bool WhereClause::evaluate(const std::vector<std::string_view>& record) {
     if (compiledTokens_ != postfix_.size()) {
         compile();
     }
+    ++evaluation_;
     for (Step& step : steps_) {
         if (step.tooFewOperands) {
             throw DatabaseException("evaluate", __LINE__,
                                     "Syntax Error: evaluate stack contains less 2 operands.");
         }
         bool null = false;
-        const std::string_view right = valueOf(step.right, record, null, step.rightScratch);
-        const std::string_view left = valueOf(step.left, record, null, step.leftScratch);
-        const bool rightIsColumn = step.right.kind == Operand::Kind::column;
-        const bool leftIsColumn = step.left.kind == Operand::Kind::column;
-        // A column decides over a literal; otherwise text beats real and real beats integer.
-        const unsigned char type = rightIsColumn == leftIsColumn ? std::max(step.left.type, step.right.type)
-                                   : rightIsColumn               ? step.right.type
-                                                                 : step.left.type;
-        step.result = apply(*step.op, type, left, right, null);
+        const std::string_view right = valueOf(step.right, record, null);
+        const std::string_view left = valueOf(step.left, record, null);
+        step.result = apply(*step.op, step.type, left, right, null);
         FILEDB_LOG(kLogTrace, "Result of operation = %d. [0=fail, 1=success]", step.result);
     }
     if (!wellFormed_) {
@@ -450,9 +465,9 @@ unsigned char WhereClause::getOperandValueType(std::string token, std::string& v
                                                std::vector<std::string>& record, bool& isColumn) {
     isColumn = false;
     const Operand operand = resolve(token);
-    views_.assign(record.begin(), record.end());
-    std::string scratch;
-    value = valueOf(operand, views_, null, scratch);
+    Record fields(record);
+    ++evaluation_;
+    value = valueOf(operand, fields, null);
     isColumn = operand.kind == Operand::Kind::column;
     return operand.type;
 }
@@ -466,27 +481,27 @@ void WhereClause::removeEscapeCharacter(std::string& value) {
 // ---------------------------------------------------------------------------------------------------
 
 void WhereClause::checkPrimaryKeyValidation(std::vector<std::string>& a, std::vector<std::string>& b) {
-    const std::vector<std::string_view> viewsOfA(a.begin(), a.end());
-    const std::vector<std::string_view> viewsOfB(b.begin(), b.end());
-    checkPrimaryKeyValidation(viewsOfA, viewsOfB);
+    Record recordA(a);
+    Record recordB(b);
+    checkPrimaryKeyValidation(recordA, recordB);
 }
 
-void WhereClause::checkPrimaryKeyValidation(const std::vector<std::string_view>& a,
-                                            const std::vector<std::string_view>& b) {
+void WhereClause::checkPrimaryKeyValidation(Record& a, Record& b) {
     if (metaData_.primaryKeyColumns().empty()) {
         return;
     }
-    std::string scratch[2];
+    std::string scratchOfA;
+    std::string scratchOfB;
     for (const std::string& name : metaData_.primaryKeyColumns()) {
         const std::size_t column = Utils::getColumnNameIndex(name, metaData_.columnNames());
         const auto type = static_cast<unsigned char>(metaData_.flagOf(column) & kTypeMask);
-        if (column >= a.size() || column >= b.size()) {
+        if (!a.has(column) || !b.has(column)) {
             throw DatabaseException("checkPrimaryKeyValidation", __LINE__,
                                     "DB Error: Record has fewer fields than Table Definition");
         }
         const bool null = a[column] == kNullWord || b[column] == kNullWord;
-        if (apply(*findOperator("="), type, withoutQuotes(a[column], scratch[0]),
-                  withoutQuotes(b[column], scratch[1]), null) == 0) {
+        if (apply(*findOperator("="), type, withoutQuotes(a[column], scratchOfA),
+                  withoutQuotes(b[column], scratchOfB), null) == 0) {
             return;
         }
     }

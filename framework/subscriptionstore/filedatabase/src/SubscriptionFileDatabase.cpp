@@ -43,6 +43,15 @@ IResultTable* query(IDatabase& database, const char* sql, const Values&... value
     return database.executeQuery(sql, values.c_str()...);
 }
 
+// Labels of the columns that make up a record. Strings, because the getters take strings: made once, not for
+// each row.
+
+const std::string kDeviceId = "deviceId";
+const std::string kSubscribedResource = "subscribedResource";
+const std::string kSubscriptionUri = "subscriptionUri";
+const std::string kNotificationUri = "notificationUri";
+const std::string kRowId = "ROWID";
+
 // What a table's file can hold. A row is one line: its fields, each closed by "~" or, the last one, by a line
 // feed.
 
@@ -327,11 +336,11 @@ bool FileSubscriptionDatabase::populateSubscriptionRecords(IResultTable* rows,
     std::list<SubscriptionRecord> found;
     while (owned->next()) {
         SubscriptionRecord& record = found.emplace_back();
-        record.deviceId = owned->getString("deviceId");
-        record.subscribedResource = owned->getString("subscribedResource");
-        record.subscriptionUri = owned->getString("subscriptionUri");
-        record.notificationUri = owned->getString("notificationUri");
-        record.subscriptionId = owned->getLong("ROWID");
+        record.deviceId = owned->getString(kDeviceId);
+        record.subscribedResource = owned->getString(kSubscribedResource);
+        record.subscriptionUri = owned->getString(kSubscriptionUri);
+        record.notificationUri = owned->getString(kNotificationUri);
+        record.subscriptionId = owned->getLong(kRowId);
     }
     records.splice(records.end(), found);
     return true;
