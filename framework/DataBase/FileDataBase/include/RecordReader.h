@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -101,7 +102,8 @@ private:
     FILE* stream_ = nullptr;
     long offset_ = 0;
     long length_ = 0;
-    std::string block_;
+    std::size_t blockSize_ = 0;
+    std::unique_ptr<char[]> block_;  // not a string, which would be filled with zeros first
     std::string_view unread_;
     std::string_view line_;
     Record record_;

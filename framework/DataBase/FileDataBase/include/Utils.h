@@ -50,7 +50,9 @@ public:
     static unsigned int getColumnNameIndex(const std::string& name, const std::vector<std::string>& columns);
 };
 
-extern template std::string Utils::toString<unsigned int>(unsigned int);
-extern template std::string Utils::toString<signed char>(signed char);
+template <>
+std::string Utils::toString<unsigned int>(unsigned int value);
+template <>
+std::string Utils::toString<signed char>(signed char value);
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

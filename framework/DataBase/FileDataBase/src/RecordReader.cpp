@@ -80,18 +80,20 @@ bool isWellFormed(std::string_view text, int& lines) {
 }
 
 RecordReader::RecordReader(FILE* stream)
-    : stream_(stream), length_(FileUtils::lengthOfRegularFile(stream)), block_(kBlockSize, '\0') {}
+    : stream_(stream),
+      length_(FileUtils::lengthOfRegularFile(stream)),
+      blockSize_(std::min(static_cast<std::size_t>(length_), kBlockSize)),
+      block_(new char[blockSize_]) {}
 
 // Moves what is left of the block to its start and reads on behind it; false when nothing more came.
 bool RecordReader::fill() {
     if (offset_ >= length_) {
         return false;
     }
-    std::copy(unread_.begin(), unread_.end(), block_.begin());
-    const std::size_t got =
-        FileUtils::readAt(stream_, offset_, block_.data() + unread_.size(), block_.size() - unread_.size());
+    char* const end = std::copy(unread_.begin(), unread_.end(), block_.get());
+    const std::size_t got = FileUtils::readAt(stream_, offset_, end, blockSize_ - unread_.size());
     offset_ += static_cast<long>(got);
-    unread_ = std::string_view(block_.data(), unread_.size() + got);
+    unread_ = std::string_view(block_.get(), unread_.size() + got);
     return got > 0;
 }
 

@@ -1,8 +1,5 @@
 #include "Utils.h"
 
-#include <locale>
-#include <sstream>
-
 #include "DatabaseException.h"
 #include "EngineLog.h"
 
@@ -22,17 +19,16 @@ bool isDigit(char c) {
 
 }  // namespace
 
-template <typename T>
-std::string Utils::toString(T value) {
-    std::ostringstream stream;
-    stream.imbue(std::locale::classic());
-    stream << value;
-    return stream.str();
+template <>
+std::string Utils::toString<unsigned int>(unsigned int value) {
+    return std::to_string(value);
 }
 
-template std::string Utils::toString<unsigned int>(unsigned int);
-// Writes the character with that code, not its number: the journal keeps operation codes as raw bytes.
-template std::string Utils::toString<signed char>(signed char);
+// The character with that code, not its number: the journal keeps operation codes as raw bytes.
+template <>
+std::string Utils::toString<signed char>(signed char value) {
+    return std::string(1, static_cast<char>(value));
+}
 
 std::string Utils::trimString(const std::string& s) {
     return leftTrimString(rightTrimString(s));

@@ -33,14 +33,24 @@ constexpr unsigned char kReal = kRealFlag;
 constexpr unsigned char kText = kTextFlag;
 constexpr unsigned char kNoType = 0xFF;  // the table file gives the column no flag number
 
+// Longer words are operands, and need no look into the tables.
+constexpr std::size_t kLongestOperator = 4;
+constexpr std::size_t kLongestRefusedOperator = 9;
+
 constexpr std::array<std::string_view, 20> kRefusedOperators = {
     "!<",  "!>",  "+=",      "-=",     "*=", "/=",  "%=",   "&=",     "^=",        "|=",
     "ALL", "ANY", "BETWEEN", "EXISTS", "IN", "NOT", "SOME", "EXCEPT", "INTERSECT", "UNION"};
 
 std::string joined(const std::vector<std::string>& tokens) {
-    std::string text;
+    std::size_t size = 0;
     for (const std::string& token : tokens) {
-        text += " " + token;
+        size += 1 + token.size();
+    }
+    std::string text;
+    text.reserve(size);
+    for (const std::string& token : tokens) {
+        text += ' ';
+        text += token;
     }
     return text;
 }
@@ -206,6 +216,9 @@ const WhereClause::OperatorEntry* WhereClause::findOperator(std::string_view tok
         {"^", Operator::meaningless, 5},
         {"|", Operator::meaningless, 5},
     }};
+    if (token.size() > kLongestOperator) {
+        return nullptr;
+    }
     const auto* const found = std::find_if(kOperators.begin(), kOperators.end(),
                                            [&](const OperatorEntry& entry) { return entry.text == token; });
     return found == kOperators.end() ? nullptr : found;
@@ -226,7 +239,8 @@ bool WhereClause::isOperatorAndprecedence(const std::string& token, int& precede
 }
 
 void WhereClause::isNotSupportedOperator(const std::string& token) {
-    if (std::find(kRefusedOperators.begin(), kRefusedOperators.end(), token) != kRefusedOperators.end()) {
+    if (token.size() <= kLongestRefusedOperator &&
+        std::find(kRefusedOperators.begin(), kRefusedOperators.end(), token) != kRefusedOperators.end()) {
         throw DatabaseException("isNotSupportedOperator", __LINE__,
                                 "DB Error: %s operator is not supported in File DataBase.", token.c_str());
     }
@@ -239,6 +253,7 @@ void WhereClause::isNotSupportedOperator(const std::string& token) {
 // operands that tell where their value comes from.
 void WhereClause::compile() {
     steps_.clear();
+    steps_.reserve(postfix_.size() / 2);
     columns_.clear();
     std::vector<Operand> stack;
     for (const std::string& token : postfix_) {
@@ -389,22 +404,20 @@ int WhereClause::apply(const OperatorEntry& entry, unsigned char type, std::stri
     FILEDB_LOG(kLogTrace, "left:[%.*s] right:[%.*s] operator:[%.*s]", static_cast<int>(left.size()),
                left.data(), static_cast<int>(right.size()), right.data(), static_cast<int>(entry.text.size()),
                entry.text.data());
-    if (entry.op == Operator::logicalAnd) {
-        return toUnsigned(left) != 0 && toUnsigned(right) != 0 ? 1 : 0;
+    switch (entry.op) {
+        case Operator::logicalAnd:
+            return toUnsigned(left) != 0 && toUnsigned(right) != 0 ? 1 : 0;
+        case Operator::logicalOr:
+            return toUnsigned(left) != 0 || toUnsigned(right) != 0 ? 1 : 0;
+        case Operator::meaningless:
+            return 0;
+        case Operator::equal:
+            return !null && left == right ? 1 : 0;
+        case Operator::like:
+            return !null && like(left, right) ? 1 : 0;
+        default:
+            return null ? 0 : compare(entry.op, type, left, right);
     }
-    if (entry.op == Operator::logicalOr) {
-        return toUnsigned(left) != 0 || toUnsigned(right) != 0 ? 1 : 0;
-    }
-    if (null || entry.op == Operator::meaningless) {
-        return 0;
-    }
-    if (entry.op == Operator::equal) {
-        return left == right ? 1 : 0;
-    }
-    if (entry.op == Operator::like) {
-        return like(left, right) ? 1 : 0;
-    }
-    return compare(entry.op, type, left, right);
 }
 
 template <typename Value>

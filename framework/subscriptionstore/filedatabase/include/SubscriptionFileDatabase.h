@@ -2,9 +2,7 @@
 
 #include <cstdint>
 #include <list>
-#include <locale>
 #include <memory>
-#include <sstream>
 #include <string>
 
 #include "DatabaseExport.h"
@@ -125,10 +123,7 @@ public:
     /// The number in decimal, the same in every locale.
     template <typename Number>
     static std::string toString(Number number) {
-        std::ostringstream text;
-        text.imbue(std::locale::classic());
-        text << number;
-        return text.str();
+        return std::to_string(number);
     }
 
 private:

@@ -1,0 +1,269 @@
+// Programs are stopped at every system call that touches the database, one run for each.
+//
+// A writer is stopped at every system call that touches the database; after `filedb repair`
+// and a new start of the engine the tables hold what they held before the statement or the transaction, or
+// what it makes of them, and never anything else.
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <set>
+#include <sstream>
+
+#include "CheckTestSupport.h"
+#include "FileDatabase.h"
+#include "IResultTable.h"
+
+namespace Kalt::Vemo::Test {
+
+namespace {
+
+using Core::Database::Filedb::FileDatabase;
+namespace fs = std::filesystem;
+
+const std::vector<std::string> kEntries = {"",
+                                           "/master_rollback",
+                                           "/accounts.table",
+                                           "/accounts.backup",
+                                           "/notes.table",
+                                           "/notes.backup",
+                                           "/orders.table",
+                                           "/orders.backup",
+                                           "/tags.table",
+                                           "/tags.backup"};
+
+/// One system call of a program: its name, and which of the program's calls of that name it is.
+struct Call {
+    std::string name;
+    int ordinal;
+    bool isChange;  // it may change what is on the disk
+};
+
+/// Whether the call of this line of a log may change what is on the disk.
+bool isChange(const std::string& name, const std::string& line) {
+    static const std::set<std::string> kChanges = {
+        "mkdir",   "mkdirat", "rename",   "renameat", "write",     "fchown",    "fchmod",
+        "symlink", "unlink",  "unlinkat", "pwrite64", "ftruncate", "renameat2", "symlinkat"};
+    return kChanges.count(name) > 0 || line.find("O_CREAT") != std::string::npos;
+}
+
+/// Runs `command` under strace, which looks at nothing but `paths`.
+ProgramResult trace(const std::string& directory, const std::string& log,
+                    const std::vector<std::string>& paths, const std::vector<std::string>& options,
+                    const std::vector<std::string>& command) {
+    std::vector<std::string> words = {"strace", "-o", log, "-e", "signal=none"};
+    for (const std::string& path : paths) {
+        words.insert(words.end(), {"-P", path});
+    }
+    words.insert(words.end(), options.begin(), options.end());
+    // A leak checker cannot run in a program that is being traced.
+    words.insert(words.end(), {"-E", "ASAN_OPTIONS=detect_leaks=0"});
+    words.insert(words.end(), command.begin(), command.end());
+    return runProgram(directory, words);
+}
+
+/// The calls of a whole run that touch `paths`, in order. None, and a failed test, when tracing does not
+/// work.
+std::vector<Call> callsOf(const std::string& directory, const std::vector<std::string>& paths,
+                          const std::vector<std::string>& command) {
+    const std::string log = directory + "/calls";
+    const ProgramResult result = trace(directory, log, paths, {}, command);
+    EXPECT_EQ(0, result.status)
+        << "the program cannot be traced; the test needs strace, and a system that permits "
+           "ptrace (in a container: --cap-add=SYS_PTRACE)\n"
+        << result.err;
+    std::vector<Call> calls;
+    std::map<std::string, int> counts;
+    std::ifstream lines(log);
+    for (std::string line; std::getline(lines, line);) {
+        const std::string name = line.substr(0, line.find('('));
+        if (name.size() < line.size() && line.front() != '+') {
+            calls.push_back({name, ++counts[name], isChange(name, line)});
+        }
+    }
+    return calls;
+}
+
+/// Kills the program when it is about to make this call.
+std::vector<std::string> stopAt(const Call& call) {
+    return {"-e", "inject=" + call.name + ":signal=KILL:when=" + std::to_string(call.ordinal)};
+}
+
+class CrashRepairTest : public PlantedDirectoryTest, public ::testing::WithParamInterface<const char*> {
+protected:
+    void SetUp() override {
+        const LogCapture quiet;
+        FileDatabase database;
+        ASSERT_TRUE(database.init(root() + "/original"));
+        ASSERT_EQ(0, database.executeUpdate("CREATE TABLE accounts (id INTEGER PRIMARY KEY, owner TEXT);"));
+        ASSERT_EQ(0, database.executeUpdate("CREATE TABLE notes (text TEXT NOT NULL);"));
+        ASSERT_EQ(0, database.executeUpdate("CREATE TABLE orders (id INTEGER, price REAL);"));
+        for (const auto& [id, owner] : std::map<std::string, std::string>{{"1", "alice"}, {"2", "bob"}}) {
+            database.executeUpdate("INSERT INTO accounts (id, owner) VALUES ('?', '?');", id.c_str(),
+                                   owner.c_str());
+            database.executeUpdate("INSERT INTO orders (id, price) VALUES ('?', '?');", id.c_str(), "2.5");
+        }
+        for (const char* text : {"first", "second", "third"}) {
+            database.executeUpdate("INSERT INTO notes (text) VALUES ('?');", text);
+        }
+        before_ = tables("original");
+        ASSERT_EQ(3U, before_.size());
+    }
+
+    /// A fresh copy of the database under the name that `check` and `repair` work on.
+    void restore() {
+        fs::remove_all(root() + "/db_filedb");
+        fs::copy(root() + "/original_filedb", root() + "/db_filedb");
+        for (const auto& entry : fs::directory_iterator(root())) {
+            if (entry.path().filename().string().rfind("db_filedb.repair-", 0) == 0) {
+                fs::remove_all(entry.path());
+            }
+        }
+    }
+
+    Files tables(const std::string& database) const {
+        Files files = filesIn(database + "_filedb");
+        for (auto file = files.begin(); file != files.end();) {
+            file = fs::path(file->first).extension() == ".table" ? std::next(file) : files.erase(file);
+        }
+        return files;
+    }
+
+    std::vector<std::string> writer() const { return {CRASH_WRITER, root() + "/db", GetParam()}; }
+
+    std::vector<std::string> paths() const {
+        std::vector<std::string> all;
+        for (const std::string& entry : kEntries) {
+            all.push_back(root() + "/db_filedb" + entry);
+        }
+        return all;
+    }
+
+    Files before_;
+};
+
+std::string dump(const Files& files) {
+    std::ostringstream out;
+    for (const auto& [name, content] : files) {
+        out << "--- " << name << '\n' << content;
+    }
+    return out.str();
+}
+
+}  // namespace
+
+TEST_P(CrashRepairTest, LeavesTheStateBeforeOrAfterWhereverTheWriterStops) {
+    restore();
+    const std::vector<Call> calls = callsOf(root(), paths(), writer());
+    const Files after = tables("db");
+    ASSERT_NE(before_, after);
+    ASSERT_GT(calls.size(), 10U);
+
+    std::set<std::string> outcomes;
+    for (const Call& call : calls) {
+        SCOPED_TRACE(call.name + " number " + std::to_string(call.ordinal));
+        restore();
+        const ProgramResult stopped = trace(root(), "/dev/null", paths(), stopAt(call), writer());
+        ASSERT_EQ(-9, stopped.status) << stopped.err;
+
+        const ProgramResult repaired = repair();
+        ASSERT_EQ(0, repaired.status) << repaired.out << repaired.err;
+        const ProgramResult checked = check();
+        ASSERT_EQ(0, checked.status) << checked.out;
+        const Files found = tables("db");
+        ASSERT_TRUE(found == before_ || found == after) << repaired.out << dump(database());
+        outcomes.insert(found == after ? "after" : "before");
+
+        // The engine's start changes nothing any more, and every table can be read.
+        const LogCapture log;
+        FileDatabase engine;
+        ASSERT_TRUE(engine.init(root() + "/db")) << log.dump();
+        ASSERT_EQ(found, tables("db"));
+        ASSERT_EQ("0\n", readFile(path("master_rollback")));
+        for (const auto& [name, content] : found) {
+            const std::string query = "SELECT * FROM " + fs::path(name).stem().string() + ";";
+            const std::unique_ptr<Core::Database::IResultTable> rows(engine.executeQuery(query.c_str()));
+            ASSERT_NE(nullptr, rows) << query;
+        }
+    }
+    EXPECT_EQ((std::set<std::string>{"after", "before"}), outcomes);
+}
+
+INSTANTIATE_TEST_SUITE_P(Writers, CrashRepairTest,
+                         ::testing::Values("insert", "update", "delete", "create", "drop",
+                                           "commit-three-tables", "commit-drop-of-changed-table"),
+                         [](const ::testing::TestParamInfo<const char*>& scenario) {
+                             std::string name;
+                             for (const char* c = scenario.param; *c != '\0'; ++c) {
+                                 name += *c == '-' ? '_' : *c;
+                             }
+                             return name;
+                         });
+
+using RepairRestartTest = PlantedDirectoryTest;
+
+TEST_F(RepairRestartTest, EndsTheSameWayWhereverAnEarlierRunStopped) {
+    const std::string note = "text~ROWID\n4~1\n\n";
+    const Files planted = {{"master_rollback", "1\n\x03~a\n\x05~b\n"},
+                           {"README", "hello"},
+                           {"a.table", note + "'old'~1\n'"},
+                           {"a.backup", note + "'new'~1\n"},
+                           {"b.table", note + "'dropped'~1\n"},
+                           {"c.table", note + "'z'~2\n'a'~1\nbad\n"},
+                           {"c.backup", note},
+                           {"d.table", "no definition"}};
+    const Files expected = {
+        {"a.table", note + "'new'~1\n"}, {"c.table", note + "'a'~1\n'z'~2\n"}, {"master_rollback", "0\n"}};
+    const std::vector<std::string> asides = {"db_filedb.repair-1", "db_filedb.repair-2"};
+    const auto paths = [&] {
+        std::vector<std::string> all = {root()};
+        for (const std::string& directory : {std::string("db_filedb"), asides[0]}) {
+            all.push_back(root() + "/" + directory);
+            for (const char* name : {"README", "a.table", "a.backup", "b.table", "c.table", "c.backup",
+                                     "d.table", "c.rejects", "master_rollback", "a.table.repair-tmp",
+                                     "c.table.repair-tmp", "master_rollback.repair-tmp"}) {
+                all.push_back(root() + "/" + directory + "/" + name);
+            }
+        }
+        return all;
+    };
+    const auto command = [&] { return std::vector<std::string>{filedbProgram(), "repair", root() + "/db"}; };
+
+    plant(planted);
+    const std::vector<Call> calls = callsOf(root(), paths(), command());
+    ASSERT_EQ(expected, database());
+
+    int stops = 0;
+    for (const Call& call : calls) {
+        // Between two changes every place to stop leaves the same files.
+        if (!call.isChange) {
+            continue;
+        }
+        ++stops;
+        SCOPED_TRACE(call.name + " number " + std::to_string(call.ordinal));
+        clear();
+        plant(planted);
+        ASSERT_EQ(-9, trace(root(), "/dev/null", paths(), stopAt(call), command()).status);
+
+        const ProgramResult repaired = repair();
+        ASSERT_EQ(0, repaired.status) << repaired.out << repaired.err;
+        ASSERT_EQ(expected, database());
+        ASSERT_EQ(0, check().status);
+
+        std::set<std::string> kept;
+        for (const std::string& directory : asides) {
+            if (fs::exists(root() + "/" + directory)) {
+                for (const auto& [name, content] : filesIn(directory)) {
+                    kept.insert(content);
+                }
+            }
+        }
+        for (const auto& [name, content] : planted) {
+            ASSERT_EQ(1U, kept.count(content)) << "the original of " << name << " is gone";
+        }
+    }
+    EXPECT_GT(stops, 30);
+}
+
+}  // namespace Kalt::Vemo::Test

@@ -1,0 +1,552 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "CheckTestSupport.h"
+
+namespace Kalt::Vemo::Test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::string kItem = "id~name~price\n257~260~2\nid\n";
+const std::string kNote = "text~ROWID\n4~1\n\n";
+const std::string kInterrupted =
+    "db_filedb/master_rollback:1: mended: state line is \"1\": the copying of working copies over their "
+    "tables was "
+    "interrupted; run \"filedb repair\" before the next init, which would not finish it\n";
+const std::string kReset = "db_filedb/master_rollback: reset to the line \"0\"\n";
+
+/// A directory, what `repair` prints about it, and what is where afterwards. The journal is "0" before and
+/// after unless the row says otherwise.
+struct Damage {
+    const char* title;
+    Files before;
+    std::string out;
+    Files after;
+    Files aside;
+};
+
+class RepairTest : public PlantedDirectoryTest {
+protected:
+    /// Repairs the planted directory and compares all there is to see: first dry, then for good, then once
+    /// more.
+    void expectRepair(const Damage& damage) {
+        SCOPED_TRACE(damage.title);
+        clear();
+        plant("master_rollback", "0\n");
+        plant(damage.before);
+        const Files planted = database();
+
+        const ProgramResult dry = repair({"--dry-run"});
+        EXPECT_EQ(replaced(damage.out, "originals are kept", "originals would be kept"), dry.out);
+        EXPECT_EQ(0, dry.status);
+        EXPECT_EQ(planted, database());
+        EXPECT_EQ(std::vector<std::string>{"db_filedb"}, listDirectory(root()));
+
+        const ProgramResult result = repair();
+        EXPECT_EQ(damage.out, result.out);
+        EXPECT_EQ("", result.err);
+        EXPECT_EQ(0, result.status);
+        Files after = damage.after;
+        after.emplace("master_rollback", "0\n");
+        EXPECT_EQ(after, database());
+        EXPECT_EQ(damage.aside, filesIn("db_filedb.repair-1"));
+
+        const ProgramResult checked = check();
+        EXPECT_EQ(0, checked.status) << checked.out;
+        EXPECT_EQ("nothing to repair\n", repair().out);
+        EXPECT_EQ(after, database());
+        EXPECT_EQ((std::vector<std::string>{"db_filedb", "db_filedb.repair-1"}), listDirectory(root()));
+    }
+
+    static std::string replaced(std::string text, const std::string& from, const std::string& to) {
+        const std::size_t found = text.find(from);
+        return found == std::string::npos ? text : text.replace(found, from.size(), to);
+    }
+};
+
+std::string at(const std::string& place, const std::string& text) {
+    return "db_filedb/" + place + ": " + text + "\n";
+}
+
+std::string done(int actions, int rejects) {
+    return std::to_string(actions) + (actions == 1 ? " action, " : " actions, ") + std::to_string(rejects) +
+           (rejects == 1 ? " rejected line" : " rejected lines") +
+           ": originals are kept in db_filedb.repair-1\n";
+}
+
+/// A table in which one line is rejected for the reason told and the others stay.
+Damage rejected(const char* title, const std::string& definition, const std::string& head,
+                const std::string& line, const std::string& tail, const std::string& reason) {
+    const std::string before = definition + head + line + "\n" + tail;
+    const auto lines = [](const std::string& text) { return std::count(text.begin(), text.end(), '\n'); };
+    const std::string number = std::to_string(lines(definition + head) + 1);
+    const std::string kept = std::to_string(lines(head + tail));
+    return {title,
+            {{"t.table", before}},
+            at("t.table:" + number, "rejected: " + reason) +
+                at("t.table",
+                   "rewritten: " + kept + (kept == "1" ? " record" : " records") + " kept, 1 rejected") +
+                done(1, 1),
+            {{"t.table", definition + head + tail}},
+            {{"t.table", before}, {"t.rejects", number + "\t" + line + "\n"}}};
+}
+
+/// A table in which one line is put into its stored form.
+Damage mended(const char* title, const std::string& definition, const std::string& line,
+              const std::string& stored, const std::string& finding) {
+    return {title,
+            {{"t.table", definition + line}},
+            at("t.table:4", "mended: " + finding) + at("t.table", "rewritten: 1 record kept, 0 rejected") +
+                done(1, 0),
+            {{"t.table", definition + stored}},
+            {{"t.table", definition + line}}};
+}
+
+Damage brokenDefinition(const char* title, const std::string& text, const std::string& reason) {
+    return {title,
+            {{"t.table", text}},
+            at("t.table", "set aside: broken definition (" + reason + ")") + done(1, 0),
+            {},
+            {{"t.table", text}}};
+}
+
+const std::string kIntegerForm =
+    " is not in the stored form of INTEGER, decimal digits of an unsigned 64-bit number";
+const std::string kRealForm = " is not in the stored form of REAL, a number with six significant digits";
+const std::string kTextForm = " is not in the stored form of TEXT, text in single quotes";
+const std::string kEmptyField =
+    "empty field (\"~~\", or \"~\" at an end of the line): readers skip it and move the later fields";
+const std::string kNoLineFeed = "last line has no line feed: readers lose its last character";
+
+}  // namespace
+
+TEST_F(RepairTest, LeavesASoundDirectoryAsItIs) {
+    plant({{"master_rollback", "0\n"}, {"t.table", kNote + "'x'~1\n"}});
+    const Files before = database();
+    const ProgramResult result = repair();
+    EXPECT_EQ("nothing to repair\n", result.out);
+    EXPECT_EQ(0, result.status);
+    EXPECT_EQ(before, database());
+    EXPECT_EQ(std::vector<std::string>{"db_filedb"}, listDirectory(root()));
+}
+
+TEST_F(RepairTest, MendsWhatNeedsNoGuess) {
+    const std::vector<Damage> rows = {
+        mended("no last line feed", kItem, "1~'a'~2", "1~'a'~2\n", kNoLineFeed),
+        mended("empty field in the middle", kItem, "1~~'a'~2\n", "1~'a'~2\n", kEmptyField),
+        mended("empty field at the end", kItem, "1~'a'~2~\n", "1~'a'~2\n", kEmptyField),
+        mended("integer in quotes", kItem, "'7'~'a'~2\n", "7~'a'~2\n",
+               "column \"id\": value \"'7'\"" + kIntegerForm),
+        mended("integer with leading zeros", kItem, "007~'a'~2\n", "7~'a'~2\n",
+               "column \"id\": value \"007\"" + kIntegerForm),
+        mended("integer with a plus", kItem, "+7~'a'~2\n", "7~'a'~2\n",
+               "column \"id\": value \"+7\"" + kIntegerForm),
+        mended("real with a trailing zero", kItem, "1~'a'~2.50\n", "1~'a'~2.5\n",
+               "column \"price\": value \"2.50\"" + kRealForm),
+        mended("real with a large exponent", kItem, "1~'a'~1E3\n", "1~'a'~1000\n",
+               "column \"price\": value \"1E3\"" + kRealForm),
+        mended("text without quotes", kItem, "1~it's~2\n", "1~'it's'~2\n",
+               "column \"name\": value \"it's\"" + kTextForm),
+        mended("text that is one quote", kItem, "1~'~2\n", "1~''~2\n",
+               "column \"name\": value \"'\"" + kTextForm),
+        mended("ROWID with a leading zero", kNote, "'x'~01\n", "'x'~1\n",
+               "column \"ROWID\": value \"01\"" + kIntegerForm),
+        {"ROWIDs out of order",
+         {{"t.table", kNote + "'a'~2\n'b'~5\n'c'~3\n'd'~1\n"}},
+         at("t.table:6", "mended: ROWID 3 is out of order: it follows 5") +
+             at("t.table:7", "mended: ROWID 1 is out of order: it follows 5") +
+             at("t.table", "rewritten: 4 records kept, 0 rejected") + done(1, 0),
+         {{"t.table", kNote + "'d'~1\n'a'~2\n'c'~3\n'b'~5\n"}},
+         {{"t.table", kNote + "'a'~2\n'b'~5\n'c'~3\n'd'~1\n"}}},
+        {"empty fields in the definition",
+         {{"t.table", "~text~~ROWID\n4~1~\n\n'a'~2\n"}},
+         at("t.table:1", "mended: " + kEmptyField) + at("t.table:2", "mended: " + kEmptyField) +
+             at("t.table", "rewritten: 1 record kept, 0 rejected") + done(1, 0),
+         {{"t.table", kNote + "'a'~2\n"}},
+         {{"t.table", "~text~~ROWID\n4~1~\n\n'a'~2\n"}}},
+    };
+    for (const Damage& row : rows) {
+        expectRepair(row);
+    }
+}
+
+TEST_F(RepairTest, RejectsLinesThatOnlyAGuessCouldMend) {
+    const std::string good = "1~'a'~2\n";
+    const std::string last = "9~'z'~2\n";
+    const std::string longLine = "5~'" + std::string(1020, 'x') + "'~2";
+    const std::string nul("5~'\0'~2", 7);
+    const std::vector<Damage> rows = {
+        rejected("too few fields", kItem, good, "5~'x'", last, "too few fields: 2 for 3 columns"),
+        rejected("too many fields", kItem, good, "5~'x~y'~2", last, "too many fields: 4 for 3 columns"),
+        rejected("empty line", kItem, good, "", last, "too few fields: 0 for 3 columns"),
+        rejected("empty field in place of a value", kItem, good, "5~~2", last, kEmptyField),
+        rejected("NULL in a key", kItem, good, "NULL~'x'~2", last, "column \"id\": NULL is not allowed"),
+        rejected("text with one quote", kItem, good, "5~'x~2", last,
+                 "column \"name\": value \"'x\"" + kTextForm),
+        rejected("negative integer", kItem, good, "-5~'x'~2", last,
+                 "column \"id\": value \"-5\"" + kIntegerForm),
+        rejected("integer with a fraction", kItem, good, "5.5~'x'~2", last,
+                 "column \"id\": value \"5.5\"" + kIntegerForm),
+        rejected("integer beyond 64 bits", kItem, good, "99999999999999999999~'x'~2", last,
+                 "column \"id\": value \"99999999999999999999\"" + kIntegerForm),
+        rejected("integer that is text", kItem, good, "five~'x'~2", last,
+                 "column \"id\": value \"five\"" + kIntegerForm),
+        rejected("real with more digits than are stored", kItem, good, "5~'x'~3.14159265", last,
+                 "column \"price\": value \"3.14159265\"" + kRealForm),
+        rejected("real that is no number", kItem, good, "5~'x'~nan", last,
+                 "column \"price\": value \"nan\"" + kRealForm),
+        rejected("repeated key", kItem, good, "1~'x'~2", last,
+                 "primary key (id = \"1\") repeats that of line 4"),
+        rejected("a key that repeats once it is mended", kItem, good, "01~'x'~2", last,
+                 "column \"id\": value \"01\"" + kIntegerForm),
+        rejected("line too long", kItem, good, longLine, last,
+                 "line is 1027 bytes long with its line feed, the format's limit is 1023"),
+        rejected("line without room for its quotes", kItem, good, "5~" + std::string(1018, 'x') + "~2", last,
+                 "column \"name\": value \"" + std::string(60, 'x') + "\"..." + kTextForm),
+        rejected("NUL byte", kItem, good, nul, last, "NUL byte: readers end the line there"),
+        rejected("repeated ROWID", kNote, "'a'~3\n", "'b'~3", "'c'~4\n", "ROWID 3 repeats that of line 4"),
+        rejected("ROWID that is no number", kNote, "'a'~3\n", "'b'~x", "'c'~4\n",
+                 "column \"ROWID\": value \"x\"" + kIntegerForm),
+        rejected("ROWID that is NULL", kNote, "'a'~3\n", "'b'~NULL", "'c'~4\n",
+                 "column \"ROWID\": NULL is no row number"),
+    };
+    for (const Damage& row : rows) {
+        expectRepair(row);
+    }
+}
+
+TEST_F(RepairTest, RejectsAnIncompleteLastLine) {
+    expectRepair({"cut inside a value",
+                  {{"t.table", kItem + "1~'a'~2\n2~'b"}},
+                  at("t.table:5", "rejected: " + kNoLineFeed) +
+                      at("t.table", "rewritten: 1 record kept, 1 rejected") + done(1, 1),
+                  {{"t.table", kItem + "1~'a'~2\n"}},
+                  {{"t.table", kItem + "1~'a'~2\n2~'b"}, {"t.rejects", "5\t2~'b\n"}}});
+}
+
+TEST_F(RepairTest, SetsATableWithABrokenDefinitionAside) {
+    const std::vector<Damage> rows = {
+        brokenDefinition("empty file", "", "line 1: line is missing: the column names"),
+        brokenDefinition("no key line", "a~ROWID\n4~1\n", "line 3: line is missing: the primary key"),
+        brokenDefinition("cut in the definition", "id\n257\nid", "line 3: " + kNoLineFeed),
+        brokenDefinition("flags are missing", "a~b~ROWID\n4~1\n\n'x'~'y'~1\n",
+                         "line 2: 2 flag numbers for 3 columns"),
+        brokenDefinition(
+            "unknown flag", "a~ROWID\n8~1\n\n'x'~1\n",
+            "line 2: column \"a\": flag number \"8\" is unknown: 1 (INTEGER), 2 (REAL) or 4 (TEXT), plus "
+            "256 for NOT NULL"),
+        brokenDefinition("key names no column", "a~ROWID\n4~1\nb\n'x'~1\n",
+                         "line 3: key column \"b\" is not a column of the table"),
+        brokenDefinition(
+            "key may be NULL", "id\n1\nid\n1\n",
+            "line 2: column \"id\": flag number \"1\" lacks 256, but the column belongs to the primary key"),
+        brokenDefinition(
+            "no ROWID", "a\n4\n\n'x'\n",
+            "line 1: last column is not ROWID with flag number 1, as in every table without a single "
+            "INTEGER primary key"),
+        brokenDefinition("zeros", std::string(4096, '\0'),
+                         "line 1: line is 4097 bytes long with its line feed, the format's limit is 1023"),
+    };
+    for (const Damage& row : rows) {
+        expectRepair(row);
+    }
+}
+
+TEST_F(RepairTest, FinishesAnInterruptedCopyOver) {
+    const std::string oldText = kNote + "'old and long'~1\n'second'~2\n";
+    const std::string newText = kNote + "'new'~1\n";
+    const std::string torn = newText + oldText.substr(newText.size());
+    const std::string takes =
+        at("t.table", "takes the content of its working copy: the interrupted copy-over is finished");
+    const std::string taken = at("t.backup", "set aside: working copy that the table now equals");
+    const std::string journalLine =
+        at("master_rollback:2",
+           "mended: table \"t\" (UPDATE): the next init takes this line for a state line, keeps the "
+           "table as it is and leaves a working copy where it is");
+    const std::string journal = "1\n\x03~t\n";
+    const std::vector<Damage> rows = {
+        {"before the table was touched",
+         {{"master_rollback", journal}, {"t.table", oldText}, {"t.backup", newText}},
+         takes + at("t.table", "rewritten: 1 record kept, 0 rejected") + taken + kInterrupted + journalLine +
+             kReset + done(3, 0),
+         {{"t.table", newText}},
+         {{"master_rollback", journal}, {"t.table", oldText}, {"t.backup", newText}}},
+        {"while the table was overwritten",
+         {{"master_rollback", journal}, {"t.table", torn}, {"t.backup", newText}},
+         takes + at("t.table", "rewritten: 1 record kept, 0 rejected") + taken + kInterrupted + journalLine +
+             kReset + done(3, 0),
+         {{"t.table", newText}},
+         {{"master_rollback", journal}, {"t.table", torn}, {"t.backup", newText}}},
+        {"before the table was made",
+         {{"master_rollback", journal}, {"t.backup", newText}},
+         takes + at("t.table", "rewritten: 1 record kept, 0 rejected") + taken + kInterrupted + journalLine +
+             kReset + done(3, 0),
+         {{"t.table", newText}},
+         {{"master_rollback", journal}, {"t.backup", newText}}},
+        {"after the table was written",
+         {{"master_rollback", journal}, {"t.table", newText}, {"t.backup", newText}},
+         taken + kInterrupted + journalLine + kReset + done(2, 0),
+         {{"t.table", newText}},
+         {{"master_rollback", journal}, {"t.backup", newText}}},
+        {"a working copy that is not whole is not taken",
+         {{"master_rollback", journal}, {"t.table", oldText}, {"t.backup", kNote + "'ne"}},
+         at("t.backup",
+            "set aside: working copy is not whole: the copy-over cannot be finished, the table keeps its own "
+            "content") +
+             kInterrupted + journalLine + kReset + done(2, 0),
+         {{"t.table", oldText}},
+         {{"master_rollback", journal}, {"t.backup", kNote + "'ne"}}},
+        {"a working copy that the journal does not name is not taken",
+         {{"master_rollback", "1\n"}, {"t.table", oldText}, {"t.backup", newText}},
+         at("t.backup", "set aside: working copy of a transaction that was not committed") + kInterrupted +
+             kReset + done(2, 0),
+         {{"t.table", oldText}},
+         {{"master_rollback", "1\n"}, {"t.backup", newText}}},
+        {"a whole working copy with a value that is not in its stored form",
+         {{"master_rollback", journal}, {"t.table", torn}, {"t.backup", kNote + "5~1\n'x~2\n"}},
+         takes + at("t.backup:4", "mended: column \"text\": value \"5\"" + kTextForm) +
+             at("t.backup:5", "rejected: column \"text\": value \"'x\"" + kTextForm) +
+             at("t.table", "rewritten: 1 record kept, 1 rejected") + taken + kInterrupted + journalLine +
+             kReset + done(3, 1),
+         {{"t.table", kNote + "'5'~1\n"}},
+         {{"master_rollback", journal},
+          {"t.table", torn},
+          {"t.backup", kNote + "5~1\n'x~2\n"},
+          {"t.rejects", "5\t'x~2\n"}}},
+    };
+    for (const Damage& row : rows) {
+        expectRepair(row);
+    }
+}
+
+TEST_F(RepairTest, FinishesEveryTableOfACommit) {
+    const std::string journal = "1\n\x01~a\n\x02~b\n5~c\n\x05~d\n";
+    const std::string loaded = "the next init keeps the table as it is and discards a working copy";
+    const std::string takes = "takes the content of its working copy: the interrupted copy-over is finished";
+    const std::string taken = "set aside: working copy that the table now equals";
+    expectRepair(
+        {"two changed and two dropped tables",
+         {{"master_rollback", journal},
+          {"a.table", kNote},
+          {"a.backup", kNote + "'a'~1\n"},
+          {"b.table", kNote + "'b'~1\n"},
+          {"b.backup", kNote},
+          {"c.table", kNote + "'c'~1\n"},
+          {"d.table", kNote + "'d'~1\n"}},
+         at("a.table", takes) + at("a.table", "rewritten: 1 record kept, 0 rejected") +
+             at("a.backup", taken) + at("b.table", takes) +
+             at("b.table", "rewritten: 0 records kept, 0 rejected") + at("b.backup", taken) +
+             at("c.table", "set aside: the interrupted DROP TABLE is finished") +
+             at("d.table", "set aside: the interrupted DROP TABLE is finished") + kInterrupted +
+             at("master_rollback:2",
+                "mended: table \"a\" (INSERT): the next init takes this line for a state line, keeps "
+                "the table as it is and leaves a working copy where it is") +
+             at("master_rollback:3", "mended: table \"b\" (DELETE): " + loaded) +
+             at("master_rollback:4", "mended: table \"c\" (DROP TABLE): the next init removes the table") +
+             at("master_rollback:5", "mended: table \"d\" (DROP TABLE): " + loaded) + kReset + done(7, 0),
+         {{"a.table", kNote + "'a'~1\n"}, {"b.table", kNote}},
+         {{"master_rollback", journal},
+          {"a.table", kNote},
+          {"a.backup", kNote + "'a'~1\n"},
+          {"b.table", kNote + "'b'~1\n"},
+          {"b.backup", kNote},
+          {"c.table", kNote + "'c'~1\n"},
+          {"d.table", kNote + "'d'~1\n"}}});
+}
+
+TEST_F(RepairTest, KeepsTheTablesOfATransactionThatWasNotCommitted) {
+    const std::string journal = "0\n\x01~t\n5~u\n";
+    expectRepair(
+        {"a changed table, and one that was changed and then dropped",
+         {{"master_rollback", journal},
+          {"t.table", kNote},
+          {"t.backup", kNote + "'a'~1\n"},
+          {"u.table", kNote + "'u'~1\n"}},
+         at("t.backup", "set aside: working copy of a transaction that was not committed") +
+             at("master_rollback:2",
+                "mended: table \"t\" (INSERT): the next init keeps the table as it is and "
+                "discards a working copy") +
+             at("master_rollback:3", "mended: table \"u\" (DROP TABLE): the next init removes the table") +
+             kReset + done(2, 0),
+         {{"t.table", kNote}, {"u.table", kNote + "'u'~1\n"}},
+         {{"master_rollback", journal}, {"t.backup", kNote + "'a'~1\n"}}});
+}
+
+TEST_F(RepairTest, ResetsAJournalThatCannotBeRead) {
+    const std::string garbage("\0\x01~t\n\n~~~\n5~../../t", 20);
+    clear();
+    plant({{"master_rollback", garbage}, {"t.table", kNote}});
+    writeFile(root() + "/t.table", "outside");
+    const ProgramResult result = repair();
+    EXPECT_EQ(0, result.status) << result.out;
+    EXPECT_EQ((Files{{"master_rollback", "0\n"}, {"t.table", kNote}}), database());
+    EXPECT_EQ((Files{{"master_rollback", garbage}}), filesIn("db_filedb.repair-1"));
+    EXPECT_EQ("outside", readFile(root() + "/t.table"));
+    EXPECT_EQ(0, check().status);
+}
+
+TEST_F(RepairTest, WritesAMissingJournal) {
+    plant("t.table", kNote);
+    const ProgramResult result = repair();
+    EXPECT_EQ(at("master_rollback:1", "mended: journal is missing: the next init makes a new one") + kReset +
+                  "1 action, 0 rejected lines: originals are kept in db_filedb.repair-1\n",
+              result.out);
+    EXPECT_EQ((Files{{"master_rollback", "0\n"}, {"t.table", kNote}}), database());
+    EXPECT_EQ(0, check().status);
+}
+
+TEST_F(RepairTest, SetsForeignFilesAside) {
+    expectRepair({"a note, an editor's copy and impossible names",
+                  {{"README", "hello"}, {"t.table~", "old"}, {"my-table.table", kNote}, {"t.table", kNote}},
+                  at("README", "set aside: not a file of a database") +
+                      at("my-table.table", "set aside: not a file of a database") +
+                      at("t.table~", "set aside: not a file of a database") + done(3, 0),
+                  {{"t.table", kNote}},
+                  {{"README", "hello"}, {"t.table~", "old"}, {"my-table.table", kNote}}});
+}
+
+TEST_F(RepairTest, SetsAsideWhatStandsInThePlaceOfAFile) {
+    fs::create_directory(path("master_rollback"));
+    writeFile(path("master_rollback") + "/inside", "kept");
+    fs::create_directory(path("d.table"));
+    fs::create_directory(path("sub"));
+    ASSERT_EQ(0, mkfifo(path("f.table").c_str(), 0600));
+    ASSERT_EQ(0, mkfifo(path("g.backup").c_str(), 0600));
+    fs::create_symlink("/nowhere/at/all", path("l.table"));
+    const ProgramResult result = repair();
+    EXPECT_EQ(
+        at("sub", "set aside: not a file of a database") + at("d.table", "set aside: not a regular file") +
+            at("f.table", "set aside: not a regular file") + at("g.backup", "set aside: not a regular file") +
+            at("l.table", "set aside: not a regular file") +
+            at("master_rollback:1", "mended: journal is a directory") +
+            at("master_rollback", "set aside, and written anew with the line \"0\"") + done(6, 0),
+        result.out);
+    EXPECT_EQ(0, result.status);
+    EXPECT_EQ(std::vector<std::string>{"master_rollback"}, listDirectory(root() + "/db_filedb"));
+    EXPECT_EQ(
+        (std::vector<std::string>{"d.table", "f.table", "g.backup", "l.table", "master_rollback", "sub"}),
+        listDirectory(root() + "/db_filedb.repair-1"));
+    EXPECT_EQ("kept", readFile(root() + "/db_filedb.repair-1/master_rollback/inside"));
+    EXPECT_EQ("/nowhere/at/all", fs::read_symlink(root() + "/db_filedb.repair-1/l.table").string());
+    EXPECT_EQ(0, check().status);
+}
+
+TEST_F(RepairTest, NeverWritesThroughALink) {
+    const std::string outside = root() + "/outside";
+    writeFile(outside, kNote + "'a'~1\nx\n");
+    plant("master_rollback", "0\n");
+    fs::create_symlink(outside, path("t.table"));
+    EXPECT_EQ(0, repair().status);
+    EXPECT_EQ(kNote + "'a'~1\nx\n", readFile(outside));
+    EXPECT_EQ((Files{{"master_rollback", "0\n"}, {"t.table", kNote + "'a'~1\n"}}), database());
+    EXPECT_EQ(outside, fs::read_symlink(root() + "/db_filedb.repair-1/t.table").string());
+    EXPECT_EQ(0, check().status);
+}
+
+TEST_F(RepairTest, ATableBehindALinkThatIsSoundStaysALink) {
+    writeFile(root() + "/outside", kNote + "'a'~1\n");
+    plant("master_rollback", "0\n");
+    fs::create_symlink(root() + "/outside", path("t.table"));
+    EXPECT_EQ("nothing to repair\n", repair().out);
+    EXPECT_TRUE(fs::is_symlink(path("t.table")));
+}
+
+TEST_F(RepairTest, KeepsThePermissionsOfATable) {
+    plant({{"master_rollback", "0\n"}, {"t.table", kNote + "x\n"}});
+    ASSERT_EQ(0, chmod(path("t.table").c_str(), 0640));
+    ASSERT_EQ(0, repair().status);
+    struct stat status {};
+    ASSERT_EQ(0, stat(path("t.table").c_str(), &status));
+    EXPECT_EQ(0640U, status.st_mode & 07777U);
+}
+
+TEST_F(RepairTest, KeepsEveryRepairsOriginalsApart) {
+    plant({{"master_rollback", "0\n"}, {"t.table", kNote + "x\n"}});
+    ASSERT_EQ(0, repair().status);
+    plant("t.table", kNote + "y\n");
+    const ProgramResult second = repair();
+    EXPECT_THAT(second.out, ::testing::EndsWith("originals are kept in db_filedb.repair-2\n"));
+    EXPECT_EQ((Files{{"t.table", kNote + "x\n"}, {"t.rejects", "4\tx\n"}}), filesIn("db_filedb.repair-1"));
+    EXPECT_EQ((Files{{"t.table", kNote + "y\n"}, {"t.rejects", "4\ty\n"}}), filesIn("db_filedb.repair-2"));
+}
+
+TEST_F(RepairTest, KeepsOriginalsBesideTheDirectoryThatALinkLeadsTo) {
+    plant({{"master_rollback", "0\n"}, {"t.table", kNote + "x\n"}});
+    fs::create_directory(root() + "/elsewhere");
+    fs::rename(root() + "/db_filedb", root() + "/elsewhere/real");
+    fs::create_symlink("elsewhere/real", root() + "/db_filedb");
+    ASSERT_EQ(0, repair().status);
+    EXPECT_EQ((Files{{"t.table", kNote + "x\n"}, {"t.rejects", "4\tx\n"}}),
+              filesIn("elsewhere/real.repair-1"));
+    EXPECT_EQ((Files{{"master_rollback", "0\n"}, {"t.table", kNote}}), database());
+}
+
+TEST_F(RepairTest, ClearsUpAfterARepairThatWasStopped) {
+    expectRepair({"its half-written file",
+                  {{"t.table", kNote + "x\n"}, {"t.table.repair-tmp", "half"}},
+                  at("t.table.repair-tmp", "set aside: not a file of a database") +
+                      at("t.table:4", "rejected: too few fields: 1 for 2 columns") +
+                      at("t.table", "rewritten: 0 records kept, 1 rejected") + done(2, 1),
+                  {{"t.table", kNote}},
+                  {{"t.table", kNote + "x\n"}, {"t.rejects", "4\tx\n"}, {"t.table.repair-tmp", "half"}}});
+}
+
+TEST_F(RepairTest, RefusesADatabaseThatAProcessHasOpen) {
+    plant({{"master_rollback", "0\n"}, {"t.table", kNote + "x\n"}});
+    const Files before = database();
+    const int journal = open(path("master_rollback").c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_GE(journal, 0);
+    const ProgramResult refused = repair();
+    const ProgramResult dry = repair({"--dry-run"});
+    close(journal);
+    EXPECT_EQ("filedb repair: db_filedb: process " + std::to_string(getpid()) +
+                  " has it open; stop that process first, or only look at the database\n",
+              refused.err);
+    EXPECT_EQ("", refused.out);
+    EXPECT_EQ(2, refused.status);
+    EXPECT_EQ(0, dry.status);
+    EXPECT_EQ(before, database());
+    EXPECT_EQ(0, repair().status);
+}
+
+TEST_F(RepairTest, TellsTroubleFromFindings) {
+    const ProgramResult missing = runProgram(root(), {filedbProgram(), "repair", "nothing"});
+    EXPECT_EQ(2, missing.status);
+    EXPECT_THAT(missing.err, ::testing::HasSubstr("nothing_filedb is not a directory"));
+    EXPECT_EQ(2, runProgram(root(), {filedbProgram(), "repair"}).status);
+}
+
+TEST_F(RepairTest, SurvivesGarbage) {
+    std::string garbage;
+    unsigned int state = 7;
+    for (int count = 0; count < 100000; ++count) {
+        state = state * 1103515245U + 12345U;
+        garbage += static_cast<char>(state >> 16U);
+    }
+    plant({{"master_rollback", garbage},
+           {"a.table", garbage},
+           {"a.backup", garbage},
+           {"b.table", kNote + "'kept'~1\n" + garbage},
+           {"huge.table", kNote + std::string(3000000, 'x')},
+           {"tildes.table", kNote + std::string(1000, '~')},
+           {"bad\x1bname\xff", "x"}});
+    const ProgramResult result = repair();
+    EXPECT_EQ(0, result.status) << result.err;
+    EXPECT_EQ((Files{{"b.table", kNote + "'kept'~1\n"},
+                     {"huge.table", kNote},
+                     {"master_rollback", "0\n"},
+                     {"tildes.table", kNote}}),
+              database());
+    EXPECT_EQ("4\t" + std::string(3000000, 'x') + "\n",
+              readFile(root() + "/db_filedb.repair-1/huge.rejects"));
+    EXPECT_EQ(0, check().status);
+}
+
+}  // namespace Kalt::Vemo::Test

@@ -1,0 +1,25 @@
+#include "FindingsReport.h"
+
+#include "ExitStatus.h"
+#include "Printable.h"
+
+namespace Kalt::Vemo::Tool {
+
+const char* severityName(Finding::Severity severity) {
+    return severity == Finding::Severity::kError ? "error" : "warning";
+}
+
+void printFindings(std::ostream& out, const std::string& directory, const Findings& findings) {
+    for (const Finding& finding : findings) {
+        out << printable(directory + "/" + finding.file) << ':' << finding.line << ": "
+            << severityName(finding.severity) << ": " << finding.text << '\n';
+    }
+}
+
+void requireWritten(std::ostream& out) {
+    if (!out.flush()) {
+        throw Trouble("standard output could not be written");
+    }
+}
+
+}  // namespace Kalt::Vemo::Tool

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+
+namespace Kalt::Vemo::Tool {
+
+/// The PATH of a command line: a database as `init` takes it, or its directory, whose name ends in "_filedb".
+///
+///     PathArgument("/var/lib/store").directory();          // /var/lib/store_filedb
+///     PathArgument("/var/lib/store_filedb").directory();   // the same
+class PathArgument {
+public:
+    /// Throws: Trouble for an empty text.
+    explicit PathArgument(const std::string& text);
+
+    /// The path for `init`, and the directory that belongs to it.
+    const std::string& base() const { return base_; }
+    const std::string& directory() const { return directory_; }
+
+    /// Throws: Trouble when the directory is not there.
+    void requireDirectory() const;
+
+    /// Throws: Trouble when a process that can be seen has the database open. Opening it a second time would
+    /// tidy up the working copies of the first.
+    void requireUnused() const;
+
+private:
+    std::string text_;
+    std::string base_;
+    std::string directory_;
+};
+
+}  // namespace Kalt::Vemo::Tool

@@ -1,0 +1,66 @@
+// filedb: looks into, queries, checks and repairs a database of text files from a terminal.
+
+#include <CLI/CLI.hpp>
+#include <clocale>
+#include <csignal>
+#include <exception>
+#include <iostream>
+
+#include "Check.h"
+#include "Command.h"
+#include "ExitStatus.h"
+#include "Repair.h"
+
+namespace {
+
+constexpr const char* kDescription =
+    "Looks into, queries, checks and repairs a database of text files.\n"
+    "\n"
+    "PATH is the path that the database was opened with, or its directory, whose name ends in _filedb.";
+
+constexpr const char* kFooter =
+    R"(Exit status: 0 done, 1 findings or a failed statement, 2 wrong usage or trouble.
+
+Examples:
+  filedb tables /var/lib/app/subscriptions
+  filedb shell /var/lib/app/subscriptions -c "select * from Subscriptions where deviceId = 'lamp'"
+  filedb check /var/lib/app/subscriptions
+
+filedb COMMAND --help tells more of each command.)";
+
+int run(int argc, char** argv) {
+    using namespace Kalt::Vemo::Tool;
+    int status = kDone;
+    CLI::App app(kDescription, "filedb");
+    app.footer(kFooter);
+    app.set_version_flag("--version", "filedb " FILEDB_VERSION);
+    app.require_subcommand(1);
+    addShellCommand(app, status);
+    addTablesCommand(app, status);
+    addSchemaCommand(app, status);
+    addExportCommand(app, status);
+    addImportCommand(app, status);
+    addCheckCommand(app, status);
+    addRepairCommand(app, status);
+    addSubsCommand(app, status);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? kDone : kTrouble;
+    }
+    return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    // A reader that leaves early makes a write fail, which every command looks at.
+    static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+    static_cast<void>(std::setlocale(LC_CTYPE, ""));
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& error) {
+        std::cerr << "filedb: " << error.what() << '\n';
+        return Kalt::Vemo::Tool::kTrouble;
+    }
+}
