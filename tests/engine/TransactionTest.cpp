@@ -414,6 +414,21 @@ TEST_F(TransactionTest, ACommitWithoutAWorkingCopyLeavesTheTableAndTheStateLine)
     EXPECT_EQ(files(), atRest({7, 9}, {7}, {7}));
 }
 
+TEST_F(TransactionTest, AWorkingCopyThatVanishesAfterARefusedStatementNeverEmptiesTheTable) {
+    run("CREATE TABLE keyed (a INTEGER PRIMARY KEY);");
+    run("INSERT INTO keyed (a) VALUES (?);", "1");
+    const std::string before = table("keyed");
+    database->beginTransaction();
+    run("INSERT INTO keyed (a) VALUES (?);", "2");
+    exec("INSERT INTO keyed (a) VALUES (?);", "2");
+    std::filesystem::remove(backupFile("keyed"));
+    EXPECT_FALSE(database->commitTransaction());
+    EXPECT_EQ(table("keyed"), before);
+    EXPECT_TRUE(database->rollbackTransaction());
+    EXPECT_EQ(table("keyed"), before);
+    EXPECT_EQ(journal(), "0\n");
+}
+
 TEST_F(TransactionTest, ACommitStopsAtTheFirstMissingWorkingCopyInTheOrderOfNames) {
     begin();
     insert("v", "8");

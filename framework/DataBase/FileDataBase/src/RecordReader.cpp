@@ -12,23 +12,40 @@ namespace {
 constexpr std::size_t kBlockSize = 65536;
 static_assert(kBlockSize > kMaxLineLength, "a block must hold a whole line");
 
-// Bytes that are looked at in one go: a number that every compiler unrolls into vector instructions.
-constexpr std::size_t kStep = 64;
+// Bytes that are looked at in one go: a number that compilers unroll into vector instructions.
+constexpr int kStep = 64;
+
+// A line over the format's length holds at least so many steps without a line feed.
+constexpr std::size_t kQuietSteps = kMaxLineLength / kStep - 1;
 
 unsigned char endsField(char c) {
     return static_cast<unsigned char>(c == FIELD_SEPARATOR) | static_cast<unsigned char>(c == '\n');
 }
 
-// Whether one of `Count` bytes is a NUL, or ends a field and is followed by a byte that ends the next: an
-// empty field.
-template <std::size_t Count>
-bool isDamaged(const char* bytes) {
-    unsigned char damage = 0;
-    for (std::size_t i = 0; i < Count; ++i) {
-        damage |= static_cast<unsigned char>(endsField(bytes[i]) & endsField(bytes[i + 1]));
-        damage |= static_cast<unsigned char>(bytes[i] == '\0');
+// Counts the line feeds of a step. `damage` becomes other than 0 for a NUL, and for a byte that ends a field
+// and is followed by a byte that ends the next: an empty field.
+template <int Count>
+int countLineFeeds(const char* bytes, unsigned char& damage) {
+    unsigned char found = 0;
+    unsigned char lineFeeds = 0;
+    for (int i = 0; i < Count; ++i) {
+        found |= static_cast<unsigned char>(endsField(bytes[i]) & endsField(bytes[i + 1]));
+        found |= static_cast<unsigned char>(bytes[i] == '\0');
+        lineFeeds = static_cast<unsigned char>(lineFeeds + static_cast<unsigned char>(bytes[i] == '\n'));
     }
-    return damage != 0;
+    damage |= found;
+    return lineFeeds;
+}
+
+bool hasLongLine(std::string_view text) {
+    while (!text.empty()) {
+        const std::size_t length = text.find('\n') + 1;
+        if (length > kMaxLineLength) {
+            return true;
+        }
+        text.remove_prefix(length);
+    }
+    return false;
 }
 
 }  // namespace
@@ -57,26 +74,21 @@ bool isWellFormed(std::string_view text, int& lines) {
     if (endsField(text.front()) || text.back() != '\n') {
         return false;
     }
+    unsigned char damage = 0;
+    std::size_t quiet = 0;
+    bool mayHaveLongLine = false;
     std::size_t position = 0;
     for (; position + kStep < text.size(); position += kStep) {
-        if (isDamaged<kStep>(text.data() + position)) {
-            return false;
-        }
+        const int lineFeeds = countLineFeeds<kStep>(text.data() + position, damage);
+        lines += lineFeeds;
+        quiet = lineFeeds == 0 ? quiet + 1 : 0;
+        mayHaveLongLine = mayHaveLongLine || quiet >= kQuietSteps;
     }
     for (; position + 1 < text.size(); ++position) {
-        if (isDamaged<1>(text.data() + position)) {
-            return false;
-        }
+        lines += countLineFeeds<1>(text.data() + position, damage);
     }
-    while (!text.empty()) {
-        const std::size_t length = text.find('\n') + 1;
-        if (length > kMaxLineLength) {
-            return false;
-        }
-        text.remove_prefix(length);
-        ++lines;
-    }
-    return true;
+    ++lines;  // the last byte's
+    return damage == 0 && !(mayHaveLongLine && hasLongLine(text));
 }
 
 RecordReader::RecordReader(FILE* stream)

@@ -1,0 +1,223 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "DatabaseTest.h"
+#include "FileUtils.h"
+#include "RecordReader.h"
+
+// A change passes well-formed lines on as bytes and takes damaged ones apart. Both ways must lead to the same
+// files, results and log.
+
+namespace Kalt::Vemo::Test {
+
+namespace {
+
+using Core::Database::IResultTable;
+using Core::Database::Filedb::FileDatabase;
+using Core::Database::Filedb::FileUtils;
+using Core::Database::Filedb::isWellFormed;
+using Core::Database::Filedb::RecordReader;
+
+// Whether taking every line apart and joining it again gives the same bytes.
+bool staysTheSame(const std::string& text) {
+    std::string joined;
+    RecordReader reader{std::string_view(text)};
+    while (reader.next()) {
+        joined += FileUtils::recordLine({reader.fields().begin(), reader.fields().end()});
+    }
+    return joined == text;
+}
+
+bool isWellFormedText(const std::string& text) {
+    int lines = 0;
+    return isWellFormed(text, lines);
+}
+
+}  // namespace
+
+TEST(WellFormedTest, TextsAndTheirAnswers) {
+    const struct {
+        std::string text;
+        bool answer;
+    } rows[] = {
+        {"", true},
+        {"a\n", true},
+        {"a~b\n1~2\n", true},
+        {std::string(1022, 'x') + "\n", true},
+        {std::string(1023, 'x') + "\n", false},
+        {"a\n" + std::string(1023, 'x') + "\nb\n", false},
+        {"a", false},
+        {"a\nb", false},
+        {"\n", false},
+        {"a\n\nb\n", false},
+        {"~a\n", false},
+        {"a~\n", false},
+        {"a~~b\n", false},
+        {"a\n~b\n", false},
+        {std::string("a\0b\n", 4), false},
+        {std::string("\0\n", 2), false},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(::testing::PrintToString(row.text.substr(0, 20)));
+        EXPECT_EQ(isWellFormedText(row.text), row.answer);
+    }
+}
+
+TEST(WellFormedTest, CountsTheLines) {
+    std::string text;
+    for (int count = 0; count < 300; ++count) {
+        int lines = -1;
+        EXPECT_TRUE(isWellFormed(text, lines));
+        EXPECT_EQ(lines, count);
+        text += "a~" + std::to_string(count) + "\n";
+    }
+}
+
+TEST(WellFormedTest, FindsDamageAtEveryPosition) {
+    std::string sound;
+    for (int i = 0; i < 40; ++i) {
+        sound += "ab~'c'~" + std::to_string(i) + "\n";
+    }
+    ASSERT_TRUE(isWellFormedText(sound));
+    for (const char damage : {'~', '\n', '\0'}) {
+        for (std::size_t position = 0; position < sound.size(); ++position) {
+            std::string text = sound;
+            text[position] = damage;
+            // An empty line is well-formed to a writer, but no table has one among its records.
+            const bool hasEmptyLine = text.front() == '\n' || text.find("\n\n") != std::string::npos;
+            EXPECT_EQ(isWellFormedText(text), staysTheSame(text) && !hasEmptyLine)
+                << "byte " << static_cast<int>(damage) << " at " << position;
+        }
+    }
+}
+
+TEST(WellFormedTest, FindsALineOverTheLimitWhereverItBegins) {
+    for (std::size_t before = 0; before < 130; ++before) {
+        for (const std::size_t behind : std::initializer_list<std::size_t>{0, 1, 70}) {
+            const std::string start = before == 0 ? "" : std::string(before, 'x') + "\n";
+            const std::string end = behind == 0 ? "" : std::string(behind, 'x') + "\n";
+            EXPECT_TRUE(isWellFormedText(start + std::string(1022, 'x') + "\n" + end))
+                << before << " " << behind;
+            EXPECT_FALSE(isWellFormedText(start + std::string(1023, 'x') + "\n" + end))
+                << before << " " << behind;
+        }
+    }
+}
+
+TEST(WellFormedTest, NeverCallsWellFormedWhatAWriterWouldChange) {
+    for (unsigned seed = 1; seed <= 200; ++seed) {
+        SCOPED_TRACE(seed);
+        std::mt19937 random(seed);
+        std::string text;
+        const auto length = random() % 3000;
+        for (unsigned i = 0; i < length; ++i) {
+            text += random() % 200 == 0 ? '\n' : (random() % 40 == 0 ? '~' : 'x');
+        }
+        EXPECT_TRUE(!isWellFormedText(text) || staysTheSame(text));
+    }
+}
+
+class PassOnTest : public ::testing::TestWithParam<int> {
+protected:
+    // One of two databases with the same rows: in the second, every line has empty fields before each
+    // statement.
+    struct Side {
+        explicit Side(const std::string& path) : directory(path + "_filedb") {
+            EXPECT_TRUE(database.init(path));
+        }
+
+        std::string file() const { return directory + "/t.table"; }
+
+        std::string directory;
+        FileDatabase database;
+    };
+
+    void damage(const Side& side) {
+        const std::string sound = readFile(side.file());
+        std::size_t recordsStart = 0;
+        for (int line = 0; line < 3; ++line) {
+            recordsStart = sound.find('\n', recordsStart) + 1;
+        }
+        std::string text = sound.substr(0, recordsStart);
+        for (const char c : sound.substr(recordsStart)) {
+            const bool ends = c == '~' || c == '\n';
+            text += ends && random_() % 3 == 0 ? "~" : "";
+            text += c;
+        }
+        text.insert(recordsStart, recordsStart < sound.size() ? "~" : "");
+        writeFile(side.file(), text);
+    }
+
+    std::string number() { return std::to_string(random_() % 12); }
+
+    // What the statement gave, and all it logged, with the directory's name left out.
+    std::string outcome(Side& side, const std::string& sql, const std::vector<std::string>& values) {
+        log_.clear();
+        std::string text;
+        const auto value = [&](std::size_t index) {
+            return index < values.size() ? values[index].c_str() : "";
+        };
+        if (sql.rfind("SELECT", 0) == 0) {
+            const std::unique_ptr<IResultTable> result(
+                side.database.executeQuery(sql.c_str(), value(0), value(1), value(2)));
+            while (result != nullptr && result->next()) {
+                text += result->getString(1) + "|" + result->getString(2) + "|" + result->getString(3) + "\n";
+            }
+        } else {
+            text =
+                std::to_string(side.database.executeUpdate(sql.c_str(), value(0), value(1), value(2))) + "\n";
+        }
+        text += log_.dump();
+        for (std::size_t found = text.find(side.directory); found != std::string::npos;
+             found = text.find(side.directory, found)) {
+            text.replace(found, side.directory.size(), "DIRECTORY");
+        }
+        return text;
+    }
+
+    std::mt19937 random_{static_cast<std::mt19937::result_type>(GetParam())};
+    TemporaryDirectory temporary_;
+    LogCapture log_;
+};
+
+TEST_P(PassOnTest, BothWaysGiveTheSameFilesResultsAndLog) {
+    Side sound(temporary_.file("a"));
+    Side damaged(temporary_.file("b"));
+    const bool keyed = random_() % 2 == 0;
+    const std::string create = std::string("CREATE TABLE t (a INTEGER") +
+                               (keyed ? " NOT NULL, b TEXT, PRIMARY KEY(a, b));" : ", b TEXT);");
+    for (Side* side : {&sound, &damaged}) {
+        ASSERT_EQ(side->database.executeUpdate(create.c_str()), 0);
+    }
+
+    const std::vector<std::string> statements = {
+        "INSERT INTO t (a, b) VALUES (?, '?');",
+        "INSERT INTO t (a, b) VALUES (?, '?');",
+        "UPDATE t SET a=?, b='?' WHERE ROWID = ?;",
+        "UPDATE t SET a=? WHERE a > ?;",
+        "DELETE FROM t WHERE a = ?;",
+        "SELECT *, ROWID FROM t WHERE a < ? OR b LIKE '?';",
+        "SELECT a, b, ROWID FROM t;",
+        "SELECT a, b, ROWID FROM t WHERE c = ?;",
+    };
+    for (int round = 0; round < 120; ++round) {
+        const std::string& sql = statements[random_() % statements.size()];
+        const std::vector<std::string> values = {number(), number(), number()};
+        SCOPED_TRACE("round " + std::to_string(round) + ": " + sql);
+        damage(damaged);
+        EXPECT_EQ(outcome(sound, sql, values), outcome(damaged, sql, values));
+        if (sql.rfind("SELECT", 0) != 0 && !log_.hasPart("Exception")) {
+            EXPECT_EQ(readFile(damaged.file()), readFile(sound.file()));
+        } else {
+            writeFile(damaged.file(), readFile(sound.file()));
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, PassOnTest, ::testing::Range(1, 13));
+
+}  // namespace Kalt::Vemo::Test
