@@ -130,6 +130,15 @@ std::vector<Operation> storeOperations() {
                 check(subject.store().updateMySubscription(kPendingRequest, saved.subscriptionUri));
             },
             removeMine),
+        change(
+            "update mine by URI", savePending,
+            [](Subject& subject, int) {
+                // The engine checks the new resource like the table's first column, so only a number takes
+                // effect.
+                std::string resource = "12";
+                check(subject.store().updateMySubscriptionBySubscriptionUri(saved.subscriptionUri, resource));
+            },
+            removeMine),
         change("delete mine by URI", savePending, removeMine, nullptr),
         query(
             "find mine by URI",
@@ -153,6 +162,13 @@ std::vector<Operation> storeOperations() {
                                                                        record.subscribedResource, records));
             },
             true),
+        {"open and close", false, true, 1, nullptr,
+         [](Subject& subject, int) {
+             std::string path = subject.path();
+             check(subject.store().deinit());
+             check(subject.store().init(path, 0));
+         },
+         nullptr},
     };
 }
 

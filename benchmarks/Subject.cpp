@@ -24,13 +24,14 @@ class FileSubject : public Subject {
 public:
     FileSubject(Medium medium, int rows)
         : directory_(medium), store_(VEMOFileSubscriptionDB::createInstance()) {
-        std::string path = directory_.path() + "/db";
-        check(database_.init(path));
-        fill(path + "_filedb/", rows);
-        check(store_->init(path, 0));
+        std::string where = path();
+        check(database_.init(where));
+        fill(where + "_filedb/", rows);
+        check(store_->init(where, 0));
     }
 
     ISubscriptionDB& store() override { return *store_; }
+    std::string path() const override { return directory_.path() + "/db"; }
     void begin() override { check(database_.beginTransaction()); }
     void rollback() override { check(database_.rollbackTransaction()); }
     void insertRow() override { insert("4102444800"); }
@@ -119,8 +120,8 @@ class SqliteSubject : public Subject {
 public:
     SqliteSubject(const std::string& synchronous, Medium medium, int rows)
         : directory_(medium), store_(synchronous) {
-        std::string path = directory_.path() + "/db";
-        store_.init(path, 0);
+        std::string where = path();
+        store_.init(where, 0);
         begin();
         for (int i = 1; i <= rows; ++i) {
             SubscriptionRecord record = sampleRecord(i);
@@ -131,6 +132,7 @@ public:
     }
 
     ISubscriptionDB& store() override { return store_; }
+    std::string path() const override { return directory_.path() + "/db"; }
     void begin() override { store_.run("BEGIN"); }
     void rollback() override { store_.run("ROLLBACK"); }
     void insertRow() override { insert("4102444800"); }

@@ -15,6 +15,9 @@ public:
 
     virtual Kalt::Vemo::Notification::ISubscriptionDB& store() = 0;
 
+    /// What the store was opened with.
+    virtual std::string path() const = 0;
+
     virtual void begin() = 0;
     virtual void rollback() = 0;
     virtual void insertRow() = 0;

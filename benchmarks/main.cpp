@@ -39,8 +39,11 @@ void tryOperations(Subject& subject, const std::string& engine, int rows) {
     std::string errors;
     Kalt::Vemo::Log::setLogSink(
         [&errors](const Kalt::Vemo::Log::LogMessage& message) {
-            if (std::string(message.text) != "line is NULL") {  // ends every copy, and is harmless
-                errors += message.text;
+            // Harmless: the line that ends every copy, and the statement of the store's opening that is
+            // refused.
+            const std::string text = message.text;
+            if (text != "line is NULL" && text.find("No ; found at end of Statement") == std::string::npos) {
+                errors += text;
             }
         },
         kErrors);
@@ -106,6 +109,7 @@ void registerAll() {
 }  // namespace
 
 int main(int argc, char** argv) {
+    Kalt::Vemo::Log::setLogSink([](const Kalt::Vemo::Log::LogMessage&) {}, kNothing);
     benchmark::Initialize(&argc, argv);
     registerAll();
     benchmark::RunSpecifiedBenchmarks();

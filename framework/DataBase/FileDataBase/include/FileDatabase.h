@@ -128,7 +128,7 @@ private:
                                     FileResultTable& result);
 
     // Table files and transactions.
-    std::string fileNameOf(const std::string& tableName, const char* suffix) const;
+    std::string fileNameOf(const std::string& tableName, std::string_view suffix) const;
     std::string getTableCurrentFile(const std::string& tableName);
     static void requireWhole(const std::string& tableName, const PendingTable& pending);
     std::FILE* getBackupFileName(signed char operation, const std::string& tableName);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -42,6 +43,6 @@ public:
 
 private:
     std::string buffer_;
-    std::string delimiter_;
+    std::array<bool, 256> delimits_{};  // by character code
     std::size_t position_ = 0;
 };

@@ -785,8 +785,11 @@ bool FileDatabase::endTransaction(const char* name, const char* refusal, void (F
     return true;
 }
 
-std::string FileDatabase::fileNameOf(const std::string& tableName, const char* suffix) const {
-    return directory_ + "/" + tableName + suffix;
+std::string FileDatabase::fileNameOf(const std::string& tableName, std::string_view suffix) const {
+    std::string name;
+    name.reserve(directory_.size() + 1 + tableName.size() + suffix.size());
+    name.append(directory_).append("/").append(tableName).append(suffix);
+    return name;
 }
 
 std::string FileDatabase::getTableCurrentFile(const std::string& tableName) {

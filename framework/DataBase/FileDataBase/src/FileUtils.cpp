@@ -162,7 +162,12 @@ void FileUtils::logEndOfCopy() {
 }
 
 std::string FileUtils::recordLine(const std::vector<std::string>& fields) {
+    std::size_t size = 1;
+    for (const std::string& field : fields) {
+        size += field.size() + 1;
+    }
     std::string line;
+    line.reserve(size);
     for (const std::string& field : fields) {
         if (&field != &fields.front()) {
             line += FIELD_SEPARATOR;
@@ -218,8 +223,11 @@ long FileUtils::lengthOfRegularFile(FILE* stream) {
 }
 
 std::string FileUtils::readWhole(FILE* stream) {
+    const auto length = static_cast<std::size_t>(lengthOfRegularFile(stream));
+    std::string text;
+    text.reserve(length + 1 + kMaxLineLength);  // a record that is added to the text finds room
     // One byte more than the file has: the read that comes back short has found the end.
-    std::string text(static_cast<std::size_t>(lengthOfRegularFile(stream)) + 1, '\0');
+    text.resize(length + 1);
     std::size_t size = 0;
     for (;;) {
         const std::size_t room = text.size() - size;

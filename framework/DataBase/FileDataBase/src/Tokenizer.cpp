@@ -1,14 +1,16 @@
 #include "Tokenizer.h"
 
-Tokenizer::Tokenizer() : delimiter_(DEFAULT_DELIMITER) {}
+#include <utility>
 
-Tokenizer::Tokenizer(const std::string& str, const std::string& delimiter)
-    : buffer_(str), delimiter_(delimiter) {}
+Tokenizer::Tokenizer() : Tokenizer(std::string(), DEFAULT_DELIMITER) {}
+
+Tokenizer::Tokenizer(const std::string& str, const std::string& delimiter) {
+    set(str, delimiter);
+}
 
 void Tokenizer::set(const std::string& str, const std::string& delimiter) {
     buffer_ = str;
-    delimiter_ = delimiter;
-    position_ = 0;
+    setDelimiter(delimiter);
 }
 
 void Tokenizer::setString(const std::string& str) {
@@ -17,12 +19,15 @@ void Tokenizer::setString(const std::string& str) {
 }
 
 void Tokenizer::setDelimiter(const std::string& delimiter) {
-    delimiter_ = delimiter;
+    delimits_.fill(false);
+    for (const char c : delimiter) {
+        delimits_[static_cast<unsigned char>(c)] = true;
+    }
     position_ = 0;
 }
 
 bool Tokenizer::isDelimiter(char c) const {
-    return delimiter_.find(c) != std::string::npos;
+    return delimits_[static_cast<unsigned char>(c)];
 }
 
 void Tokenizer::skipDelimiter() {
@@ -33,16 +38,17 @@ void Tokenizer::skipDelimiter() {
 
 std::string Tokenizer::next() {
     skipDelimiter();
-    const std::size_t end = buffer_.find_first_of(delimiter_, position_);
-    std::string token = buffer_.substr(position_, end == std::string::npos ? end : end - position_);
-    position_ += token.size();
-    return token;
+    const std::size_t start = position_;
+    while (position_ < buffer_.size() && !isDelimiter(buffer_[position_])) {
+        ++position_;
+    }
+    return buffer_.substr(start, position_ - start);
 }
 
 std::vector<std::string> Tokenizer::split(int maxTokens) {
     std::vector<std::string> tokens;
     for (std::string token = next(); !token.empty(); token = next()) {
-        tokens.push_back(token);
+        tokens.push_back(std::move(token));
         // The count is compared after it was raised, so that 0 sets no limit.
         if (maxTokens > 0 && tokens.size() == static_cast<std::size_t>(maxTokens)) {
             break;

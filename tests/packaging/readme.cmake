@@ -1,0 +1,13 @@
+# Checks that the README prints the first program as it is, and that it prints what a reader expects.
+file(READ ${README} readme)
+file(READ ${PROGRAM} program)
+string(FIND "${readme}" "${program}" found)
+if(found EQUAL -1)
+    message(FATAL_ERROR "${README} does not hold the text of ${PROGRAM}: copy it there")
+endif()
+file(REMOVE_RECURSE /tmp/first_filedb)
+execute_process(COMMAND ${RUN} OUTPUT_VARIABLE output ERROR_QUIET RESULT_VARIABLE status)
+file(REMOVE_RECURSE /tmp/first_filedb)
+if(NOT status EQUAL 0 OR NOT output STREQUAL "hall: 80\n")
+    message(FATAL_ERROR "${RUN} ended with ${status} and printed: ${output}")
+endif()
