@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -146,8 +147,8 @@ private:
 
     bool autoCommit_ = true;
     bool transactionActive_ = false;
-    std::int64_t lastInsertRowid_ = 0;
-    bool currentFileIsBackup_ = false;  // whether the table looked up last has a working copy
+    std::atomic<std::int64_t> lastInsertRowid_{0};  // read without the lock
+    bool currentFileIsBackup_ = false;              // whether the table looked up last has a working copy
     /// The tables touched in the open transaction, or by the running statement; mirrors the journal's lines.
     std::map<std::string, std::unique_ptr<PendingTable>> pendingTables_;
     std::string directory_;

@@ -80,8 +80,7 @@ struct FileDatabase::PendingTable {
     FileIdentity identity;
 };
 
-// ---- Life cycle
-// ----------------------------------------------------------------------------------------------------
+// ---- Life cycle ----
 
 FileDatabase::FileDatabase() : journal_(std::make_unique<Journal>()) {}
 
@@ -132,8 +131,9 @@ bool FileDatabase::deinit() {
 }
 
 std::int64_t FileDatabase::getLastInsertRowid() {
-    FILEDB_LOG(kLogInfo, "getLastInsertRowid: %lld", static_cast<long long>(lastInsertRowid_));
-    return lastInsertRowid_;
+    const std::int64_t rowId = lastInsertRowid_;
+    FILEDB_LOG(kLogInfo, "getLastInsertRowid: %lld", static_cast<long long>(rowId));
+    return rowId;
 }
 
 // Before init and after deinit there is no mutex, and nobody to keep out.
@@ -149,8 +149,7 @@ void FileDatabase::unlock() {
     }
 }
 
-// ---- Statement intake
-// ----------------------------------------------------------------------------------------------
+// ---- Statement intake ----
 
 int FileDatabase::executeUpdate(const char* sql, ...) {
     if (sql == nullptr) {
@@ -314,8 +313,7 @@ bool FileDatabase::checkForStar(const std::string& text) {
     return Utils::trimString(text) == "*";
 }
 
-// ---- Table definition
-// ----------------------------------------------------------------------------------------------
+// ---- Table definition ----
 
 int FileDatabase::runHandler(const char* name, const std::function<int()>& handler) {
     try {
@@ -440,8 +438,7 @@ int FileDatabase::alterTable(const std::string& tableName, const std::string& co
     });
 }
 
-// ---- Rows
-// ----------------------------------------------------------------------------------------------------------
+// ---- Rows ----
 
 int FileDatabase::insertTable(const std::string& tableName, const std::string& sql, const Values& values) {
     return runHandler("insertTable", [&] {
@@ -634,8 +631,7 @@ int FileDatabase::deleteTable(const std::string& tableName, const std::string& s
     });
 }
 
-// ---- SELECT
-// --------------------------------------------------------------------------------------------------------
+// ---- SELECT ----
 
 IResultTable* FileDatabase::runQuery(const std::string& sql, va_list arguments) {
     FILEDB_LOG(kLogInfo, "%s", "executeQuery");
@@ -743,8 +739,7 @@ FileDatabase::Selection FileDatabase::parseSelection(TableMetaData& metaData,
     return selection;
 }
 
-// ---- Transactions
-// --------------------------------------------------------------------------------------------------
+// ---- Transactions ----
 
 bool FileDatabase::beginTransaction() {
     FILEDB_LOG(kLogInfo, "%s", "beginTransaction");

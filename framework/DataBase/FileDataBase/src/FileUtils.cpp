@@ -296,8 +296,7 @@ FileIdentity FileIdentity::of(const std::string& fileName) {
     return stat(fileName.c_str(), &status) == 0 ? identityFrom(status) : FileIdentity{};
 }
 
-// ---- TableMetaData
-// -------------------------------------------------------------------------------------------------
+// ---- TableMetaData ----
 
 namespace {
 
@@ -498,8 +497,7 @@ std::size_t TableMetaData::visibleColumnCount() const {
     return columnNames_.size() - std::min(hidden, columnNames_.size());
 }
 
-// ---- FileResultTable
-// -----------------------------------------------------------------------------------------------
+// ---- FileResultTable ----
 
 FileResultTable::FileResultTable() = default;
 

@@ -110,8 +110,7 @@ WhereClause::WhereClause(TableMetaData& metaData) : metaData_(metaData) {}
 
 WhereClause::~WhereClause() = default;
 
-// ---- Parsing
-// -------------------------------------------------------------------------------------------------------
+// ---- Parsing ----
 
 void WhereClause::parseWhereClause(const std::string& statement, unsigned int first, unsigned int valueIndex,
                                    const std::vector<std::string>& values) {
@@ -246,8 +245,7 @@ void WhereClause::isNotSupportedOperator(const std::string& token) {
     }
 }
 
-// ---- Evaluation
-// ----------------------------------------------------------------------------------------------------
+// ---- Evaluation ----
 
 // Which operands an operator meets does not depend on the record, so the stack is run through once, with
 // operands that tell where their value comes from.
@@ -490,8 +488,7 @@ void WhereClause::removeEscapeCharacter(std::string& value) {
     value = std::string(withoutQuotes(value, scratch));
 }
 
-// ---- Primary key
-// ---------------------------------------------------------------------------------------------------
+// ---- Primary key ----
 
 void WhereClause::checkPrimaryKeyValidation(std::vector<std::string>& a, std::vector<std::string>& b) {
     Record recordA(a);
