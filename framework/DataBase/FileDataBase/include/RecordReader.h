@@ -24,7 +24,8 @@ public:
     explicit Record(std::string_view line) { setLine(line); }
     explicit Record(const std::vector<std::string>& fields) : fields_(fields.begin(), fields.end()) {}
 
-    void setLine(std::string_view line);
+    /// @param mayHoldNul false spares the search for a NUL byte in a line that is known to hold none
+    void setLine(std::string_view line, bool mayHoldNul = true);
 
     /// Whether there is a field at `index`, counted from 0.
     bool has(std::size_t index) {
@@ -77,7 +78,8 @@ public:
     explicit RecordReader(FILE* stream);
 
     /// Reads `text`, which must outlive the reader.
-    explicit RecordReader(std::string_view text) : unread_(text) {}
+    explicit RecordReader(std::string_view text, bool mayHoldNul = true)
+        : unread_(text), mayHoldNul_(mayHoldNul) {}
 
     /// Moves to the next record; false at the end, and the last record stays.
     /// Throws: as the constructor.
@@ -105,6 +107,7 @@ private:
     std::size_t blockSize_ = 0;
     std::unique_ptr<char[]> block_;  // not a string, which would be filled with zeros first
     std::string_view unread_;
+    bool mayHoldNul_ = false;  // whether a NUL byte was seen, or nobody has looked
     std::string_view line_;
     Record record_;
     std::string joined_;

@@ -23,7 +23,7 @@ public:
     TableText(std::string text, TableMetaData& metaData);
 
     /// Stands before the first record.
-    RecordReader records() const { return RecordReader(recordText()); }
+    RecordReader records() const { return RecordReader(recordText(), !wellFormed_); }
 
     int recordCount() const { return recordCount_; }
 

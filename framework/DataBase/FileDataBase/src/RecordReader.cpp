@@ -50,20 +50,24 @@ bool hasLongLine(std::string_view text) {
 
 }  // namespace
 
-void Record::setLine(std::string_view line) {
+void Record::setLine(std::string_view line, bool mayHoldNul) {
     fields_.clear();
-    uncut_ = line.substr(0, line.find('\0'));
+    uncut_ = mayHoldNul ? line.substr(0, line.find('\0')) : line;
     if (!uncut_.empty()) {
         uncut_.remove_suffix(1);
     }
 }
 
 void Record::cutNext() {
-    const std::size_t end = std::min(uncut_.find(FIELD_SEPARATOR), uncut_.size());
-    if (end > 0) {
-        fields_.push_back(uncut_.substr(0, end));
+    const char* const start = uncut_.data();
+    const char* const stop = start + uncut_.size();
+    const void* const separator = std::memchr(start, FIELD_SEPARATOR, uncut_.size());
+    const char* const end = separator == nullptr ? stop : static_cast<const char*>(separator);
+    if (end != start) {
+        fields_.emplace_back(start, static_cast<std::size_t>(end - start));
     }
-    uncut_.remove_prefix(std::min(end + 1, uncut_.size()));
+    const char* const next = end == stop ? stop : end + 1;
+    uncut_ = std::string_view(next, static_cast<std::size_t>(stop - next));
 }
 
 bool isWellFormed(std::string_view text, int& lines) {
@@ -105,6 +109,7 @@ bool RecordReader::fill() {
     char* const end = std::copy(unread_.begin(), unread_.end(), block_.get());
     const std::size_t got = FileUtils::readAt(stream_, offset_, end, blockSize_ - unread_.size());
     offset_ += static_cast<long>(got);
+    mayHoldNul_ = mayHoldNul_ || std::memchr(end, '\0', got) != nullptr;
     unread_ = std::string_view(block_.get(), unread_.size() + got);
     return got > 0;
 }
@@ -125,7 +130,7 @@ bool RecordReader::next() {
             : static_cast<std::size_t>(static_cast<const char*>(lineFeed) - unread_.data()) + 1;
     line_ = unread_.substr(0, length);
     unread_.remove_prefix(length);
-    record_.setLine(line_);
+    record_.setLine(line_, mayHoldNul_);
     return true;
 }
 

@@ -56,7 +56,7 @@ std::string joined(const std::vector<std::string>& tokens) {
 }
 
 // A single digit, as the result of every operator is, needs no conversion.
-std::uint64_t toUnsigned(std::string_view value) {
+inline std::uint64_t toUnsigned(std::string_view value) {
     if (value.size() == 1 && value[0] >= '0' && value[0] <= '9') {
         return static_cast<std::uint64_t>(value[0] - '0');
     }
