@@ -1,16 +1,18 @@
 #include "OtherClient.h"
 
-#include <memory>
+#include <stdexcept>
 #include <utility>
 
+#include "DatabaseClient.h"
 #include "FileDatabase.h"
-#include "IResultTable.h"
 
 namespace Notifier {
 
-using Kalt::Vemo::Core::Database::IResultTable;
+using Kalt::Vemo::Core::Database::DatabaseClient;
+using Kalt::Vemo::Core::Database::DatabaseException;
+using Kalt::Vemo::Core::Database::Row;
+using Kalt::Vemo::Core::Database::Transaction;
 using Kalt::Vemo::Core::Database::Filedb::FileDatabase;
-using Result = std::unique_ptr<IResultTable>;
 
 OtherClient::OtherClient(std::string path) : path_(std::move(path)) {}
 
@@ -19,12 +21,18 @@ bool OtherClient::provision() const {
     if (!database.init(path_)) {
         return false;
     }
-    database.executeUpdate(
+    const DatabaseClient client(database);
+    client.execute(
         "CREATE TABLE IF NOT EXISTS Subscriptions (deviceId TEXT, subscribedResource TEXT, subscriptionUri "
         "TEXT, "
         "notificationUri TEXT, expireTime TEXT);");
-    // The result of a CREATE does not tell whether the table is there; a query does.
-    return Result(database.executeQuery("SELECT expireTime FROM Subscriptions;")) != nullptr;
+    try {
+        // The result of a CREATE does not tell whether the table is there; a query does.
+        client.query("SELECT expireTime FROM Subscriptions;");
+        return true;
+    } catch (const DatabaseException&) {
+        return false;  // the log tells why
+    }
 }
 
 bool OtherClient::setExpireTime(const std::string& rowid, const std::optional<std::string>& instant) const {
@@ -32,17 +40,18 @@ bool OtherClient::setExpireTime(const std::string& rowid, const std::optional<st
     if (!database.init(path_)) {
         return false;
     }
-    database.beginTransaction();
-    database.executeUpdate("UPDATE Subscriptions SET expireTime='?' WHERE ROWID = '?';",
-                           instant ? instant->c_str() : nullptr, rowid.c_str());
-    // A row that became too long for the file is not found again.
-    const Result row(
-        database.executeQuery("SELECT ROWID FROM Subscriptions WHERE ROWID = '?';", rowid.c_str()));
-    if (!row || !row->next()) {
-        database.rollbackTransaction();
-        return false;
+    const DatabaseClient client(database);
+    Transaction transaction(database);
+    try {
+        client.execute("UPDATE Subscriptions SET expireTime='?' WHERE ROWID = '?';", instant, rowid);
+        // A row that became too long for the file is not found again.
+        return client.query("SELECT ROWID FROM Subscriptions WHERE ROWID = '?';", rowid).count() > 0 &&
+               transaction.commit();
+    } catch (const DatabaseException&) {
+        return false;  // the log tells why
+    } catch (const std::invalid_argument&) {
+        return false;  // a text with a NUL byte
     }
-    return database.commitTransaction();
 }
 
 OtherClient::Table OtherClient::read(const std::string& name, const std::vector<std::string>& columns) const {
@@ -51,18 +60,17 @@ OtherClient::Table OtherClient::read(const std::string& name, const std::vector<
     if (!database.init(path_)) {
         return table;
     }
-    const Result result(database.executeQuery(("SELECT *, ROWID FROM " + name + ";").c_str()));
-    if (!result) {
-        return table;
-    }
-    while (result->next()) {
-        std::vector<std::string>& row = table.rows.emplace_back();
-        for (const std::string& column : columns) {
-            std::string cell = result->getString(column);
-            row.push_back(result->wasNull() ? "NULL" : std::move(cell));
+    try {
+        for (const Row row : DatabaseClient(database).query(("SELECT *, ROWID FROM " + name + ";").c_str())) {
+            std::vector<std::string>& cells = table.rows.emplace_back();
+            for (const std::string& column : columns) {
+                cells.push_back(row.get<std::optional<std::string>>(column).value_or("NULL"));
+            }
         }
+        table.readable = true;
+    } catch (const DatabaseException&) {
+        table.rows.clear();  // the log tells why
     }
-    table.readable = true;
     return table;
 }
 

@@ -71,18 +71,19 @@ public:
     /// @param type 1 integer, 2 real, 4 text: how ordering operators compare
     /// @param null whether one of the values is NULL, which makes every comparison false
     /// @return 1 when it holds, otherwise 0, also for an operator that has no meaning here
-    int operation(const std::string& op, unsigned char type, std::string left, std::string right, bool null);
+    int operation(const std::string& op, unsigned char type, const std::string& left,
+                  const std::string& right, bool null);
 
     /// Compare as text, as unsigned 64-bit integers or as single-precision numbers; 1 when it holds,
     /// otherwise 0.
-    int greaterThanOperater(unsigned char type, std::string left, std::string right);
-    int lessThanOperater(unsigned char type, std::string left, std::string right);
-    int greaterThanAndEqualOperater(unsigned char type, std::string left, std::string right);
-    int lessThanAndEqualOperater(unsigned char type, std::string left, std::string right);
-    int notEqualOperater(unsigned char type, std::string left, std::string right);
+    int greaterThanOperater(unsigned char type, const std::string& left, const std::string& right);
+    int lessThanOperater(unsigned char type, const std::string& left, const std::string& right);
+    int greaterThanAndEqualOperater(unsigned char type, const std::string& left, const std::string& right);
+    int lessThanAndEqualOperater(unsigned char type, const std::string& left, const std::string& right);
+    int notEqualOperater(unsigned char type, const std::string& left, const std::string& right);
 
     /// Whether `value` matches `pattern`, in which "%" stands for any text, at the pattern's ends only.
-    int likeOperater(std::string value, std::string pattern);
+    int likeOperater(const std::string& value, const std::string& pattern);
 
     /// Resolves an operand: a literal in quotes, a number, or else a column of `record`.
     ///
@@ -92,7 +93,7 @@ public:
     /// @return the type code
     /// Throws: "Column %s not found in Table Definition", "DB Error: Record has fewer fields than Table
     /// Definition".
-    unsigned char getOperandValueType(std::string token, std::string& value, bool& null,
+    unsigned char getOperandValueType(const std::string& token, std::string& value, bool& null,
                                       std::vector<std::string>& record, bool& isColumn);
 
     /// Takes the quotes off a text in single quotes and turns doubled quotes inside into one.

@@ -390,8 +390,8 @@ bool WhereClause::evaluate(Record& record) {
     return holds;
 }
 
-int WhereClause::operation(const std::string& op, unsigned char type, std::string left, std::string right,
-                           bool null) {
+int WhereClause::operation(const std::string& op, unsigned char type, const std::string& left,
+                           const std::string& right, bool null) {
     const OperatorEntry* entry = findOperator(op);
     return apply(entry != nullptr ? *entry : OperatorEntry{op, Operator::meaningless, 0}, type, left, right,
                  null);
@@ -448,31 +448,33 @@ int WhereClause::compare(Operator op, unsigned char type, std::string_view left,
     }
 }
 
-int WhereClause::greaterThanOperater(unsigned char type, std::string left, std::string right) {
+int WhereClause::greaterThanOperater(unsigned char type, const std::string& left, const std::string& right) {
     return compare(Operator::greater, type, left, right);
 }
 
-int WhereClause::lessThanOperater(unsigned char type, std::string left, std::string right) {
+int WhereClause::lessThanOperater(unsigned char type, const std::string& left, const std::string& right) {
     return compare(Operator::less, type, left, right);
 }
 
-int WhereClause::greaterThanAndEqualOperater(unsigned char type, std::string left, std::string right) {
+int WhereClause::greaterThanAndEqualOperater(unsigned char type, const std::string& left,
+                                             const std::string& right) {
     return compare(Operator::greaterOrEqual, type, left, right);
 }
 
-int WhereClause::lessThanAndEqualOperater(unsigned char type, std::string left, std::string right) {
+int WhereClause::lessThanAndEqualOperater(unsigned char type, const std::string& left,
+                                          const std::string& right) {
     return compare(Operator::lessOrEqual, type, left, right);
 }
 
-int WhereClause::notEqualOperater(unsigned char type, std::string left, std::string right) {
+int WhereClause::notEqualOperater(unsigned char type, const std::string& left, const std::string& right) {
     return compare(Operator::notEqual, type, left, right);
 }
 
-int WhereClause::likeOperater(std::string value, std::string pattern) {
+int WhereClause::likeOperater(const std::string& value, const std::string& pattern) {
     return like(value, pattern) ? 1 : 0;
 }
 
-unsigned char WhereClause::getOperandValueType(std::string token, std::string& value, bool& null,
+unsigned char WhereClause::getOperandValueType(const std::string& token, std::string& value, bool& null,
                                                std::vector<std::string>& record, bool& isColumn) {
     isColumn = false;
     const Operand operand = resolve(token);
