@@ -76,13 +76,14 @@ public:
     }
 
     /// Types ^D, the end of the input, until the program is over, and gives its exit status. A ^D that
-    /// arrives while a statement still runs is the terminal's own, not a key, and the prompt never sees it.
+    /// arrives while a statement still runs becomes a character of the next line, so ^U empties the line
+    /// first.
     int endInput() {
         constexpr int kTries = 120;
         constexpr int kPauseInMilliseconds = 500;
         bool isOpen = true;
         for (int tries = 0; isOpen && tries < kTries; ++tries) {
-            isOpen = write(terminal_, "\x04", 1) == 1;
+            isOpen = write(terminal_, "\x15\x04", 2) == 2;
             while (isOpen && isReadable(kPauseInMilliseconds)) {
                 isOpen = readMore();
             }
