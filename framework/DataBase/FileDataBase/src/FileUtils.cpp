@@ -8,8 +8,6 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
-#include <limits>
 #include <locale>
 #include <sstream>
 #include <system_error>
@@ -21,7 +19,6 @@
 #include "RecordReader.h"
 #include "StringConversion.h"
 #include "TableMetaData.h"
-#include "Tokenizer.h"
 #include "Utils.h"
 
 // The file helpers, a table's metadata and a query's result share this source file and its tag in the log.
@@ -146,9 +143,7 @@ int FileUtils::copyWholeFile(FILE* destination, FILE* source) {
             if (std::ferror(source) != 0) {
                 throw readError();
             }
-            // The end of the file is only noticed by the read that fails, so nearly every copy ends with this
-            // line.
-            FILEDB_LOG(kLogError, "%s", "line is NULL");
+            logEndOfCopy();
         } else if (std::fputs(buffer.data(), destination) < 0) {
             throw writeError();
         }
@@ -254,7 +249,7 @@ std::size_t FileUtils::readAt(FILE* stream, long offset, char* buffer, std::size
 void FileUtils::writeAt(FILE* stream, long offset, std::string_view text) {
     while (!text.empty()) {
         const ssize_t written = pwrite(fileno(stream), text.data(), text.size(), offset);
-        if (written < 0) {
+        if (written <= 0) {
             throw writeError();
         }
         text.remove_prefix(static_cast<std::size_t>(written));
