@@ -32,7 +32,6 @@ public:
     void open(const std::string& path);
 
     void close();
-    bool isOpen() const { return stream_ != nullptr; }
 
     /// Reads the journal and reports the tables whose lines count, in the journal's order.
     ///

@@ -11,7 +11,6 @@
 #include <locale>
 #include <sstream>
 #include <system_error>
-#include <utility>
 
 #include "DatabaseException.h"
 #include "EngineLog.h"
