@@ -156,6 +156,7 @@ extern "C" {
 int __real_open(const char* path, int flags, ...);
 int __real_open64(const char* path, int flags, ...);
 FILE* __real_fdopen(int descriptor, const char* mode);
+int __real_close(int descriptor);
 int __real_fclose(FILE* stream);
 int __real_fflush(FILE* stream);
 ssize_t __real_pread(int descriptor, void* bytes, size_t size, off_t offset);
@@ -166,11 +167,14 @@ int __real_ftruncate(int descriptor, off_t length);
 int __real_ftruncate64(int descriptor, off_t length);
 int __real_fstat(int descriptor, struct stat* status);
 int __real_fstat64(int descriptor, struct stat* status);
+int __real_stat(const char* path, struct stat* status);
+int __real_stat64(const char* path, struct stat* status);
 int __real_remove(const char* path);
 
 int __wrap_open(const char* path, int flags, ...);
 int __wrap_open64(const char* path, int flags, ...);
 FILE* __wrap_fdopen(int descriptor, const char* mode);
+int __wrap_close(int descriptor);
 int __wrap_fclose(FILE* stream);
 int __wrap_fflush(FILE* stream);
 ssize_t __wrap_pread(int descriptor, void* bytes, size_t size, off_t offset);
@@ -181,6 +185,8 @@ int __wrap_ftruncate(int descriptor, off_t length);
 int __wrap_ftruncate64(int descriptor, off_t length);
 int __wrap_fstat(int descriptor, struct stat* status);
 int __wrap_fstat64(int descriptor, struct stat* status);
+int __wrap_stat(const char* path, struct stat* status);
+int __wrap_stat64(const char* path, struct stat* status);
 int __wrap_remove(const char* path);
 
 namespace {
@@ -207,6 +213,15 @@ int __wrap_open64(const char* path, int flags, ...) {
 
 FILE* __wrap_fdopen(int descriptor, const char* mode) {
     return Calls::works() ? __real_fdopen(descriptor, mode) : nullptr;
+}
+
+// The system gives the descriptor free whatever it answers.
+int __wrap_close(int descriptor) {
+    const bool works = Calls::works();
+    const int error = errno;
+    const int result = __real_close(descriptor);
+    errno = works ? errno : error;
+    return works ? result : -1;
 }
 
 int __wrap_fclose(FILE* stream) {
@@ -247,6 +262,14 @@ int __wrap_fstat(int descriptor, struct stat* status) {
 
 int __wrap_fstat64(int descriptor, struct stat* status) {
     return Calls::works() ? __real_fstat64(descriptor, status) : -1;
+}
+
+int __wrap_stat(const char* path, struct stat* status) {
+    return Calls::works() ? __real_stat(path, status) : -1;
+}
+
+int __wrap_stat64(const char* path, struct stat* status) {
+    return Calls::works() ? __real_stat64(path, status) : -1;
 }
 
 int __wrap_remove(const char* path) {

@@ -9,6 +9,7 @@
 
 #include "DatabaseException.h"
 #include "EngineTestSupport.h"
+#include "File.h"
 #include "FileUtils.h"
 #include "RecordReader.h"
 #include "TestSupport.h"
@@ -17,6 +18,7 @@ namespace Kalt::Vemo::Test {
 namespace {
 
 using Core::Database::DatabaseException;
+using Core::Database::Filedb::File;
 using Core::Database::Filedb::FileUtils;
 using Core::Database::Filedb::RecordReader;
 using Fields = std::vector<std::string>;
@@ -320,7 +322,9 @@ TEST_F(RecordFileTest, EveryWayOfReadingGivesTheSameRecords) {
             return rows;
         };
         const Stream stream = streamOf(content);
-        EXPECT_EQ(collect(RecordReader(stream.get())), expected);
+        writeFile(temporary.file("t.table"), content);
+        const File file = File::openExisting(temporary.file("t.table"), false);
+        EXPECT_EQ(collect(RecordReader(file)), expected);
         EXPECT_EQ(collect(RecordReader(content)), expected);
 
         std::rewind(stream.get());

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "ExitStatus.h"
+#include "File.h"
 #include "FileUtils.h"
 #include "RawFile.h"
 
@@ -21,10 +22,8 @@ namespace Kalt::Vemo::Tool {
 
 namespace {
 
-using Core::Database::Filedb::FileUtils;
+using Core::Database::Filedb::File;
 using Core::Database::Filedb::kJournalName;
-using Core::Database::Filedb::ownStream;
-using Core::Database::Filedb::StreamHandle;
 
 constexpr int kAttempts = 50;  // together one second
 constexpr auto kPause = std::chrono::milliseconds(20);
@@ -104,9 +103,9 @@ Contents snapshotOf(const std::string& directory) {
 }
 
 void writeFile(const std::string& fileName, const std::string& content) {
-    StreamHandle stream = ownStream(FileUtils::openFile(fileName, "w"));
-    FileUtils::overwrite(stream.get(), content);
-    FileUtils::closeWritten(std::move(stream));
+    File file = File::open(fileName, "w+");
+    file.overwrite(content);
+    file.close();
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdint>
-#include <cstdio>
 #include <functional>
 #include <map>
 #include <memory>
@@ -21,9 +20,13 @@ class RecursiveMutex;
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
+class File;
 class FileResultTable;
 class FileUtils;
 class Journal;
+class PendingTable;
+struct OpenTable;
+struct TableVersion;
 class TableMetaData;
 class TableText;
 namespace SqlText {
@@ -64,9 +67,6 @@ public:
 private:
     using Values = std::vector<std::string>;
 
-    /// A table that was touched: what was done to it, and the working copy that holds its new text.
-    struct PendingTable;
-
     /// One assignment of a SET list, ready to be stored.
     struct NewValue {
         std::size_t column;
@@ -105,10 +105,8 @@ private:
 
     // Steps of the handlers.
     std::string existingTable(const char* handler, const std::string& tableName);
-    std::unique_ptr<std::FILE, void (*)(std::FILE*)> openExistingTable(const char* handler,
-                                                                       const std::string& tableName);
-    std::string currentText(const std::string& tableName,
-                            const std::unique_ptr<std::FILE, void (*)(std::FILE*)>& table);
+    OpenTable openExistingTable(const char* handler, const std::string& tableName);
+    TableVersion currentVersion(const std::string& tableName, OpenTable& table);
     static void addColumn(const char* handler, TableMetaData& metaData, std::vector<std::string>& words);
     static std::vector<std::string> newRecord(TableMetaData& metaData, const SqlText::Insert& insert,
                                               const Values& values);
@@ -132,9 +130,10 @@ private:
     std::string fileNameOf(const std::string& tableName, std::string_view suffix) const;
     std::string getTableCurrentFile(const std::string& tableName);
     static void requireWhole(const std::string& tableName, const PendingTable& pending);
-    std::FILE* getBackupFileName(signed char operation, const std::string& tableName);
+    File getBackupFileName(signed char operation, OpenTable& table, const std::string& tableName);
     void dropWorkingCopy(const std::string& tableName, const std::string& backupName, PendingTable& pending);
-    void changeTable(signed char operation, const std::string& tableName, std::string text);
+    void changeTable(signed char operation, const std::string& tableName, OpenTable table,
+                     TableVersion version);
     bool endTransaction(const char* name, const char* refusal, void (FileDatabase::*end)());
     void commitBackupData();
     void copyOver(const std::string& tableName, PendingTable& pending);

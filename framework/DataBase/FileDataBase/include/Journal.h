@@ -1,10 +1,10 @@
 #pragma once
 
-#include <cstdio>
+#include <cstddef>
 #include <functional>
 #include <string>
 
-#include "FileUtils.h"
+#include "File.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
@@ -48,15 +48,15 @@ public:
     void writeState(bool copying);
 
     /// Leaves the one line "0". The file at `path` is made anew when that name no longer leads to the open
-    /// stream.
+    /// file.
     void reset(const std::string& path);
 
 private:
-    FILE* requireStream() const;
+    File& requireFile();
 
-    StreamHandle stream_ = ownStream(nullptr);
+    File file_;
     FileIdentity identity_;
-    long end_ = 0;          // where the next line goes
+    std::size_t end_ = 0;   // where the next line goes
     bool appends_ = false;  // opened with "a+": every write lands at the end
     bool atRest_ = false;   // the state line is known to be "0"
 };

@@ -1,12 +1,13 @@
 #pragma once
 
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace Kalt::Vemo::Core::Database::Filedb {
+
+class File;
 
 /// The fields of one line, as it was read; they are cut as far as somebody asks for them. The line ends at
 /// its first NUL byte; its last character, meant to be the line feed, is dropped whatever it is; what is left
@@ -66,16 +67,15 @@ bool isWellFormed(std::string_view text, int& lines);
 ///
 /// Lifetime: what record(), fields(), line() and stored() show is valid until the next call of next().
 ///
-///     RecordReader records(stream);
+///     RecordReader records(file);
 ///     while (records.next()) {
 ///         use(records.fields());
 ///     }
 class RecordReader {
 public:
-    /// Reads the file of `stream` from its start, past the stream's own buffer. The stream must outlive the
-    /// reader. Throws: DatabaseException "DB Error: Error occurred during file reading" for what is no
-    /// regular file.
-    explicit RecordReader(FILE* stream);
+    /// Reads `file` from its start. The file must outlive the reader. Throws: DatabaseException "DB Error:
+    /// Error occurred during file reading" for what is no regular file.
+    explicit RecordReader(const File& file);
 
     /// Reads `text`, which must outlive the reader.
     explicit RecordReader(std::string_view text, bool mayHoldNul = true)
@@ -101,9 +101,9 @@ public:
 private:
     bool fill();
 
-    FILE* stream_ = nullptr;
-    long offset_ = 0;
-    long length_ = 0;
+    const File* file_ = nullptr;
+    std::size_t offset_ = 0;
+    std::size_t length_ = 0;
     std::size_t blockSize_ = 0;
     std::unique_ptr<char[]> block_;  // not a string, which would be filled with zeros first
     std::string_view unread_;

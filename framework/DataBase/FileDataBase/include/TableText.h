@@ -1,13 +1,26 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "File.h"
 #include "RecordReader.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
 class TableMetaData;
+
+/// The whole text of a table file, and what is known of it.
+struct TableVersion {
+    TableVersion() = default;
+    explicit TableVersion(std::string content) : text(std::move(content)) {}
+
+    std::string text;
+    Difference difference;           ///< to the version that it was made of
+    std::optional<int> recordCount;  ///< when all records are known to be well-formed
+};
 
 /// The text of a table file, in memory, and how a changed version is made of it.
 ///
@@ -20,7 +33,7 @@ class TableMetaData;
 class TableText {
 public:
     /// Takes the content of a table file, its first three lines into `metaData`.
-    TableText(std::string text, TableMetaData& metaData);
+    TableText(TableVersion version, TableMetaData& metaData);
 
     /// Stands before the first record.
     RecordReader records() const { return RecordReader(recordText(), !wellFormed_); }
@@ -31,10 +44,10 @@ public:
     RecordReader lastRecord() const;
 
     /// The new version with `line` behind the last record.
-    std::string withLineAtEnd(const std::string& line) &&;
+    TableVersion withLineAtEnd(const std::string& line) &&;
 
     /// The new version with `line` in front of the record at `position`, counted from 0.
-    std::string withLineBefore(int position, const std::string& line) const;
+    TableVersion withLineBefore(int position, const std::string& line) const;
 
     /// Puts together a new version from the records of the old one, in their order. Every record that
     /// records() gives is to be handed to one of keep, replace and leaveOut.
@@ -43,25 +56,32 @@ public:
         explicit Rewriter(const TableText& old);
 
         void insert(const RecordReader& reader, std::string_view line);  ///< in front of the reader's record
+        void append(std::string_view line);                              ///< behind the last record
         void keep(RecordReader& reader);
         void replace(const RecordReader& reader, std::string_view line);
         void leaveOut(const RecordReader& reader) { replace(reader, {}); }
 
-        std::string take();
+        TableVersion take();
 
     private:
         void passOn(const char* end);
+        void change(std::string_view line);
 
         const TableText& old_;
         std::string text_;
+        std::size_t firstChange_;
         const char* run_;  // start of the lines that wait to be passed on; of no use for a damaged table
     };
 
 private:
     std::string_view recordText() const { return std::string_view(text_).substr(recordsStart_); }
 
+    /// Whether the old bytes are what a new version begins with, up to its first change.
+    bool passesOn() const { return wellFormed_ && metaDataIsSound_; }
+
     std::string text_;
     std::string metaDataText_;
+    bool metaDataIsSound_;
     std::size_t recordsStart_;
     bool wellFormed_;
     int recordCount_ = 0;

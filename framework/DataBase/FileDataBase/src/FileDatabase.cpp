@@ -9,6 +9,7 @@
 #include "FileResultTable.h"
 #include "FileUtils.h"
 #include "Journal.h"
+#include "PendingTable.h"
 #include "RecordReader.h"
 #include "RecursiveMutex.h"
 #include "SqlText.h"
@@ -66,20 +67,6 @@ void removeFile(const std::string& fileName) {
 
 }  // namespace
 
-struct FileDatabase::PendingTable {
-    signed char operation = 0;
-    /// Cleared while the working copy is written: what a failed write left behind is never copied over the
-    /// table.
-    bool whole = true;
-    /// Set while the table is overwritten: as long as that was not completed, the working copy is all there
-    /// is.
-    bool torn = false;
-    /// What was written to the working copy, and which file that was. A working copy that another program has
-    /// changed since is read anew.
-    std::string text;
-    FileIdentity identity;
-};
-
 // ---- Life cycle ----
 
 FileDatabase::FileDatabase() : journal_(std::make_unique<Journal>()) {}
@@ -100,10 +87,7 @@ bool FileDatabase::init(const std::string& path) {
         journal_->open(journalPath_);
         pendingTables_.clear();
         const bool found = journal_->read([this](signed char operation, const std::string& table) {
-            const auto [entry, isNew] = pendingTables_.try_emplace(table, std::make_unique<PendingTable>());
-            if (isNew) {
-                entry->second->operation = operation;
-            }
+            pendingTables_.try_emplace(table, std::make_unique<PendingTable>(operation));
         });
         if (found) {
             commitBackupData();
@@ -333,29 +317,26 @@ std::string FileDatabase::existingTable(const char* handler, const std::string& 
     return fileName;
 }
 
-// The table's current file, opened; null when it exists but cannot be opened for writing, which is an error
-// of a later step.
-StreamHandle FileDatabase::openExistingTable(const char* handler, const std::string& tableName) {
+// The table's current file, opened; no file when it exists but cannot be opened for writing, which is an
+// error of a later step.
+OpenTable FileDatabase::openExistingTable(const char* handler, const std::string& tableName) {
     const std::string fileName = getTableCurrentFile(tableName);
-    StreamHandle table = ownStream(FileUtils::openExisting(fileName, true));
-    if (table == nullptr && !FileUtils::fileExist(fileName)) {
+    OpenTable table{File::openExisting(fileName, true), {}};
+    if (!table.file && !FileUtils::fileExist(fileName)) {
         throw DatabaseException(handler, __LINE__, kMissingTable, tableName.c_str());
     }
     return table;
 }
 
 // The table's current text: what the running transaction wrote last when that is still the file's content.
-std::string FileDatabase::currentText(const std::string& tableName, const StreamHandle& table) {
-    if (table == nullptr) {
+TableVersion FileDatabase::currentVersion(const std::string& tableName, OpenTable& table) {
+    if (!table.file) {
         throw DatabaseException("openFile", __LINE__, "DataBase Error: Couldn't open the corresponding file");
     }
+    table.identity = table.file.identity();
     const auto pending = pendingTables_.find(tableName);
-    if (pending == pendingTables_.end() || !(pending->second->identity == FileIdentity::of(table.get()))) {
-        return FileUtils::readWhole(table.get());
-    }
-    // The text is handed over, so from now on the working copy itself has to be read.
-    pending->second->identity = {};
-    return std::move(pending->second->text);
+    return pending == pendingTables_.end() ? TableVersion(table.file.readWhole(table.identity))
+                                           : pending->second->take(table);
 }
 
 int FileDatabase::createTable(const std::string& tableName, const std::string& remainder) {
@@ -389,7 +370,7 @@ int FileDatabase::createTable(const std::string& tableName, const std::string& r
         if (!metaData.isAliasPrimaryKey()) {
             metaData.appendColumn(kRowIdColumn, kIntegerFlag);
         }
-        changeTable(kCreateOperation, tableName, metaData.text());
+        changeTable(kCreateOperation, tableName, {}, TableVersion(metaData.text()));
         return 0;
     });
 }
@@ -412,7 +393,8 @@ int FileDatabase::dropTable(const std::string& tableName, const std::string& rem
             throw DatabaseException("dropTable", __LINE__, "DB Syntax Error: end of statement");
         }
         static_cast<void>(existingTable("dropTable", tableName));
-        static_cast<void>(getBackupFileName(kDropOperation, tableName));
+        OpenTable noTable;
+        static_cast<void>(getBackupFileName(kDropOperation, noTable, tableName));
         if (autoCommit_) {
             commitBackupData();
         }
@@ -443,10 +425,10 @@ int FileDatabase::alterTable(const std::string& tableName, const std::string& co
 int FileDatabase::insertTable(const std::string& tableName, const std::string& sql, const Values& values) {
     return runHandler("insertTable", [&] {
         FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
-        StreamHandle table = openExistingTable("insertTable", tableName);
+        OpenTable table = openExistingTable("insertTable", tableName);
         const SqlText::Insert insert = SqlText::parseInsert(sql);
         TableMetaData metaData(fileUtils_);
-        TableText old(currentText(tableName, table), metaData);
+        TableText old(currentVersion(tableName, table), metaData);
         std::vector<std::string> record = newRecord(metaData, insert, values);
 
         const int tableSize = old.recordCount();
@@ -462,7 +444,7 @@ int FileDatabase::insertTable(const std::string& tableName, const std::string& s
         checkPrimaryKey(metaData, old, record);
 
         const std::string line = FileUtils::recordLine(record);
-        changeTable(kInsertOperation, tableName,
+        changeTable(kInsertOperation, tableName, std::move(table),
                     newRowPos == tableSize ? std::move(old).withLineAtEnd(line)
                                            : old.withLineBefore(newRowPos, line));
         lastInsertRowid_ = rowId;
@@ -534,9 +516,9 @@ void FileDatabase::checkPrimaryKey(TableMetaData& metaData, const TableText& tab
 int FileDatabase::updateTable(const std::string& tableName, const std::string& sql, const Values& values) {
     return runHandler("updateTable", [&] {
         FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
-        const StreamHandle table = openExistingTable("updateTable", tableName);
+        OpenTable table = openExistingTable("updateTable", tableName);
         TableMetaData metaData(fileUtils_);
-        const TableText old(currentText(tableName, table), metaData);
+        const TableText old(currentVersion(tableName, table), metaData);
         FILEDB_LOG(kLogTrace, "%s", "Parsing of SET column and values..");
         const SqlText::Condition condition(sql);
         const std::vector<NewValue> newValues =
@@ -567,7 +549,7 @@ int FileDatabase::updateTable(const std::string& tableName, const std::string& s
                 where.updatePrimaryKeyValidation(keyed, static_cast<int>(keyed.size()), k);
             }
         }
-        changeTable(kUpdateOperation, tableName, rewriter.take());
+        changeTable(kUpdateOperation, tableName, std::move(table), rewriter.take());
         return 0;
     });
 }
@@ -608,9 +590,9 @@ std::vector<std::vector<std::string>> FileDatabase::keyedRecords(const TableMeta
 int FileDatabase::deleteTable(const std::string& tableName, const std::string& sql, const Values& values) {
     return runHandler("deleteTable", [&] {
         FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
-        const StreamHandle table = openExistingTable("deleteTable", tableName);
+        OpenTable table = openExistingTable("deleteTable", tableName);
         TableMetaData metaData(fileUtils_);
-        const TableText old(currentText(tableName, table), metaData);
+        const TableText old(currentVersion(tableName, table), metaData);
         WhereClause where(metaData);
         const SqlText::Condition condition(sql);
         if (condition.found()) {
@@ -626,7 +608,7 @@ int FileDatabase::deleteTable(const std::string& tableName, const std::string& s
                 rewriter.keep(reader);
             }
         }
-        changeTable(kDeleteOperation, tableName, rewriter.take());
+        changeTable(kDeleteOperation, tableName, std::move(table), rewriter.take());
         return 0;
     });
 }
@@ -663,13 +645,13 @@ std::unique_ptr<FileResultTable> FileDatabase::selectRows(const std::string& sta
                                                           const SqlText::Select& select,
                                                           const Values& values) {
     const std::string fileName = getTableCurrentFile(Utils::validateColumnName(select.table));
-    const StreamHandle table = ownStream(FileUtils::openExisting(fileName, false));
-    if (table == nullptr) {
+    const File table = File::openExisting(fileName, false);
+    if (!table) {
         throw DatabaseException("executeQuery", __LINE__, "DB Error: Table does not exists...");
     }
     auto result = std::make_unique<FileResultTable>();
     TableMetaData metaData(fileUtils_);
-    RecordReader reader(table.get());
+    RecordReader reader(table);
     metaData.readTableMetaData(reader);
     FILEDB_LOG(kLogTrace, "%s", "Parsing of SELECT Column..");
     const Selection selection = parseSelection(metaData, SqlText::splitItems(statement, select), *result);
@@ -792,7 +774,7 @@ std::string FileDatabase::getTableCurrentFile(const std::string& tableName) {
     const char* suffix = kTableSuffix;
     const auto pending = pendingTables_.find(tableName);
     if (pending != pendingTables_.end()) {
-        if (pending->second->operation == kDropOperation) {
+        if (pending->second->operation() == kDropOperation) {
             throw DatabaseException("getTableCurrentFile", __LINE__,
                                     "DataBase Error: No such Table exist.(%s)", tableName.c_str());
         }
@@ -806,7 +788,7 @@ std::string FileDatabase::getTableCurrentFile(const std::string& tableName) {
 }
 
 void FileDatabase::requireWhole(const std::string& tableName, const PendingTable& pending) {
-    if (!pending.whole) {
+    if (!pending.isWhole()) {
         throw DatabaseException(
             "getTableCurrentFile", __LINE__,
             "DataBase Error: Working copy of table (%s) is incomplete, roll back the transaction",
@@ -814,49 +796,48 @@ void FileDatabase::requireWhole(const std::string& tableName, const PendingTable
     }
 }
 
-// Records the operation in the journal and opens the table's working copy, null for a drop.
-FILE* FileDatabase::getBackupFileName(signed char operation, const std::string& tableName) {
+// Records the operation in the journal and opens the table's working copy, no file for a drop. `table` is
+// what the statement has read: a table's own file is kept with the working copy that is made of it, and a
+// working copy is handed back.
+File FileDatabase::getBackupFileName(signed char operation, OpenTable& table, const std::string& tableName) {
     const std::string backupName = fileNameOf(tableName, kBackupSuffix);
     FILEDB_LOG(kLogTrace, "backupFileName:'%s' operation:%d", backupName.c_str(), operation);
     finishTornTables();
     if (!currentFileIsBackup_) {
         journal_->appendTable(operation, tableName);
-        pendingTables_.try_emplace(tableName, std::make_unique<PendingTable>()).first->second->operation =
-            operation;
+        pendingTables_.try_emplace(tableName, std::make_unique<PendingTable>(operation, std::move(table)));
     }
     PendingTable& pending = *pendingTables_.at(tableName);
     if (operation == kDropOperation) {
         if (currentFileIsBackup_) {
             dropWorkingCopy(tableName, backupName, pending);
         }
-        return nullptr;
+        return {};
     }
-    pending.whole = false;
-    return FileUtils::openForOverwrite(backupName);
+    pending.expectWrite();
+    return currentFileIsBackup_ ? std::move(table.file) : File::openForOverwrite(backupName);
 }
 
 // A table that this transaction changed is now dropped: its journal line says so, and its working copy goes
 // at once.
 void FileDatabase::dropWorkingCopy(const std::string& tableName, const std::string& backupName,
                                    PendingTable& pending) {
-    if (pending.operation == kDropOperation) {
+    if (pending.operation() == kDropOperation) {
         throw DatabaseException("getBackupFileName", __LINE__, "DataBase Error: No such table");
     }
     journal_->markDropped(tableName);
     removeFile(backupName);
-    pending.operation = kDropOperation;
-    pending.text.clear();
+    pending.drop();
 }
 
-// Makes `text` the table's new content: in its working copy, and outside of a transaction in the table as
+// Makes `version` the table's new content: in its working copy, and outside of a transaction in the table as
 // well.
-void FileDatabase::changeTable(signed char operation, const std::string& tableName, std::string text) {
-    StreamHandle copy = ownStream(getBackupFileName(operation, tableName));
-    PendingTable& pending = *pendingTables_.at(tableName);
-    pending.identity = FileUtils::overwrite(copy.get(), text);
-    FileUtils::closeWritten(std::move(copy));
-    pending.text = std::move(text);
-    pending.whole = true;
+void FileDatabase::changeTable(signed char operation, const std::string& tableName, OpenTable table,
+                               TableVersion version) {
+    // A new working copy is written whole, whatever a crash may have left under its name.
+    const Difference toCopy = currentFileIsBackup_ ? version.difference : Difference{};
+    File copy = getBackupFileName(operation, table, tableName);
+    pendingTables_.at(tableName)->write(std::move(copy), toCopy, std::move(version));
     if (autoCommit_) {
         commitBackupData();
     }
@@ -870,9 +851,10 @@ void FileDatabase::commitBackupData() {
     journal_->writeState(true);
     copyingOver_ = true;
     for (const auto& [tableName, pending] : pendingTables_) {
-        if (pending->operation == kDropOperation) {
+        const signed char operation = pending->operation();
+        if (operation == kDropOperation) {
             removeFile(fileNameOf(tableName, kTableSuffix));
-        } else if (pending->operation >= kInsertOperation && pending->operation <= kCreateOperation) {
+        } else if (operation >= kInsertOperation && operation <= kCreateOperation) {
             copyOver(tableName, *pending);
         }
     }
@@ -882,27 +864,13 @@ void FileDatabase::commitBackupData() {
 }
 
 void FileDatabase::copyOver(const std::string& tableName, PendingTable& pending) {
-    const std::string backupName = fileNameOf(tableName, kBackupSuffix);
-    // The text is still in memory, unless another program has changed the working copy since it was written.
-    // The working copy is looked for before the table is touched: without it the table stays as it was.
-    const bool isOurs = FileIdentity::of(backupName) == pending.identity;
-    const StreamHandle copy = ownStream(isOurs ? nullptr : FileUtils::openFile(backupName, "r+"));
-    StreamHandle table = ownStream(FileUtils::openForOverwrite(fileNameOf(tableName, kTableSuffix)));
-    pending.torn = true;
-    if (isOurs) {
-        FileUtils::overwrite(table.get(), pending.text);
-        FileUtils::logEndOfCopy();
-    } else {
-        FileUtils::overwriteFrom(table.get(), copy.get());
-    }
-    FileUtils::closeWritten(std::move(table));
-    pending.torn = false;
+    pending.copyOver(fileNameOf(tableName, kBackupSuffix), fileNameOf(tableName, kTableSuffix));
 }
 
 // A table that a failed copy-over left half written is made whole before its working copy may be touched.
 void FileDatabase::finishTornTables() {
     for (const auto& [tableName, pending] : pendingTables_) {
-        if (pending->torn) {
+        if (pending->isTorn()) {
             copyOver(tableName, *pending);
         }
     }

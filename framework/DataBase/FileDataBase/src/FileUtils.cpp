@@ -1,16 +1,13 @@
 #include "FileUtils.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdlib>
 #include <locale>
 #include <sstream>
-#include <system_error>
+#include <utility>
 
 #include "DatabaseException.h"
 #include "EngineLog.h"
@@ -38,92 +35,23 @@ DatabaseException readError() {
     return {"getNextRecordFromTableFile", __LINE__, "DB Error: Error occurred during file reading"};
 }
 
-DatabaseException writeError() {
-    const std::string cause = std::generic_category().message(errno);
-    return {"overwrite", __LINE__, "File Error: File write error: %s", cause.c_str()};
-}
-
-struct stat statusOf(FILE* stream) {
-    struct stat status {};
-    if (fstat(fileno(stream), &status) != 0) {
-        throw readError();
-    }
-    return status;
-}
-
-FileIdentity identityFrom(const struct stat& status) {
-    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
-}
-
-// Never blocking: a named pipe under a table's name must not hang a statement. For the regular files of a
-// database it makes no difference.
-constexpr int kSafeFlags = O_CLOEXEC | O_NONBLOCK;
-
-// The open(2) flags of an fopen mode.
-int openFlags(const std::string& mode) {
-    const bool update = mode.find('+') != std::string::npos;
-    const int access = update ? O_RDWR : (mode[0] == 'r' ? O_RDONLY : O_WRONLY);
-    const int creation = mode[0] == 'r' ? 0 : (mode[0] == 'w' ? O_CREAT | O_TRUNC : O_CREAT | O_APPEND);
-    return access | creation;
-}
-
-FILE* openOrNull(const std::string& fileName, int flags, const char* mode) {
-    FILEDB_LOG(kLogTrace, "File Name:'%s' mode='%s'", fileName.c_str(), mode);
-    constexpr mode_t kPermissions = 0666;  // less the process's umask, as for fopen
-    const int descriptor = open(fileName.c_str(), flags | kSafeFlags, kPermissions);
-    FILE* stream = descriptor < 0 ? nullptr : fdopen(descriptor, mode);
-    if (stream == nullptr && descriptor >= 0) {
-        close(descriptor);
-    }
-    return stream;
-}
-
-FILE* openOrThrow(const std::string& fileName, int flags, const char* mode) {
-    FILE* stream = openOrNull(fileName, flags, mode);
-    if (stream == nullptr) {
-        const std::string cause = std::generic_category().message(errno);
-        FILEDB_LOG(kLogInfo, "Cannot open '%s' with mode '%s': %s", fileName.c_str(), mode, cause.c_str());
-        throw DatabaseException("openFile", __LINE__, "DataBase Error: Couldn't open the corresponding file");
-    }
-    return stream;
-}
-
 }  // namespace
 
 FILE* FileUtils::openFile(const std::string& fileName, const std::string& mode) {
-    FILE* stream = openOrThrow(fileName, openFlags(mode), mode.c_str());
+    FILE* stream = File::open(fileName, mode).intoStream(mode);
     std::rewind(stream);
     return stream;
 }
 
-FILE* FileUtils::openExisting(const std::string& fileName, bool forWriting) {
-    return openOrNull(fileName, forWriting ? O_RDWR : O_RDONLY, forWriting ? "r+" : "r");
-}
-
-FILE* FileUtils::openForOverwrite(const std::string& fileName) {
-    return openOrThrow(fileName, O_RDWR | O_CREAT, "r+");
-}
-
 void FileUtils::closeFile(FILE* stream) {
     if (stream != nullptr) {
-        // Whoever wrote through the stream has looked at the result before, or uses closeWritten.
+        // Whoever wrote through the stream has flushed it before, and looked at the result.
         static_cast<void>(std::fclose(stream));
     }
 }
 
-void FileUtils::closeWritten(StreamHandle stream) {
-    if (std::fclose(stream.release()) != 0) {
-        throw writeError();
-    }
-}
-
 bool FileUtils::fileExist(const std::string& fileName) {
-    const int descriptor = open(fileName.c_str(), O_RDONLY | kSafeFlags);
-    if (descriptor < 0) {
-        return false;
-    }
-    close(descriptor);
-    return true;
+    return static_cast<bool>(File::openExisting(fileName, false));
 }
 
 bool FileUtils::fileRemove(const std::string& /*fileName*/) {
@@ -144,11 +72,21 @@ int FileUtils::copyWholeFile(FILE* destination, FILE* source) {
             }
             logEndOfCopy();
         } else if (std::fputs(buffer.data(), destination) < 0) {
-            throw writeError();
+            throw File::writeError();
         }
         FILEDB_LOG(kLogTrace, "Copied record:%s", buffer.data());
     }
     return std::feof(source);
+}
+
+void FileUtils::overwriteFrom(File destination, File source) {
+    const StreamHandle from = ownStream(std::move(source).intoStream("r+"));
+    StreamHandle to = ownStream(std::move(destination).intoStream("r+"));
+    copyWholeFile(to.get(), from.get());
+    if (std::fflush(to.get()) != 0 || ftruncate(fileno(to.get()), std::ftell(to.get())) != 0 ||
+        std::fclose(to.release()) != 0) {
+        throw File::writeError();
+    }
 }
 
 void FileUtils::logEndOfCopy() {
@@ -206,88 +144,6 @@ int FileUtils::readAllRecordFromTableFile(FILE* stream, std::vector<std::vector<
     }
     FILEDB_LOG(kLogTrace, "Total Number of Record read:%d", static_cast<int>(count));
     return static_cast<int>(count);
-}
-
-long FileUtils::lengthOfRegularFile(FILE* stream) {
-    const struct stat status = statusOf(stream);
-    if (!S_ISREG(status.st_mode)) {
-        throw readError();
-    }
-    return static_cast<long>(status.st_size);
-}
-
-std::string FileUtils::readWhole(FILE* stream) {
-    const auto length = static_cast<std::size_t>(lengthOfRegularFile(stream));
-    std::string text;
-    text.reserve(length + 1 + kMaxLineLength);  // a record that is added to the text finds room
-    // One byte more than the file has: the read that comes back short has found the end.
-    text.resize(length + 1);
-    std::size_t size = 0;
-    for (;;) {
-        const std::size_t room = text.size() - size;
-        const std::size_t got = readAt(stream, static_cast<long>(size), text.data() + size, room);
-        size += got;
-        if (got == 0 || size + 1 == text.size()) {
-            text.resize(size);
-            return text;
-        }
-        if (got == room) {
-            text.resize(2 * text.size());  // the file has grown meanwhile
-        }
-    }
-}
-
-std::size_t FileUtils::readAt(FILE* stream, long offset, char* buffer, std::size_t size) {
-    const ssize_t got = pread(fileno(stream), buffer, size, offset);
-    if (got < 0) {
-        throw readError();
-    }
-    return static_cast<std::size_t>(got);
-}
-
-void FileUtils::writeAt(FILE* stream, long offset, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t written = pwrite(fileno(stream), text.data(), text.size(), offset);
-        if (written <= 0) {
-            throw writeError();
-        }
-        text.remove_prefix(static_cast<std::size_t>(written));
-        offset += static_cast<long>(written);
-    }
-}
-
-void FileUtils::cut(FILE* stream, long length) {
-    if (ftruncate(fileno(stream), length) != 0) {
-        throw writeError();
-    }
-}
-
-FileIdentity FileUtils::overwrite(FILE* stream, std::string_view text) {
-    FILEDB_LOG(kLogTrace, "Writing Records to File: %.*s", static_cast<int>(text.size()), text.data());
-    writeAt(stream, 0, text);
-    const FileIdentity identity = FileIdentity::of(stream);
-    if (identity.size == static_cast<long long>(text.size())) {
-        return identity;
-    }
-    cut(stream, static_cast<long>(text.size()));
-    return FileIdentity::of(stream);
-}
-
-void FileUtils::overwriteFrom(FILE* destination, FILE* source) {
-    copyWholeFile(destination, source);
-    if (std::fflush(destination) != 0) {
-        throw writeError();
-    }
-    cut(destination, std::ftell(destination));
-}
-
-FileIdentity FileIdentity::of(FILE* stream) {
-    return identityFrom(statusOf(stream));
-}
-
-FileIdentity FileIdentity::of(const std::string& fileName) {
-    struct stat status {};
-    return stat(fileName.c_str(), &status) == 0 ? identityFrom(status) : FileIdentity{};
 }
 
 // ---- TableMetaData ----

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "DatabaseException.h"
+#include "FileUtils.h"
 #include "RecordReader.h"
 #include "Utils.h"
 
@@ -23,26 +24,26 @@ signed char toOperation(std::string_view field) {
 
 }  // namespace
 
-FILE* Journal::requireStream() const {
-    if (stream_ == nullptr) {
+File& Journal::requireFile() {
+    if (!file_) {
         throw DatabaseException("writeRecordToTableFile", __LINE__, "File Error: File Seek error");
     }
-    return stream_.get();
+    return file_;
 }
 
 void Journal::open(const std::string& path) {
     close();
-    stream_ = ownStream(FileUtils::openFile(path, "a+"));
-    end_ = FileUtils::lengthOfRegularFile(stream_.get());
+    file_ = File::open(path, "a+");
+    end_ = static_cast<std::size_t>(file_.identity().size);
     appends_ = true;
 }
 
 void Journal::close() {
-    stream_.reset();
+    file_ = {};
 }
 
 bool Journal::read(const std::function<void(signed char operation, const std::string& table)>& report) {
-    const std::string text = FileUtils::readWhole(requireStream());
+    const std::string text = requireFile().readWhole();
     RecordReader records{std::string_view(text)};
     bool found = false;
     bool stateLine = true;
@@ -63,23 +64,23 @@ bool Journal::read(const std::function<void(signed char operation, const std::st
 void Journal::appendTable(signed char operation, const std::string& table) {
     const std::string line = FileUtils::recordLine({Utils::toString<signed char>(operation), table});
     try {
-        FileUtils::writeAt(requireStream(), end_, line);
+        requireFile().writeAt(end_, line);
     } catch (const DatabaseException&) {
-        if (stream_ != nullptr) {
-            FileUtils::cut(stream_.get(), end_);
+        if (file_) {
+            file_.cut(end_);
         }
         throw;
     }
-    end_ += static_cast<long>(line.size());
+    end_ += line.size();
 }
 
 void Journal::markDropped(const std::string& table) {
-    const std::string text = FileUtils::readWhole(requireStream());
+    const std::string text = requireFile().readWhole();
     RecordReader records{std::string_view(text)};
     for (bool isStateLine = true; records.next(); isStateLine = false) {
         const std::vector<std::string_view>& fields = records.fields();
         if (!isStateLine && fields.size() > 1 && fields[1] == table) {
-            FileUtils::writeAt(stream_.get(), static_cast<long>(records.line().data() - text.data()), "5");
+            file_.writeAt(static_cast<std::size_t>(records.line().data() - text.data()), "5");
             return;
         }
     }
@@ -87,22 +88,22 @@ void Journal::markDropped(const std::string& table) {
 
 void Journal::writeState(bool copying) {
     atRest_ = false;
-    FileUtils::writeAt(requireStream(), 0, copying ? kCopying : kAtRest);
+    requireFile().writeAt(0, copying ? kCopying : kAtRest);
     atRest_ = !copying;
 }
 
 void Journal::reset(const std::string& path) {
-    if (stream_ == nullptr || appends_ || !identity_.sameFile(FileIdentity::of(path))) {
-        close();
-        stream_ = ownStream(FileUtils::openForOverwrite(path));
-        identity_ = FileIdentity::of(stream_.get());
+    if (!file_ || appends_ || !identity_.sameFile(FileIdentity::of(path))) {
+        // The old file is given up for a new one only, so that a reset that failed can be tried again.
+        file_ = File::openForOverwrite(path);
+        identity_ = file_.identity();
         appends_ = false;
         atRest_ = false;
     }
     // Cut first: tables behind a state line "0" would have their working copies removed by the next init,
     // also those that an interrupted copy-over still needs.
-    end_ = static_cast<long>(kAtRest.size());
-    FileUtils::cut(stream_.get(), end_);
+    end_ = kAtRest.size();
+    file_.cut(end_);
     if (!atRest_) {
         writeState(false);
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "File.h"
 #include "FileUtils.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
@@ -95,10 +96,10 @@ bool isWellFormed(std::string_view text, int& lines) {
     return damage == 0 && !(mayHaveLongLine && hasLongLine(text));
 }
 
-RecordReader::RecordReader(FILE* stream)
-    : stream_(stream),
-      length_(FileUtils::lengthOfRegularFile(stream)),
-      blockSize_(std::min(static_cast<std::size_t>(length_), kBlockSize)),
+RecordReader::RecordReader(const File& file)
+    : file_(&file),
+      length_(static_cast<std::size_t>(file.identity().size)),
+      blockSize_(std::min(length_, kBlockSize)),
       block_(new char[blockSize_]) {}
 
 // Moves what is left of the block to its start and reads on behind it; false when nothing more came.
@@ -107,8 +108,8 @@ bool RecordReader::fill() {
         return false;
     }
     char* const end = std::copy(unread_.begin(), unread_.end(), block_.get());
-    const std::size_t got = FileUtils::readAt(stream_, offset_, end, blockSize_ - unread_.size());
-    offset_ += static_cast<long>(got);
+    const std::size_t got = file_->readAt(offset_, end, blockSize_ - unread_.size());
+    offset_ += got;
     mayHoldNul_ = mayHoldNul_ || std::memchr(end, '\0', got) != nullptr;
     unread_ = std::string_view(block_.get(), unread_.size() + got);
     return got > 0;

@@ -1,5 +1,6 @@
 #include "TableText.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "FileUtils.h"
@@ -7,12 +8,14 @@
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
-TableText::TableText(std::string text, TableMetaData& metaData) : text_(std::move(text)) {
+TableText::TableText(TableVersion version, TableMetaData& metaData) : text_(std::move(version.text)) {
     RecordReader reader{std::string_view(text_)};
     metaData.readTableMetaData(reader);
     recordsStart_ = text_.size() - reader.unread().size();
     metaDataText_ = metaData.text();
-    wellFormed_ = isWellFormed(recordText(), recordCount_);
+    metaDataIsSound_ = text_.compare(0, recordsStart_, metaDataText_) == 0;
+    recordCount_ = version.recordCount.value_or(0);
+    wellFormed_ = version.recordCount.has_value() || isWellFormed(recordText(), recordCount_);
     if (!wellFormed_) {
         recordCount_ = 0;
         for (RecordReader counted = records(); counted.next();) {
@@ -32,19 +35,21 @@ RecordReader TableText::lastRecord() const {
     return reader;
 }
 
-std::string TableText::withLineAtEnd(const std::string& line) && {
-    if (wellFormed_ && text_.compare(0, recordsStart_, metaDataText_) == 0) {
-        return std::move(text_ += line);
+TableVersion TableText::withLineAtEnd(const std::string& line) && {
+    if (!passesOn()) {
+        return withLineBefore(recordCount_, line);
     }
-    RecordReader reader = records();
-    Rewriter rewriter(*this);
-    while (reader.next()) {
-        rewriter.keep(reader);
+    TableVersion version;
+    version.difference.begin = text_.size();
+    int lines = 0;
+    if (isWellFormed(line, lines)) {
+        version.recordCount = recordCount_ + lines;
     }
-    return rewriter.take() + line;
+    version.text = std::move(text_ += line);
+    return version;
 }
 
-std::string TableText::withLineBefore(int position, const std::string& line) const {
+TableVersion TableText::withLineBefore(int position, const std::string& line) const {
     RecordReader reader = records();
     Rewriter rewriter(*this);
     for (int index = 0; reader.next(); ++index) {
@@ -53,11 +58,17 @@ std::string TableText::withLineBefore(int position, const std::string& line) con
         }
         rewriter.keep(reader);
     }
+    if (position == recordCount_) {
+        rewriter.append(line);
+    }
     return rewriter.take();
 }
 
 TableText::Rewriter::Rewriter(const TableText& old)
-    : old_(old), text_(old.metaDataText_), run_(old.recordText().data()) {
+    : old_(old),
+      text_(old.metaDataText_),
+      firstChange_(old.passesOn() ? std::string::npos : 0),
+      run_(old.recordText().data()) {
     text_.reserve(old.text_.size() + kMaxLineLength);
 }
 
@@ -71,6 +82,16 @@ void TableText::Rewriter::passOn(const char* end) {
 
 void TableText::Rewriter::insert(const RecordReader& reader, std::string_view line) {
     passOn(reader.line().data());
+    change(line);
+}
+
+void TableText::Rewriter::append(std::string_view line) {
+    passOn(old_.text_.data() + old_.text_.size());
+    change(line);
+}
+
+void TableText::Rewriter::change(std::string_view line) {
+    firstChange_ = std::min(firstChange_, text_.size());
     text_ += line;
 }
 
@@ -85,9 +106,16 @@ void TableText::Rewriter::replace(const RecordReader& reader, std::string_view l
     run_ = reader.unread().data();
 }
 
-std::string TableText::Rewriter::take() {
+TableVersion TableText::Rewriter::take() {
+    const std::size_t lastChangeEnd = text_.size();
     passOn(old_.text_.data() + old_.text_.size());
-    return std::move(text_);
+    TableVersion version(std::move(text_));
+    if (old_.passesOn()) {
+        // The lines behind the last change are where they were when the changes left the length as it was.
+        const bool inPlace = version.text.size() == old_.text_.size();
+        version.difference = {firstChange_, inPlace ? lastChangeEnd : std::string::npos};
+    }
+    return version;
 }
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

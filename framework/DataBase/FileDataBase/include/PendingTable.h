@@ -1,0 +1,74 @@
+#pragma once
+
+#include <string>
+
+#include "File.h"
+#include "TableText.h"
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+/// The file that a statement reads a table from: the table's own, or the working copy that the running
+/// transaction has of it.
+struct OpenTable {
+    File file;
+    FileIdentity identity;  ///< from just before it was read
+};
+
+/// A table that the open transaction, or the running statement, has touched: what was done to it, its working
+/// copy, and what is known of both files.
+///
+/// The text that was written last is kept, with the identity that the working copy had then. As long as the
+/// file has that identity it is not read again, neither for the next statement nor to copy it over the table.
+/// The table's own file stays open: as long as its name leads to it, and it is as it was when it was read,
+/// only the part that differs is copied. A file that another program has changed since is read, or
+/// overwritten, as a whole.
+///
+/// Threads: calls come under the database's lock. Throws: DatabaseException, where a function says so.
+class PendingTable {
+public:
+    /// @param operation decides what the commit does, see Operation
+    /// @param original  the table's own file, as it was read; no file for a table that is new or not known
+    explicit PendingTable(signed char operation, OpenTable original = {});
+
+    signed char operation() const { return operation_; }
+
+    /// From now on the commit drops the table.
+    void drop();
+
+    /// False from the moment when the working copy is about to be written until all of it was.
+    bool isWhole() const { return whole_; }
+
+    /// True while the table is overwritten: as long as that was not completed, the working copy is all there
+    /// is.
+    bool isTorn() const { return torn_; }
+
+    /// The content of the working copy, which `table` has open; the caller has it from now on, and a further
+    /// call reads the file. Throws: as File::readWhole.
+    TableVersion take(const OpenTable& table);
+
+    /// What is in the working copy from now on is not to be used until write() is done.
+    void expectWrite() { whole_ = false; }
+
+    /// Writes the table's next version into its working copy, and closes that.
+    ///
+    /// @param difference how the version differs from what the working copy holds
+    /// Throws: as File::overwrite.
+    void write(File copy, const Difference& difference, TableVersion version);
+
+    /// Copies the working copy over the table. It is looked for before the table is touched: without it the
+    /// table stays as it was.
+    ///
+    /// Throws: as File::open, File::overwrite and FileUtils::overwriteFrom.
+    void copyOver(const std::string& copyName, const std::string& tableName);
+
+private:
+    signed char operation_;
+    bool whole_ = true;
+    bool torn_ = false;
+    TableVersion version_;
+    FileIdentity copy_;  // of the working copy, while it holds version_
+    OpenTable original_;
+    Difference difference_ = Difference::none();  // between version_ and the table's own file
+};
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb

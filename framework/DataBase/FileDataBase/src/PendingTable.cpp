@@ -1,0 +1,53 @@
+#include "PendingTable.h"
+
+#include <utility>
+
+#include "FileUtils.h"
+#include "Journal.h"
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+PendingTable::PendingTable(signed char operation, OpenTable original)
+    : operation_(operation), original_(std::move(original)) {}
+
+void PendingTable::drop() {
+    *this = PendingTable(kDropOperation);
+}
+
+TableVersion PendingTable::take(const OpenTable& table) {
+    if (table.identity == copy_) {
+        copy_ = {};
+        return std::move(version_);
+    }
+    // How this content differs from the table's own file, nobody has seen.
+    original_ = {};
+    return TableVersion(table.file.readWhole(table.identity));
+}
+
+void PendingTable::write(File copy, const Difference& difference, TableVersion version) {
+    version_ = std::move(version);
+    copy_ = copy.overwrite(version_.text, difference);
+    copy.close();
+    difference_ = difference_.with(version_.difference);
+    whole_ = true;
+}
+
+void PendingTable::copyOver(const std::string& copyName, const std::string& tableName) {
+    if (!(FileIdentity::of(copyName) == copy_)) {
+        File copy = File::open(copyName, "r+");
+        File table = File::openForOverwrite(tableName);
+        torn_ = true;
+        FileUtils::overwriteFrom(std::move(table), std::move(copy));
+    } else {
+        const bool isAsRead = FileIdentity::of(tableName) == original_.identity;
+        File table = isAsRead ? std::move(original_.file) : File::openForOverwrite(tableName);
+        original_ = {};
+        torn_ = true;
+        table.overwrite(version_.text, isAsRead ? difference_ : Difference{});
+        FileUtils::logEndOfCopy();
+        table.close();
+    }
+    torn_ = false;
+}
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb
