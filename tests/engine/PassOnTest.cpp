@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <memory>
 #include <random>
 #include <string>
@@ -130,7 +131,13 @@ protected:
             EXPECT_TRUE(database.init(path));
         }
 
-        std::string file() const { return directory + "/t.table"; }
+        std::string table() const { return directory + "/t.table"; }
+
+        // The file that holds the rows: in a transaction that changed them, the working copy.
+        std::string file() const {
+            const std::string copy = directory + "/t.backup";
+            return std::filesystem::exists(copy) ? copy : table();
+        }
 
         std::string directory;
         FileDatabase database;
@@ -154,6 +161,12 @@ protected:
 
     std::string number() { return std::to_string(random_() % 12); }
 
+    static bool endOrBegin(FileDatabase& database, const std::string& word) {
+        return word == "BEGIN"    ? database.beginTransaction()
+               : word == "COMMIT" ? database.commitTransaction()
+                                  : database.rollbackTransaction();
+    }
+
     // What the statement gave, and all it logged, with the directory's name left out.
     std::string outcome(Side& side, const std::string& sql, const std::vector<std::string>& values) {
         log_.clear();
@@ -161,7 +174,9 @@ protected:
         const auto value = [&](std::size_t index) {
             return index < values.size() ? values[index].c_str() : "";
         };
-        if (sql.rfind("SELECT", 0) == 0) {
+        if (sql == "BEGIN" || sql == "COMMIT" || sql == "ROLLBACK") {
+            text = endOrBegin(side.database, sql) ? "done\n" : "refused\n";
+        } else if (sql.rfind("SELECT", 0) == 0) {
             const std::unique_ptr<IResultTable> result(
                 side.database.executeQuery(sql.c_str(), value(0), value(1), value(2)));
             while (result != nullptr && result->next()) {
@@ -204,18 +219,34 @@ TEST_P(PassOnTest, BothWaysGiveTheSameFilesResultsAndLog) {
         "SELECT a, b, ROWID FROM t;",
         "SELECT a, b, ROWID FROM t WHERE c = ?;",
     };
-    for (int round = 0; round < 120; ++round) {
-        const std::string& sql = statements[random_() % statements.size()];
+    bool inTransaction = false;
+    for (int round = 0; round < 160; ++round) {
+        std::string sql = statements[random_() % statements.size()];
+        if (random_() % 4 == 0) {
+            sql = !inTransaction ? "BEGIN" : random_() % 4 == 0 ? "ROLLBACK" : "COMMIT";
+            inTransaction = !inTransaction;
+        }
         const std::vector<std::string> values = {number(), number(), number()};
         SCOPED_TRACE("round " + std::to_string(round) + ": " + sql);
-        damage(damaged);
+        const bool isStatement = sql.find(' ') != std::string::npos;
+        if (isStatement) {
+            damage(damaged);
+        }
         EXPECT_EQ(outcome(sound, sql, values), outcome(damaged, sql, values));
-        if (sql.rfind("SELECT", 0) != 0 && !log_.hasPart("Exception")) {
+        const bool changes = isStatement && sql.rfind("SELECT", 0) != 0 && !log_.hasPart("Exception");
+        if (changes || sql == "COMMIT") {
             EXPECT_EQ(readFile(damaged.file()), readFile(sound.file()));
         } else {
-            writeFile(damaged.file(), readFile(sound.file()));
+            // On both sides, because a working copy that was written to is copied in another way.
+            const std::string text = readFile(sound.file());
+            writeFile(damaged.file(), text);
+            writeFile(sound.file(), text);
         }
     }
+    if (inTransaction) {
+        EXPECT_EQ(outcome(sound, "COMMIT", {}), outcome(damaged, "COMMIT", {}));
+    }
+    EXPECT_EQ(readFile(damaged.table()), readFile(sound.table()));
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, PassOnTest, ::testing::Range(1, 13));

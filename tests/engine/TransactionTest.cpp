@@ -263,6 +263,77 @@ TEST_F(TransactionTest, CommitTakesTheWorkingCopyAsItLiesThere) {
     EXPECT_FALSE(fileExists(backupFile("t")));
 }
 
+TEST_F(TransactionTest, ATableThatAnotherProgramTouchedMeanwhileIsStillReplacedWhole) {
+    const std::string foreign = "x~ROWID\n1~1\n\n" + std::string(900, '5') + "~1\n";
+    const struct {
+        const char* name;
+        std::function<void()> touch;
+    } rows[] = {
+        {"written", [&] { writeFile(tableFile("t"), foreign); }},
+        {"replaced",
+         [&] {
+             writeFile(temporary.file("aside"), foreign);
+             std::filesystem::rename(temporary.file("aside"), tableFile("t"));
+         }},
+        {"removed", [&] { std::filesystem::remove(tableFile("t")); }},
+        {"cut to nothing", [&] { std::filesystem::resize_file(tableFile("t"), 0); }},
+    };
+    std::vector<int> values = {7};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        begin();
+        insert("t", "8");
+        values.push_back(8);
+        row.touch();
+        commit();
+        EXPECT_EQ(files(), atRest(values, {7}, {7}));
+    }
+}
+
+TEST_F(TransactionTest, ManyChangesInOneTransactionLeaveTheTableAsTheyWouldOneByOne) {
+    const std::vector<std::string> changes = {
+        "INSERT INTO t (a) VALUES (?);",
+        "UPDATE t SET a=? WHERE ROWID = 2;",
+        "INSERT INTO t (a) VALUES (?);",
+        "UPDATE t SET a=? WHERE ROWID = 3;",
+        "DELETE FROM t WHERE ROWID = 1;",
+        "INSERT INTO t (a) VALUES (?);",
+        "DELETE FROM t WHERE a = 1 OR a = ?;",
+        "UPDATE t SET a=? WHERE a > 2;",
+        "DELETE FROM t;",
+        "INSERT INTO t (a) VALUES (?);",
+    };
+    for (std::size_t first = 0; first < changes.size(); ++first) {
+        for (std::size_t last = first; last < changes.size(); ++last) {
+            SCOPED_TRACE(std::to_string(first) + " to " + std::to_string(last));
+            const auto runAll = [&] {
+                for (std::size_t i = first; i <= last; ++i) {
+                    run(changes[i], std::to_string(i).c_str());
+                }
+            };
+            writeFile(tableFile("t"), tableOf({1, 22, 3, 444}));
+            runAll();
+            const std::string oneByOne = table("t");
+
+            writeFile(tableFile("t"), tableOf({1, 22, 3, 444}));
+            begin();
+            runAll();
+            commit();
+            EXPECT_EQ(table("t"), oneByOne);
+        }
+    }
+}
+
+TEST_F(TransactionTest, AStatementThatFailsBetweenTwoOthersTakesNothingFromThem) {
+    begin();
+    insert("t", "8");
+    EXPECT_EQ(exec("UPDATE t SET a=? WHERE unknown = 1;", "9"), 0);
+    expectOneError("updateTable", "Column unknown not found in Table Definition");
+    insert("t", "9");
+    commit();
+    EXPECT_EQ(files(), atRest({7, 8, 9}, {7}, {7}));
+}
+
 // Drop in a transaction
 
 TEST_F(TransactionTest, DropOfAChangedTableOverwritesItsJournalLine) {

@@ -82,6 +82,9 @@ public:
     /// Whether there is a file.
     explicit operator bool() const { return descriptor_ >= 0; }
 
+    /// Logs what opening `fileName` logs, for one that was opened earlier and is used now.
+    static void logUse(const std::string& fileName, const char* mode);
+
     /// Closes the file and looks at the result: some systems report a failed write only now.
     ///
     /// Throws: as overwrite; the file is closed all the same.

@@ -62,6 +62,8 @@ public:
     void copyOver(const std::string& copyName, const std::string& tableName);
 
 private:
+    void copyFromMemory(const std::string& tableName);
+
     signed char operation_;
     bool whole_ = true;
     bool torn_ = false;

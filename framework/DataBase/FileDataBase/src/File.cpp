@@ -38,7 +38,7 @@ int flagsOf(const std::string& mode) {
 // Never blocking: a named pipe under a table's name must not hang a statement. For the regular files of a
 // database it makes no difference.
 int openDescriptor(const std::string& fileName, int flags, const char* mode) {
-    FILEDB_LOG(kLogTrace, "File Name:'%s' mode='%s'", fileName.c_str(), mode);
+    File::logUse(fileName, mode);
     constexpr mode_t kPermissions = 0666;  // less the process's umask, as for fopen
     return ::open(fileName.c_str(), flags | O_CLOEXEC | O_NONBLOCK, kPermissions);
 }
@@ -95,6 +95,10 @@ File File::openOrThrow(const std::string& fileName, int flags, const std::string
         throw openError();
     }
     return file;
+}
+
+void File::logUse(const std::string& fileName, const char* mode) {
+    FILEDB_LOG(kLogTrace, "File Name:'%s' mode='%s'", fileName.c_str(), mode);
 }
 
 void File::close() {

@@ -33,20 +33,32 @@ void PendingTable::write(File copy, const Difference& difference, TableVersion v
 }
 
 void PendingTable::copyOver(const std::string& copyName, const std::string& tableName) {
-    if (!(FileIdentity::of(copyName) == copy_)) {
-        File copy = File::open(copyName, "r+");
-        File table = File::openForOverwrite(tableName);
-        torn_ = true;
-        FileUtils::overwriteFrom(std::move(table), std::move(copy));
-    } else {
-        const bool isAsRead = FileIdentity::of(tableName) == original_.identity;
-        File table = isAsRead ? std::move(original_.file) : File::openForOverwrite(tableName);
-        original_ = {};
-        torn_ = true;
-        table.overwrite(version_.text, isAsRead ? difference_ : Difference{});
-        FileUtils::logEndOfCopy();
-        table.close();
+    if (FileIdentity::of(copyName) == copy_) {
+        copyFromMemory(tableName);
+        return;
     }
+    File copy = File::open(copyName, "r+");
+    File table = File::openForOverwrite(tableName);
+    torn_ = true;
+    FileUtils::overwriteFrom(std::move(table), std::move(copy));
+    torn_ = false;
+}
+
+void PendingTable::copyFromMemory(const std::string& tableName) {
+    File table;
+    Difference difference;
+    if (FileIdentity::of(tableName) == original_.identity) {
+        File::logUse(tableName, "r+");
+        table = std::move(original_.file);
+        difference = difference_;
+    } else {
+        table = File::openForOverwrite(tableName);
+    }
+    original_ = {};
+    torn_ = true;
+    table.overwrite(version_.text, difference);
+    FileUtils::logEndOfCopy();
+    table.close();
     torn_ = false;
 }
 
