@@ -93,5 +93,18 @@ TEST_F(Concurrency, RefusedSavesDoNotHoldUpOtherThreads) {
     EXPECT_EQ(allSubscriptions().size(), kSaves / 2);
 }
 
+TEST_F(Concurrency, EachUpdateIsToldOfItsOwnRefusal) {
+    openProvisioned();
+    ASSERT_TRUE(save(record("d", "/r", "/s", "/n")));
+    const std::string longest(1023 - std::string("''~'/r'~'/s'~'/n'~NULL~1\n").size(), 'x');
+    inThreads([&](int number) {
+        SubscriptionRecord change = record(number % 2 == 0 ? longest + "x" : longest, "/r", "", "/n", 1);
+        for (int round = 0; round < kRounds; ++round) {
+            EXPECT_EQ(store->updateSubscription(change), number % 2 != 0);
+        }
+    });
+    EXPECT_EQ(allSubscriptions(), Records({record(longest, "/r", "/s", "/n", 1)}));
+}
+
 }  // namespace
 }  // namespace Kalt::Vemo::Test

@@ -22,10 +22,6 @@ protected:
         log.clear();
         return result;
     }
-    std::string lastSent() {
-        const std::vector<std::string> all = sent();
-        return all.empty() ? "" : all.back();
-    }
 
     SubscriptionRecord some = record("lamp", "/on", "/s", "/n", 3);
     std::string device = "lamp";
@@ -51,11 +47,13 @@ TEST_F(StatementText, OfChangesToMySubscriptions) {
     store->deletePendingMySubscription(7);
     EXPECT_THAT(sent(), ElementsAre("'DELETE FROM MySubscriptions WHERE requestId = ?;'"));
     store->updateMySubscription(7, uri);
-    EXPECT_EQ(lastSent(),
-              "'UPDATE MySubscriptions SET requestId=?, subscriptionUri='?' WHERE requestId = ?;'");
+    EXPECT_THAT(
+        sent(),
+        ElementsAre("'UPDATE MySubscriptions SET requestId=?, subscriptionUri='?' WHERE requestId = ?;'"));
     store->updateMySubscriptionBySubscriptionUri(uri, resource);
-    EXPECT_EQ(lastSent(),
-              "'UPDATE MySubscriptions SET subscribedResource = '?' WHERE subscriptionUri = '?';'");
+    EXPECT_THAT(
+        sent(),
+        ElementsAre("'UPDATE MySubscriptions SET subscribedResource = '?' WHERE subscriptionUri = '?';'"));
     store->deleteMySubscriptionBySubscriptionUri(device, uri);
     EXPECT_THAT(sent(),
                 ElementsAre("'DELETE FROM MySubscriptions WHERE deviceId = '?' AND subscriptionUri = '?';'"));
@@ -91,9 +89,11 @@ TEST_F(StatementText, OfChangesToSubscriptions) {
                 ElementsAre("'INSERT INTO Subscriptions (deviceId, subscribedResource, subscriptionUri, "
                             "notificationUri ) VALUES ('?', '?', '?', '?');'"));
     store->updateSubscription(some);
-    EXPECT_EQ(lastSent(),
-              "'UPDATE Subscriptions SET deviceId='?', subscribedResource='?', notificationUri='?' WHERE "
-              "ROWID = '?';'");
+    EXPECT_THAT(
+        sent(),
+        ElementsAre(
+            "'UPDATE Subscriptions SET deviceId='?', subscribedResource='?', notificationUri='?' WHERE "
+            "ROWID = '?';'"));
     store->deleteSubscriptionBySubscriptionID(id);
     EXPECT_THAT(sent(), ElementsAre("'DELETE FROM Subscriptions WHERE ROWID = ?;'"));
     store->deleteExpiredSubscriptions();
@@ -109,9 +109,11 @@ TEST_F(StatementText, OfChangesToSubscriptionsThatExpire) {
                     ElementsAre("'INSERT INTO Subscriptions (deviceId, subscribedResource, subscriptionUri, "
                                 "notificationUri, expireTime ) VALUES ('?', '?', '?', '?', '?');'"));
         store->updateSubscription(some);
-        EXPECT_EQ(lastSent(),
-                  "'UPDATE Subscriptions SET deviceId='?', subscribedResource='?', notificationUri='?', "
-                  "expireTimer='?' WHERE ROWID = '?';'");
+        EXPECT_THAT(
+            sent(),
+            ElementsAre(
+                "'UPDATE Subscriptions SET deviceId='?', subscribedResource='?', notificationUri='?', "
+                "expireTimer='?' WHERE ROWID = '?';'"));
         store->deinit();
         asOtherClient("DROP TABLE Subscriptions;");
     }

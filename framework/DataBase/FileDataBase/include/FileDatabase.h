@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -45,12 +46,22 @@ struct Select;
 /// - `executeUpdate` gives 0 also for statements that failed while they ran. Read the log.
 /// - A value must not hold "~" or a line feed, and a stored line must fit in 1023 bytes; the engine stores
 /// what
-///   it is given, and such a record does not read back as written.
+///   it is given, and such a record does not read back as written. A LineCheck keeps long lines out.
 ///
 /// docs/sql.md describes the statements, docs/file-format.md the files.
 class VEMO_DATABASE_EXPORT FileDatabase : public IDatabase {
 public:
+    /// Says whether a line of so many bytes, line feed included, may be stored. Called in the thread of the
+    /// statement, under the database's lock; it must not use the database.
+    using LineCheck = bool (*)(std::size_t bytes);
+
+    /// Stores every line that INSERT and UPDATE make.
     FileDatabase();
+
+    /// Asks `mayStore`, unless it is null, about each line that INSERT and UPDATE are about to store: when
+    /// the answer is no the statement fails as a whole, with a line in the log.
+    explicit FileDatabase(LineCheck mayStore);
+
     ~FileDatabase() override;
     FileDatabase(const FileDatabase&) = delete;
     FileDatabase& operator=(const FileDatabase&) = delete;
@@ -107,6 +118,7 @@ private:
     std::string existingTable(const char* handler, const std::string& tableName);
     OpenTable openExistingTable(const char* handler, const std::string& tableName);
     TableVersion currentVersion(const std::string& tableName, OpenTable& table);
+    std::string storableLine(const char* handler, const std::vector<std::string>& record) const;
     static void addColumn(const char* handler, TableMetaData& metaData, std::vector<std::string>& words);
     static std::vector<std::string> newRecord(TableMetaData& metaData, const SqlText::Insert& insert,
                                               const Values& values);
@@ -144,6 +156,7 @@ private:
     void lock();
     void unlock();
 
+    LineCheck mayStore_ = nullptr;
     bool autoCommit_ = true;
     bool transactionActive_ = false;
     std::atomic<std::int64_t> lastInsertRowid_{0};  // read without the lock

@@ -69,7 +69,9 @@ void removeFile(const std::string& fileName) {
 
 // ---- Life cycle ----
 
-FileDatabase::FileDatabase() : journal_(std::make_unique<Journal>()) {}
+FileDatabase::FileDatabase() : FileDatabase(nullptr) {}
+
+FileDatabase::FileDatabase(LineCheck mayStore) : mayStore_(mayStore), journal_(std::make_unique<Journal>()) {}
 
 FileDatabase::~FileDatabase() {
     static_cast<void>(FileDatabase::deinit());
@@ -443,13 +445,23 @@ int FileDatabase::insertTable(const std::string& tableName, const std::string& s
         }
         checkPrimaryKey(metaData, old, record);
 
-        const std::string line = FileUtils::recordLine(record);
+        const std::string line = storableLine("insertTable", record);
         changeTable(kInsertOperation, tableName, std::move(table),
                     newRowPos == tableSize ? std::move(old).withLineAtEnd(line)
                                            : old.withLineBefore(newRowPos, line));
         lastInsertRowid_ = rowId;
         return 0;
     });
+}
+
+std::string FileDatabase::storableLine(const char* handler, const std::vector<std::string>& record) const {
+    std::string line = FileUtils::recordLine(record);
+    if (mayStore_ != nullptr && !mayStore_(line.size())) {
+        throw DatabaseException(handler, __LINE__,
+                                "DB Error: Line of %s bytes is too long, shorten its texts",
+                                std::to_string(line.size()).c_str());
+    }
+    return line;
 }
 
 std::vector<std::string> FileDatabase::newRecord(TableMetaData& metaData, const SqlText::Insert& insert,
@@ -543,7 +555,7 @@ int FileDatabase::updateTable(const std::string& tableName, const std::string& s
                 }
                 record[newValue.column] = newValue.value;
             }
-            rewriter.replace(reader, FileUtils::recordLine(record));
+            rewriter.replace(reader, storableLine("updateTable", record));
             if (!keyed.empty()) {
                 keyed[static_cast<std::size_t>(k)] = std::move(record);
                 where.updatePrimaryKeyValidation(keyed, static_cast<int>(keyed.size()), k);

@@ -39,9 +39,7 @@ namespace Kalt::Vemo::Notification {
 /// Quotes inside a text are stored as they are; the text "NULL" is stored as NULL and reads back empty.
 ///
 /// Threads: `init` and `deinit` belong to the owner, before and after all other traffic; every other call may
-/// come from any thread. A save that failed after it began keeps the database's lock for its thread. An
-/// update measures its rows just before it changes them; only there can another thread's change make a row
-/// too long.
+/// come from any thread. A save that failed after it began keeps the database's lock for its thread.
 class VEMO_DATABASE_EXPORT FileSubscriptionDatabase : public ISubscriptionDB {
 public:
     FileSubscriptionDatabase();

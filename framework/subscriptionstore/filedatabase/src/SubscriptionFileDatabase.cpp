@@ -31,11 +31,42 @@ void logError(const std::string& text, const char* file = __builtin_FILE(),
     Log::Log::log(file, line, kLogModule, kLogTag, kLogError, "%s", text.c_str());
 }
 
+// What a table's file can hold. A row is one line: its fields, each closed by "~" or, the last one, by a line
+// feed.
+
+constexpr std::size_t kLongestLine = 1023;
+
+// Whether a statement of this thread was about to store a longer line. The database asks in the thread that
+// sent the statement, and reports no failure of a statement that it has begun.
+thread_local bool lineWasTooLong = false;
+
+bool mayStoreLine(std::size_t bytes) {
+    lineWasTooLong = lineWasTooLong || bytes > kLongestLine;
+    return bytes <= kLongestLine;
+}
+
+bool refuseLength(const char* operation) {
+    logError(std::string(operation) + ": the row's line would be longer than " +
+             std::to_string(kLongestLine) + " bytes in the table's file; shorten its texts");
+    return false;
+}
+
+bool fits(const char* operation, std::size_t line) {
+    return line <= kLongestLine || refuseLength(operation);
+}
+
 // Statements. Each value stands for one "?" of the text.
 
 template <typename... Values>
 bool update(IDatabase& database, const char* sql, const Values&... values) {
+    lineWasTooLong = false;
     return database.executeUpdate(sql, values.c_str()...) == 0;
+}
+
+/// An update that makes rows longer; false, with nothing changed, when one of them would not fit in its line.
+template <typename... Values>
+bool updateThatFits(const char* operation, IDatabase& database, const char* sql, const Values&... values) {
+    return update(database, sql, values...) && (!lineWasTooLong || refuseLength(operation));
 }
 
 template <typename... Values>
@@ -52,10 +83,7 @@ const std::string kSubscriptionUri = "subscriptionUri";
 const std::string kNotificationUri = "notificationUri";
 const std::string kRowId = "ROWID";
 
-// What a table's file can hold. A row is one line: its fields, each closed by "~" or, the last one, by a line
-// feed.
-
-constexpr std::size_t kLongestLine = 1023;
+// Arguments that cannot be sent or stored are refused before anything is changed.
 
 struct Argument {
     const char* name;
@@ -104,16 +132,6 @@ bool canStoreRecord(const char* operation, const SubscriptionRecord& record) {
                                 {"notificationUri", record.notificationUri}});
 }
 
-bool refuseLength(const char* operation) {
-    logError(std::string(operation) + ": the row's line would be longer than " +
-             std::to_string(kLongestLine) + " bytes in the table's file; shorten its texts");
-    return false;
-}
-
-bool fits(const char* operation, std::size_t line) {
-    return line <= kLongestLine || refuseLength(operation);
-}
-
 // Bytes that a field takes in its row's line, the character that closes it included.
 
 constexpr std::size_t kCloser = 1;
@@ -145,50 +163,13 @@ std::size_t bytesOfTextAsInteger(const std::string& text) {
     return isNumber ? bytesOfInteger(text) : bytesOfText(text);
 }
 
-std::size_t bytesOfNumberCell(IResultTable& row, const char* label) {
-    const std::string number = row.getString(label);
-    return row.wasNull() ? kNull : number.size() + kCloser;
-}
-
-/// The getter does not tell a text from a number without quotes; the two bytes of the quotes always count.
-std::size_t bytesOfTextCell(IResultTable& row, const char* label) {
-    const std::string text = row.getString(label);
-    return row.wasNull() ? kNull : kShortestText + text.size();
-}
-
-/// Tables of an earlier layout have no expireTime.
-std::size_t bytesOfExpireTime(IResultTable& row) {
-    try {
-        return bytesOfTextCell(row, "expireTime");
-    } catch (const std::exception&) {
-        return 0;
-    }
-}
-
-/// Whether each row that an update is about to change still fits with its new fields.
-///
-/// @param rows      the rows as they are, owned; null when they cannot be read, and the update will tell why
-/// @param newFields bytes of the fields that the update sets
-/// @param oldFields gives the bytes of the fields that a row keeps
-template <typename OldFields>
-bool rowsFit(const char* operation, IResultTable* rows, std::size_t newFields, OldFields oldFields) {
-    const std::unique_ptr<IResultTable> owned(rows);
-    while (owned && owned->next()) {
-        if (!fits(operation, newFields + oldFields(*owned))) {
-            return false;
-        }
-    }
-    return true;
-}
-
 /// Inserts a row in a transaction of its own and sets the record's identifier.
 ///
-/// @param shortestLine  bytes of the row's line in the narrowest layout, with the shortest ROWID
-/// @param insert        runs the INSERT
-/// @param selectByRowid finds the row
+/// @param shortestLine bytes of the row's line in the narrowest layout, with the shortest ROWID
+/// @param insert       runs the INSERT
 template <typename Insert>
 bool insertRow(const char* operation, IDatabase& database, std::size_t shortestLine, Insert insert,
-               const char* selectByRowid, SubscriptionRecord& record) {
+               SubscriptionRecord& record) {
     if (!fits(operation, shortestLine)) {
         return false;
     }
@@ -197,19 +178,12 @@ bool insertRow(const char* operation, IDatabase& database, std::size_t shortestL
         logError("Database INSERT failed!");
         return false;
     }
-    const std::int64_t rowid = database.getLastInsertRowid();
-    // Near the limit the ROWID and an expireTime of NULL decide whether the row fits. A line that is too long
-    // loses the end of its last field, the ROWID, and is then not found by it.
-    const std::size_t longestLine = shortestLine - kShortestNumber + kLongestRowid + kNull;
-    if (longestLine > kLongestLine) {
-        const std::unique_ptr<IResultTable> rows(
-            query(database, selectByRowid, FileSubscriptionDatabase::toString<long long>(rowid)));
-        if (!rows || !rows->next()) {
-            database.rollbackTransaction();
-            return refuseLength(operation);
-        }
+    // Near the limit the ROWID and an expireTime of NULL decide whether the row fits.
+    if (lineWasTooLong) {
+        database.rollbackTransaction();
+        return refuseLength(operation);
     }
-    record.subscriptionId = rowid;
+    record.subscriptionId = database.getLastInsertRowid();
     return database.commitTransaction();
 }
 
@@ -270,7 +244,7 @@ bool FileSubscriptionDatabase::init(std::string& path, int expiryTimeVal) {
 bool FileSubscriptionDatabase::openDatabase(const std::string& path) {
     // The earlier database goes first: two at once would tidy up each other's working copies.
     database_.reset();
-    database_ = std::make_unique<Core::Database::Filedb::FileDatabase>();
+    database_ = std::make_unique<Core::Database::Filedb::FileDatabase>(mayStoreLine);
     if (!database_->init(path)) {
         logError("File DB initialization failed!");
         return false;
@@ -380,7 +354,7 @@ bool FileSubscriptionDatabase::savePendingMySubscription(int requestId, Subscrip
                               id, record.deviceId, record.subscribedResource, record.subscriptionUri,
                               record.notificationUri);
             },
-            "SELECT ROWID FROM MySubscriptions WHERE ROWID = '?';", record);
+            record);
     });
 }
 
@@ -397,22 +371,13 @@ bool FileSubscriptionDatabase::updateMySubscription(int requestId, std::string& 
         const std::string id = toString<int>(requestId);
         const std::size_t newFields = bytesOfInteger(answered) + bytesOfText(subscriptionUri);
         if (!canStore(kName, {{"subscriptionUri", subscriptionUri}}) ||
-            !fits(kName, newFields + 3 * kShortestText + kShortestNumber) ||
-            !rowsFit(kName,
-                     query(database,
-                           "SELECT deviceId, subscribedResource, notificationUri, ROWID FROM MySubscriptions "
-                           "WHERE requestId = ?;",
-                           id),
-                     newFields, [](IResultTable& row) {
-                         return bytesOfTextCell(row, "deviceId") +
-                                bytesOfTextCell(row, "subscribedResource") +
-                                bytesOfTextCell(row, "notificationUri") + bytesOfNumberCell(row, "ROWID");
-                     })) {
+            !fits(kName, newFields + 3 * kShortestText + kShortestNumber)) {
             return false;
         }
-        return update(database,
-                      "UPDATE MySubscriptions SET requestId=?, subscriptionUri='?' WHERE requestId = ?;",
-                      answered, subscriptionUri, id);
+        return updateThatFits(
+            kName, database,
+            "UPDATE MySubscriptions SET requestId=?, subscriptionUri='?' WHERE requestId = ?;", answered,
+            subscriptionUri, id);
     });
 }
 
@@ -423,22 +388,13 @@ bool FileSubscriptionDatabase::updateMySubscriptionBySubscriptionUri(std::string
         const std::size_t newFields = bytesOfTextAsInteger(subscribedResource);
         if (!canSend(kName, {{"subscriptionUri", subscriptionUri}}) ||
             !canStore(kName, {{"subscribedResource", subscribedResource}}) ||
-            !fits(kName, newFields + 3 * kShortestText + 2 * kShortestNumber) ||
-            !rowsFit(kName,
-                     query(database,
-                           "SELECT requestId, deviceId, subscriptionUri, notificationUri, ROWID FROM "
-                           "MySubscriptions WHERE subscriptionUri = '?';",
-                           subscriptionUri),
-                     newFields, [](IResultTable& row) {
-                         return bytesOfNumberCell(row, "requestId") + bytesOfTextCell(row, "deviceId") +
-                                bytesOfTextCell(row, "subscriptionUri") +
-                                bytesOfTextCell(row, "notificationUri") + bytesOfNumberCell(row, "ROWID");
-                     })) {
+            !fits(kName, newFields + 3 * kShortestText + 2 * kShortestNumber)) {
             return false;
         }
-        return update(database,
-                      "UPDATE MySubscriptions SET subscribedResource = '?' WHERE subscriptionUri = '?';",
-                      subscribedResource, subscriptionUri);
+        return updateThatFits(
+            kName, database,
+            "UPDATE MySubscriptions SET subscribedResource = '?' WHERE subscriptionUri = '?';",
+            subscribedResource, subscriptionUri);
     });
 }
 
@@ -542,7 +498,7 @@ bool FileSubscriptionDatabase::saveSubscription(SubscriptionRecord& record) {
                                     record.deviceId, record.subscribedResource, record.subscriptionUri,
                                     record.notificationUri);
             },
-            "SELECT ROWID FROM Subscriptions WHERE ROWID = '?';", record);
+            record);
     });
 }
 
@@ -613,16 +569,11 @@ bool FileSubscriptionDatabase::updateSubscription(SubscriptionRecord& record) {
                           record.deviceId, record.subscribedResource, record.notificationUri, expiryInstant(),
                           id);
         }
-        return rowsFit(kName, query(database, "SELECT *, ROWID FROM Subscriptions WHERE ROWID = '?';", id),
-                       newFields,
-                       [](IResultTable& row) {
-                           return bytesOfTextCell(row, "subscriptionUri") + bytesOfExpireTime(row) +
-                                  bytesOfNumberCell(row, "ROWID");
-                       }) &&
-               update(database,
-                      "UPDATE Subscriptions SET deviceId='?', subscribedResource='?', notificationUri='?' "
-                      "WHERE ROWID = '?';",
-                      record.deviceId, record.subscribedResource, record.notificationUri, id);
+        return updateThatFits(
+            kName, database,
+            "UPDATE Subscriptions SET deviceId='?', subscribedResource='?', notificationUri='?' "
+            "WHERE ROWID = '?';",
+            record.deviceId, record.subscribedResource, record.notificationUri, id);
     });
 }
 
