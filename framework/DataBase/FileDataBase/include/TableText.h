@@ -47,13 +47,13 @@ public:
     TableVersion withLineAtEnd(const std::string& line) &&;
 
     /// The new version with `line` in front of the record at `position`, counted from 0.
-    TableVersion withLineBefore(int position, const std::string& line) const;
+    TableVersion withLineBefore(int position, const std::string& line) &&;
 
     /// Puts together a new version from the records of the old one, in their order. Every record that
-    /// records() gives is to be handed to one of keep, replace and leaveOut.
+    /// records() gives is to be handed to one of keep, replace and leaveOut. The old text is used up.
     class Rewriter {
     public:
-        explicit Rewriter(const TableText& old);
+        explicit Rewriter(TableText& old);
 
         void insert(const RecordReader& reader, std::string_view line);  ///< in front of the reader's record
         void append(std::string_view line);                              ///< behind the last record
@@ -64,13 +64,17 @@ public:
         TableVersion take();
 
     private:
+        void change(std::string_view old, std::string_view line);
+        void startNewText();
+        void put(std::string_view old, std::string_view line);
         void passOn(const char* end);
-        void change(std::string_view line);
 
-        const TableText& old_;
-        std::string text_;
-        std::size_t firstChange_;
-        const char* run_;  // start of the lines that wait to be passed on; of no use for a damaged table
+        TableText& old_;
+        bool inPlace_ = true;     // there is at most one change, which can be made in the old text
+        std::string_view first_;  // what the first change replaces; null while nothing is changed
+        std::string firstLine_;
+        std::string text_;  // the new text, unless the change is made in place
+        const char* run_;   // start of the lines that wait to be passed on; of no use for a damaged table
     };
 
 private:

@@ -19,6 +19,8 @@ namespace {
 
 constexpr const char* kLogTag = "FileResultTable";
 
+constexpr std::size_t kReadSize = 65536;
+
 DatabaseException readError() {
     return {"getNextRecordFromTableFile", __LINE__, "DB Error: Error occurred during file reading"};
 }
@@ -128,19 +130,17 @@ std::string File::readWhole(const FileIdentity& identity) const {
     const auto length = static_cast<std::size_t>(identity.size);
     std::string text;
     text.reserve(length + 1 + kMaxLineLength);  // a record that is added to the text finds room
-    // One byte more than the file has: the read that comes back short has found the end.
-    text.resize(length + 1);
-    std::size_t size = 0;
     for (;;) {
-        const std::size_t room = text.size() - size;
+        const std::size_t size = text.size();
+        // One byte more than the file has: the read that comes back short has found the end. A piece at a
+        // time, because a string is filled with zeros first, and those are overwritten while they are in the
+        // cache.
+        const std::size_t room = size > length ? kReadSize : std::min(length - size + 1, kReadSize);
+        text.resize(size + room);
         const std::size_t got = readAt(size, text.data() + size, room);
-        size += got;
-        if (got == 0 || size + 1 == text.size()) {
-            text.resize(size);
+        text.resize(size + got);
+        if (got < room) {
             return text;
-        }
-        if (got == room) {
-            text.resize(2 * text.size());  // the file has grown meanwhile
         }
     }
 }

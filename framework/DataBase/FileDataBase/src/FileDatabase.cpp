@@ -448,7 +448,7 @@ int FileDatabase::insertTable(const std::string& tableName, const std::string& s
         const std::string line = storableLine("insertTable", record);
         changeTable(kInsertOperation, tableName, std::move(table),
                     newRowPos == tableSize ? std::move(old).withLineAtEnd(line)
-                                           : old.withLineBefore(newRowPos, line));
+                                           : std::move(old).withLineBefore(newRowPos, line));
         lastInsertRowid_ = rowId;
         return 0;
     });
@@ -530,7 +530,7 @@ int FileDatabase::updateTable(const std::string& tableName, const std::string& s
         FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
         OpenTable table = openExistingTable("updateTable", tableName);
         TableMetaData metaData(fileUtils_);
-        const TableText old(currentVersion(tableName, table), metaData);
+        TableText old(currentVersion(tableName, table), metaData);
         FILEDB_LOG(kLogTrace, "%s", "Parsing of SET column and values..");
         const SqlText::Condition condition(sql);
         const std::vector<NewValue> newValues =
@@ -604,7 +604,7 @@ int FileDatabase::deleteTable(const std::string& tableName, const std::string& s
         FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
         OpenTable table = openExistingTable("deleteTable", tableName);
         TableMetaData metaData(fileUtils_);
-        const TableText old(currentVersion(tableName, table), metaData);
+        TableText old(currentVersion(tableName, table), metaData);
         WhereClause where(metaData);
         const SqlText::Condition condition(sql);
         if (condition.found()) {

@@ -37,7 +37,7 @@ RecordReader TableText::lastRecord() const {
 
 TableVersion TableText::withLineAtEnd(const std::string& line) && {
     if (!passesOn()) {
-        return withLineBefore(recordCount_, line);
+        return std::move(*this).withLineBefore(recordCount_, line);
     }
     TableVersion version;
     version.difference.begin = text_.size();
@@ -49,7 +49,7 @@ TableVersion TableText::withLineAtEnd(const std::string& line) && {
     return version;
 }
 
-TableVersion TableText::withLineBefore(int position, const std::string& line) const {
+TableVersion TableText::withLineBefore(int position, const std::string& line) && {
     RecordReader reader = records();
     Rewriter rewriter(*this);
     for (int index = 0; reader.next(); ++index) {
@@ -64,12 +64,16 @@ TableVersion TableText::withLineBefore(int position, const std::string& line) co
     return rewriter.take();
 }
 
-TableText::Rewriter::Rewriter(const TableText& old)
-    : old_(old),
-      text_(old.metaDataText_),
-      firstChange_(old.passesOn() ? std::string::npos : 0),
-      run_(old.recordText().data()) {
-    text_.reserve(old.text_.size() + kMaxLineLength);
+TableText::Rewriter::Rewriter(TableText& old) : old_(old), run_(old.recordText().data()) {
+    if (!old.passesOn()) {
+        startNewText();
+    }
+}
+
+void TableText::Rewriter::startNewText() {
+    inPlace_ = false;
+    text_.reserve(old_.text_.size() + kMaxLineLength);
+    text_ = old_.metaDataText_;
 }
 
 // Takes over the lines from the start of the run up to `end`, byte for byte.
@@ -81,18 +85,11 @@ void TableText::Rewriter::passOn(const char* end) {
 }
 
 void TableText::Rewriter::insert(const RecordReader& reader, std::string_view line) {
-    passOn(reader.line().data());
-    change(line);
+    change(reader.line().substr(0, 0), line);
 }
 
 void TableText::Rewriter::append(std::string_view line) {
-    passOn(old_.text_.data() + old_.text_.size());
-    change(line);
-}
-
-void TableText::Rewriter::change(std::string_view line) {
-    firstChange_ = std::min(firstChange_, text_.size());
-    text_ += line;
+    change(std::string_view(old_.text_).substr(old_.text_.size()), line);
 }
 
 void TableText::Rewriter::keep(RecordReader& reader) {
@@ -102,18 +99,46 @@ void TableText::Rewriter::keep(RecordReader& reader) {
 }
 
 void TableText::Rewriter::replace(const RecordReader& reader, std::string_view line) {
-    insert(reader, line);
-    run_ = reader.unread().data();
+    change(reader.line(), line);
+}
+
+// The first change waits: if it stays the only one it is made in the old text, and there is no second one.
+void TableText::Rewriter::change(std::string_view old, std::string_view line) {
+    if (inPlace_ && first_.data() == nullptr) {
+        first_ = old;
+        firstLine_ = line;
+        return;
+    }
+    if (inPlace_) {
+        startNewText();
+        put(first_, firstLine_);
+    }
+    put(old, line);
+}
+
+void TableText::Rewriter::put(std::string_view old, std::string_view line) {
+    passOn(old.data());
+    text_ += line;
+    run_ = old.data() + old.size();
 }
 
 TableVersion TableText::Rewriter::take() {
-    const std::size_t lastChangeEnd = text_.size();
-    passOn(old_.text_.data() + old_.text_.size());
+    const std::size_t oldSize = old_.text_.size();
+    const bool isChanged = first_.data() != nullptr;
+    const std::size_t begin =
+        isChanged ? static_cast<std::size_t>(first_.data() - old_.text_.data()) : oldSize;
+    std::size_t changeEnd = text_.size();
+    if (inPlace_) {
+        changeEnd = begin + firstLine_.size();
+        text_ = std::move(old_.text_);
+        text_.replace(begin, first_.size(), firstLine_);
+    } else {
+        passOn(old_.text_.data() + oldSize);
+    }
     TableVersion version(std::move(text_));
     if (old_.passesOn()) {
         // The lines behind the last change are where they were when the changes left the length as it was.
-        const bool inPlace = version.text.size() == old_.text_.size();
-        version.difference = {firstChange_, inPlace ? lastChangeEnd : std::string::npos};
+        version.difference = {begin, version.text.size() == oldSize ? changeEnd : std::string::npos};
     }
     return version;
 }

@@ -1,5 +1,6 @@
 #include "SubscriptionFileDatabase.h"
 
+#include <algorithm>
 #include <ctime>
 #include <exception>
 #include <initializer_list>
@@ -90,10 +91,21 @@ struct Argument {
     const std::string& value;
 };
 
+/// Where the first of the characters stands in the text.
+std::size_t findAny(const std::string& text, std::string_view characters) {
+    std::size_t first = std::string::npos;
+    for (const char character : characters) {
+        // One search for each character: the C library finds one with vector instructions, any of several
+        // not.
+        first = std::min(first, text.find(character));
+    }
+    return first;
+}
+
 /// Refuses values that hold one of the characters; true when none does.
 bool holdNone(const char* operation, std::string_view characters, std::initializer_list<Argument> arguments) {
     for (const Argument& argument : arguments) {
-        const std::size_t position = argument.value.find_first_of(characters);
+        const std::size_t position = findAny(argument.value, characters);
         if (position == std::string::npos) {
             continue;
         }
