@@ -127,12 +127,16 @@ public:
     /// Throws: as writeAt.
     FileIdentity overwrite(std::string_view text, const Difference& difference = {});
 
+    /// The same, of a file that is known to have the identity `old`; spares asking for it.
+    void overwrite(std::string_view text, const Difference& difference, const FileIdentity& old);
+
     /// The error of a write that the system has just refused.
     static DatabaseException writeError();
 
 private:
     explicit File(int descriptor) : descriptor_(descriptor) {}
     static File openOrThrow(const std::string& fileName, int flags, const std::string& mode);
+    void writeDifference(std::string_view text, const Difference& difference);
     int release() noexcept;
 
     int descriptor_ = -1;

@@ -4,7 +4,6 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -112,7 +111,8 @@ private:
     int insertTable(const std::string& tableName, const std::string& sql, const Values& values);
     int updateTable(const std::string& tableName, const std::string& sql, const Values& values);
     int deleteTable(const std::string& tableName, const std::string& sql, const Values& values);
-    int runHandler(const char* name, const std::function<int()>& handler);
+    template <typename Handler>
+    int runHandler(const char* name, Handler handler);
 
     // Steps of the handlers.
     std::string existingTable(const char* handler, const std::string& tableName);

@@ -171,16 +171,27 @@ void File::cut(std::size_t length) {
 }
 
 FileIdentity File::overwrite(std::string_view text, const Difference& difference) {
-    FILEDB_LOG(kLogTrace, "Writing Records to File: %.*s", static_cast<int>(text.size()), text.data());
-    const std::size_t end = std::min(difference.end, text.size());
-    const std::size_t begin = std::min(difference.begin, end);
-    writeAt(begin, text.substr(begin, end - begin));
+    writeDifference(text, difference);
     const FileIdentity now = identity();
     if (now.size == static_cast<long long>(text.size())) {
         return now;
     }
     cut(text.size());
     return identity();
+}
+
+void File::overwrite(std::string_view text, const Difference& difference, const FileIdentity& old) {
+    writeDifference(text, difference);
+    if (static_cast<long long>(text.size()) < old.size) {
+        cut(text.size());
+    }
+}
+
+void File::writeDifference(std::string_view text, const Difference& difference) {
+    FILEDB_LOG(kLogTrace, "Writing Records to File: %.*s", static_cast<int>(text.size()), text.data());
+    const std::size_t end = std::min(difference.end, text.size());
+    const std::size_t begin = std::min(difference.begin, end);
+    writeAt(begin, text.substr(begin, end - begin));
 }
 
 DatabaseException File::writeError() {

@@ -301,7 +301,8 @@ bool FileDatabase::checkForStar(const std::string& text) {
 
 // ---- Table definition ----
 
-int FileDatabase::runHandler(const char* name, const std::function<int()>& handler) {
+template <typename Handler>
+int FileDatabase::runHandler(const char* name, Handler handler) {
     try {
         return handler();
     } catch (const std::exception& error) {

@@ -45,20 +45,19 @@ void PendingTable::copyOver(const std::string& copyName, const std::string& tabl
 }
 
 void PendingTable::copyFromMemory(const std::string& tableName) {
-    File table;
-    Difference difference;
-    if (FileIdentity::of(tableName) == original_.identity) {
-        File::logUse(tableName, "r+");
-        table = std::move(original_.file);
-        difference = difference_;
-    } else {
-        table = File::openForOverwrite(tableName);
-    }
+    OpenTable original = std::move(original_);
     original_ = {};
-    torn_ = true;
-    table.overwrite(version_.text, difference);
+    if (FileIdentity::of(tableName) == original.identity) {
+        File::logUse(tableName, "r+");
+        torn_ = true;
+        original.file.overwrite(version_.text, difference_, original.identity);
+    } else {
+        original.file = File::openForOverwrite(tableName);
+        torn_ = true;
+        original.file.overwrite(version_.text);
+    }
     FileUtils::logEndOfCopy();
-    table.close();
+    original.file.close();
     torn_ = false;
 }
 
