@@ -37,9 +37,11 @@ public:
 private:
     friend class FileDatabase;
 
-    /// The query fills a result in this order: all labels; for each row its cells and rowFinished();
-    /// logCells().
-    void addLabel(const std::string& label);
+    /// The query fills a result in this order: all labels; for each row startRow() with about the length of
+    /// its cells, the cells and rowFinished().
+    void reserve(std::size_t labels);
+    void addLabel(std::string label);
+    void startRow(std::size_t size);
     void addCell(std::string_view cell);
     void rowFinished();
 

@@ -47,10 +47,7 @@ public:
     }
 
     /// For a reader that cuts the line itself: leaves no field, then takes one after the other.
-    void clear() {
-        uncut_ = {};
-        fields_.clear();
-    }
+    void clear();
     void append(const char* field, const char* end) {
         fields_.emplace_back(field, static_cast<std::size_t>(end - field));
     }

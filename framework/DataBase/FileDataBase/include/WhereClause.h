@@ -164,6 +164,7 @@ private:
     };
 
     static const OperatorEntry* findOperator(std::string_view token);
+    void appendPostfix(std::vector<std::string> tokens);
     void closeBracket(std::vector<std::string>& stack);
     void compile();
     void resolve(const std::string& token, Operand& operand) const;

@@ -467,7 +467,7 @@ void TableMetaData::checkColumnNullnessTypeCor(std::vector<std::string>& values,
     }
     const bool isReal = (flag & kRealFlag) != 0;
     if (!isReal && (flag & kIntegerFlag) == 0) {
-        value = Utils::addSingleQuote(value);
+        value = Utils::addSingleQuote(std::move(value));
         return;
     }
     const std::string number = Utils::removeSingleQuote(value);
@@ -497,9 +497,20 @@ FileResultTable::FileResultTable() = default;
 
 FileResultTable::~FileResultTable() = default;
 
-void FileResultTable::addLabel(const std::string& label) {
-    columnLabels_.push_back(label);
+void FileResultTable::addLabel(std::string label) {
+    columnLabels_.push_back(std::move(label));
     columnCount_ = static_cast<int>(columnLabels_.size());
+}
+
+void FileResultTable::reserve(std::size_t labels) {
+    columnLabels_.reserve(labels);
+}
+
+void FileResultTable::startRow(std::size_t size) {
+    if (rowCount_ == 0) {
+        cells_.reserve(size);
+        cellEnds_.reserve(columnLabels_.size());
+    }
 }
 
 void FileResultTable::addCell(std::string_view cell) {

@@ -82,8 +82,15 @@ bool hasLongLine(std::string_view text) {
 
 }  // namespace
 
-void Record::setLine(std::string_view line, bool mayHoldNul) {
+void Record::clear() {
+    constexpr std::size_t kUsualFields = 16;
+    uncut_ = {};
     fields_.clear();
+    fields_.reserve(kUsualFields);
+}
+
+void Record::setLine(std::string_view line, bool mayHoldNul) {
+    clear();
     uncut_ = mayHoldNul ? line.substr(0, line.find('\0')) : line;
     if (!uncut_.empty()) {
         uncut_.remove_suffix(1);
@@ -188,6 +195,9 @@ bool RecordReader::next() {
 // Finds the line's end and cuts its fields in one pass over its bytes. False, for nextWithCare, when the line
 // may hold a NUL byte, may be longer than a line read gives, or ends too near to the end of what was read.
 bool RecordReader::nextInOnePass() {
+    if (unread_.empty() && fill()) {
+        fieldEnds_.restart(unread_.data());
+    }
     if (mayHoldNul_ || unread_.empty()) {
         return false;
     }

@@ -141,15 +141,21 @@ void WhereClause::parseWhereClause(const std::string& statement, unsigned int fi
         }
         const std::string& value = values[next];
         ++next;
-        token = isQuoted && value != kNullWord ? "'" + value + "'" : value;
+        token = isQuoted && value != kNullWord ? Utils::inSingleQuotes(value) : value;
     }
     FILEDB_LOG(kLogTrace, "WHERE Vec=[%s]", joined(tokens).c_str());
-    InfixToPostFix(tokens);
+    appendPostfix(std::move(tokens));
 }
 
 void WhereClause::InfixToPostFix(std::vector<std::string>& tokens) {
+    appendPostfix(tokens);
+}
+
+void WhereClause::appendPostfix(std::vector<std::string> tokens) {
     FILEDB_LOG(kLogInfo, "%s", "InfixToPostFix");
+    postfix_.reserve(postfix_.size() + tokens.size());
     std::vector<std::string> stack;
+    stack.reserve(tokens.size());
     const auto popToPostfix = [&] {
         postfix_.push_back(std::move(stack.back()));
         stack.pop_back();
@@ -158,7 +164,7 @@ void WhereClause::InfixToPostFix(std::vector<std::string>& tokens) {
     for (std::string& token : tokens) {
         int precedence = 0;
         if (token == "(") {
-            stack.push_back(token);
+            stack.push_back(std::move(token));
         } else if (token == ")") {
             closeBracket(stack);
         } else if (isOperatorAndprecedence(token, precedence)) {
@@ -171,9 +177,9 @@ void WhereClause::InfixToPostFix(std::vector<std::string>& tokens) {
                 }
                 popToPostfix();
             }
-            stack.push_back(token);
+            stack.push_back(std::move(token));
         } else {
-            postfix_.push_back(token);
+            postfix_.push_back(std::move(token));
         }
     }
 
