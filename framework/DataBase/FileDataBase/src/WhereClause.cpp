@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <utility>
 
 #include "DatabaseException.h"
@@ -91,12 +92,43 @@ inline std::string_view withoutQuotes(std::string_view value, std::string& scrat
     return scratch;
 }
 
+// Most texts that differ do so at one of their ends.
+inline bool isEqual(const char* text, std::string_view other) {
+    return other.empty() || (text[0] == other.front() && text[other.size() - 1] == other.back() &&
+                             std::memcmp(text, other.data(), other.size()) == 0);
+}
+
+inline bool isEqual(std::string_view text, std::string_view other) {
+    return text.size() == other.size() && isEqual(text.data(), other);
+}
+
 inline bool startsWith(std::string_view value, std::string_view start) {
-    return value.size() >= start.size() && value.compare(0, start.size(), start) == 0;
+    return value.size() >= start.size() && isEqual(value.data(), start);
 }
 
 inline bool endsWith(std::string_view value, std::string_view end) {
-    return value.size() >= end.size() && value.compare(value.size() - end.size(), end.size(), end) == 0;
+    return value.size() >= end.size() && isEqual(value.data() + (value.size() - end.size()), end);
+}
+
+inline bool contains(std::string_view value, std::string_view part) {
+    if (part.empty() || part.size() > value.size()) {
+        return part.empty();
+    }
+    const char* position = value.data();
+    const char* const stop = position + (value.size() - part.size()) + 1;  // no match begins here or later
+    while (position != stop) {
+        const void* const found =
+            std::memchr(position, part.front(), static_cast<std::size_t>(stop - position));
+        if (found == nullptr) {
+            return false;
+        }
+        position = static_cast<const char*>(found);
+        if (isEqual(position, part)) {
+            return true;
+        }
+        ++position;
+    }
+    return false;
 }
 
 inline bool like(std::string_view value, std::string_view pattern) {
@@ -106,7 +138,7 @@ inline bool like(std::string_view value, std::string_view pattern) {
     const bool anyStart = pattern.front() == '%';
     const bool anyEnd = pattern.back() == '%';
     if (anyStart && anyEnd && pattern.size() >= 2) {
-        return value.find(pattern.substr(1, pattern.size() - 2)) != std::string_view::npos;
+        return contains(value, pattern.substr(1, pattern.size() - 2));
     }
     if (anyStart) {
         return endsWith(value, pattern.substr(1));
@@ -114,7 +146,7 @@ inline bool like(std::string_view value, std::string_view pattern) {
     if (anyEnd) {
         return startsWith(value, pattern.substr(0, pattern.size() - 1));
     }
-    return value == pattern;
+    return isEqual(value, pattern);
 }
 
 }  // namespace
@@ -393,7 +425,7 @@ inline int WhereClause::apply(const OperatorEntry& entry, unsigned char type, co
         case Operator::meaningless:
             return 0;
         case Operator::equal:
-            return !null && left.value == right.value ? 1 : 0;
+            return !null && isEqual(left.value, right.value) ? 1 : 0;
         case Operator::like:
             return !null && like(left.value, right.value) ? 1 : 0;
         default:
