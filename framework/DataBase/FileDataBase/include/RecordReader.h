@@ -138,7 +138,10 @@ public:
     /// The bytes of the line as they were read.
     std::string_view line() const { return line_; }
 
-    /// What comes behind the current record.
+    /// Number of bytes behind the current record.
+    std::size_t remaining() const { return unread_.size() + static_cast<std::size_t>(length_ - offset_); }
+
+    /// What comes behind the current record, as far as it was read.
     std::string_view unread() const { return unread_; }
 
     /// The record's line as a writer would store it, line feed included: the very bytes that were read when

@@ -681,7 +681,7 @@ std::unique_ptr<FileResultTable> FileDatabase::selectRows(const std::string& sta
             continue;
         }
         const std::vector<std::string_view>& record = reader.fields();
-        result->startRow(reader.line().size());
+        result->startRow(reader.line().size() + (select.condition.found() ? 0 : reader.remaining()));
         for (const Selection::Item& item : selection.items) {
             const std::size_t end = item.isStar ? selection.starWidth : item.column + 1;
             if (end > record.size()) {

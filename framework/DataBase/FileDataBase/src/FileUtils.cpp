@@ -513,22 +513,6 @@ void FileResultTable::startRow(std::size_t size) {
     }
 }
 
-void FileResultTable::addCell(std::string_view cell) {
-    cells_.append(cell);
-    cellEnds_.push_back(cells_.size());
-}
-
-void FileResultTable::rowFinished() {
-    ++rowCount_;
-    cellsPerRow_ = cellEnds_.size() / static_cast<std::size_t>(rowCount_);
-}
-
-std::string_view FileResultTable::cell(std::size_t row, std::size_t column) const {
-    const std::size_t index = row * cellsPerRow_ + column;
-    const std::size_t begin = index == 0 ? 0 : cellEnds_[index - 1];
-    return std::string_view(cells_).substr(begin, cellEnds_[index] - begin);
-}
-
 int FileResultTable::getCount() {
     return rowCount_;
 }
@@ -545,7 +529,7 @@ bool FileResultTable::wasNull() {
     return wasNull_;
 }
 
-int FileResultTable::getColumnLabelIndex(const std::string& columnLabel) const {
+inline int FileResultTable::getColumnLabelIndex(const std::string& columnLabel) const {
     if (columnLabel.empty() || cursor_ < 1) {
         throw DatabaseException("getColumnLabelIndex", __LINE__,
                                 "ResultSet Error: Wrong column Label or rowset is not set");
@@ -558,7 +542,7 @@ int FileResultTable::getColumnLabelIndex(const std::string& columnLabel) const {
     return static_cast<int>(found - columnLabels_.begin()) + 1;
 }
 
-bool FileResultTable::readCheckNullness(int columnIndex) {
+inline bool FileResultTable::readCheckNullness(int columnIndex) {
     const auto column = static_cast<std::size_t>(columnIndex) - 1;
     if (columnIndex < 1 || columnIndex > columnCount_ || cursor_ < 1 || column >= cellsPerRow_) {
         throw DatabaseException("readCheckNullness", __LINE__,
