@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstdint>
 #include <cstdio>
 #include <random>
 #include <string>
@@ -18,6 +19,7 @@ namespace Kalt::Vemo::Test {
 namespace {
 
 using Core::Database::DatabaseException;
+using Core::Database::Filedb::FieldEnds;
 using Core::Database::Filedb::File;
 using Core::Database::Filedb::FileUtils;
 using Core::Database::Filedb::RecordReader;
@@ -298,11 +300,12 @@ TEST_F(RecordFileTest, LineWithANulByteIsReadUpToThatByte) {
 TEST_F(RecordFileTest, EveryWayOfReadingGivesTheSameRecords) {
     // Lines of all lengths around the limit, in files that are longer than any block that is read at once.
     std::mt19937 random(20240607);
-    const std::vector<std::size_t> lengths = {0,    1,    2,    7,    100,  1021, 1022,
-                                              1023, 1024, 1025, 2045, 2046, 2047, 4100};
-    const std::string characters("ab~~\0'", 6);
-    for (int round = 0; round < 30; ++round) {
+    const std::vector<std::size_t> lengths = {0,   1,   2,    7,    62,   63,   64,   65,   100,  190,  958,
+                                              959, 960, 1021, 1022, 1023, 1024, 1025, 2045, 2046, 2047, 4100};
+    for (int round = 0; round < 60; ++round) {
         SCOPED_TRACE(round);
+        const bool mayHoldNul = round % 3 == 0;
+        const std::string characters(mayHoldNul ? "ab~~\0'" : "ab~~~'", 6);
         std::string content;
         const std::size_t lines = random() % 200;
         for (std::size_t i = 0; i < lines; ++i) {
@@ -314,11 +317,15 @@ TEST_F(RecordFileTest, EveryWayOfReadingGivesTheSameRecords) {
         }
         const Rows expected = readAll(content);
 
-        const auto collect = [](RecordReader reader) {
+        const auto collect = [&content](RecordReader reader) {
             Rows rows;
+            std::string read;
             while (reader.next()) {
                 rows.emplace_back(reader.fields().begin(), reader.fields().end());
+                read += reader.line();
+                EXPECT_EQ(reader.stored(), FileUtils::recordLine(rows.back()));
             }
+            EXPECT_EQ(read, content);
             return rows;
         };
         const Stream stream = streamOf(content);
@@ -326,6 +333,9 @@ TEST_F(RecordFileTest, EveryWayOfReadingGivesTheSameRecords) {
         const File file = File::openExisting(temporary.file("t.table"), false);
         EXPECT_EQ(collect(RecordReader(file)), expected);
         EXPECT_EQ(collect(RecordReader(content)), expected);
+        if (!mayHoldNul) {
+            EXPECT_EQ(collect(RecordReader(content, false)), expected);
+        }
 
         std::rewind(stream.get());
         Rows all;
@@ -333,6 +343,23 @@ TEST_F(RecordFileTest, EveryWayOfReadingGivesTheSameRecords) {
         ASSERT_EQ(static_cast<std::size_t>(count), expected.size());
         all.resize(expected.size());
         EXPECT_EQ(all, expected);
+    }
+}
+
+TEST_F(RecordFileTest, FieldEndsAreFoundInEveryWindow) {
+    std::mt19937 random(20240608);
+    // Neighbours in the code table of the two that end a field, and their like with the highest bit set.
+    const std::string characters("~\n}\x7f\t\v\xfe\x8a\0x", 10);
+    for (int round = 0; round < 500; ++round) {
+        std::string window;
+        std::uint64_t expected = 0;
+        for (int i = 0; i < FieldEnds::kWindow; ++i) {
+            window += characters[random() % characters.size()];
+            const bool ends = window.back() == '~' || window.back() == '\n';
+            expected |= static_cast<std::uint64_t>(ends ? 1 : 0) << i;
+        }
+        EXPECT_EQ(FieldEnds::inWindow(window.data()), expected);
+        EXPECT_EQ(FieldEnds::inWindowPortably(window.data()), expected);
     }
 }
 

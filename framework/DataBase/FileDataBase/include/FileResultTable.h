@@ -37,18 +37,32 @@ public:
 private:
     friend class FileDatabase;
 
-    /// The query fills a result in this order: all labels; for each row its cells and rowFinished();
-    /// logCells().
-    void addLabel(const std::string& label);
-    void addCell(std::string_view cell);
-    void rowFinished();
+    /// The query fills a result in this order: all labels; for each row startRow() with about the length of
+    /// all cells that are to come, the cells and rowFinished().
+    void reserve(std::size_t labels);
+    void addLabel(std::string label);
+    void startRow(std::size_t size);
+    void addCell(std::string_view cell) {
+        cells_.append(cell);
+        cellEnds_.push_back(cells_.size());
+    }
+    void rowFinished() {
+        if (rowCount_ == 0) {
+            cellsPerRow_ = cellEnds_.size();
+        }
+        ++rowCount_;
+    }
 
     template <typename Integer>
     Integer readInteger(int columnIndex);
 
     int getColumnLabelIndex(const std::string& columnLabel) const;
     bool readCheckNullness(int columnIndex);
-    std::string_view cell(std::size_t row, std::size_t column) const;
+    std::string_view cell(std::size_t row, std::size_t column) const {
+        const std::size_t index = row * cellsPerRow_ + column;
+        const std::size_t begin = index == 0 ? 0 : cellEnds_[index - 1];
+        return {cells_.data() + begin, cellEnds_[index] - begin};
+    }
 
     int rowCount_ = 0;
     int columnCount_ = 0;

@@ -20,11 +20,11 @@ public:
     Tokenizer();
 
     /// Every character of `delimiter` is a delimiter.
-    Tokenizer(const std::string& str, const std::string& delimiter);
+    Tokenizer(std::string str, const std::string& delimiter);
 
     /// Replace text, delimiters or both, and start again at the beginning of the text.
-    void set(const std::string& str, const std::string& delimiter);
-    void setString(const std::string& str);
+    void set(std::string str, const std::string& delimiter);
+    void setString(std::string str);
     void setDelimiter(const std::string& delimiter);
 
     bool isDelimiter(char c) const;

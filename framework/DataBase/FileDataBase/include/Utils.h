@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Kalt::Vemo::Core::Database::Filedb {
@@ -23,9 +24,15 @@ public:
     static std::string leftTrimString(const std::string& s);
     static std::string rightTrimString(const std::string& s);
 
+    /// trimString() without a copy: the result is a part of `s`.
+    static std::string_view trimmed(std::string_view s);
+
     /// `s` in single quotes; unchanged when it already begins and ends with one. Quotes inside stay as they
     /// are.
-    static std::string addSingleQuote(const std::string& s);
+    static std::string addSingleQuote(std::string s);
+
+    /// `s` in single quotes, whatever it begins and ends with.
+    static std::string inSingleQuotes(std::string_view s);
 
     /// `s` without the one pair of single quotes that encloses it; unchanged when there is no such pair.
     static std::string removeSingleQuote(const std::string& s);

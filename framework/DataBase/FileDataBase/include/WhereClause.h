@@ -128,59 +128,63 @@ private:
 
     struct OperatorEntry;
 
-    /// A column that the condition names, and its value in the record under test: fetched once, however many
-    /// operators ask for it.
-    struct Column {
-        std::size_t index = 0;
-        unsigned char type = 0;
-        unsigned long long fetchedFor = 0;  // number of the evaluation
-        bool null = false;
-        std::string_view value;
-        std::string scratch;  // holds a value that had to be rewritten
-    };
-
-    /// What a postfix operand stands for. It is found out once; a name that no column has is kept as it is,
-    /// because it is an error only when a record is evaluated.
+    /// What a postfix operand stands for, found out once, and its value. A name that no column has is kept as
+    /// it is, because it is an error only when a record is evaluated. A column has one object, however many
+    /// operators name it.
     struct Operand {
         enum class Kind : unsigned char { literal, column, unknownColumn, result };
+
+        /// Takes the value from a field as it is stored.
+        void take(std::string_view field);
+
+        void setResult(bool result);
+        bool isTrue() const;
+
+        std::string_view value;  // without quotes
         Kind kind = Kind::literal;
         unsigned char type = 0;
-        std::size_t position = 0;  // in columns_, or in steps_ for the result of an operator
-        std::string text;          // literal without its quotes, or name of an unknown column
+        bool null = false;
+        bool holds = false;  // what a result says
+        bool used = false;   // whether an earlier step has it
+        std::size_t column = 0;
+        const std::string* name = nullptr;  // of a column
+        std::string scratch;                // holds a value that had to be rewritten
     };
 
     /// One operator of the condition with its operands, in the order in which they are computed.
     struct Step {
         const OperatorEntry* op = nullptr;
         bool tooFewOperands = false;
+        bool fetchRight = false;  // whether the step is the first that needs the column
+        bool fetchLeft = false;
         unsigned char type = 0;  // how the operator compares
-        Operand left;
-        Operand right;
-        int result = 0;
+        Operand* right = nullptr;
+        Operand* left = nullptr;
+        Operand* result = nullptr;
     };
 
     static const OperatorEntry* findOperator(std::string_view token);
+    void appendPostfix(std::vector<std::string> tokens);
     void closeBracket(std::vector<std::string>& stack);
     void compile();
-    Operand resolve(const std::string& token);
-    std::size_t columnPosition(std::size_t index);
-    std::string_view valueOf(const Operand& operand, Record& record, bool& null);
-    void fetch(Column& column, Record& record) const;
-    int apply(const OperatorEntry& entry, unsigned char type, std::string_view left, std::string_view right,
-              bool null);
+    void resolve(const std::string& token, Operand& operand) const;
+    Operand* knownColumn(Operand& operand);
+    static bool firstUse(Operand& operand);
+    void fetch(Operand& operand, Record& record) const;
+    static int apply(const OperatorEntry& entry, unsigned char type, const Operand& left,
+                     const Operand& right);
     template <typename Value>
     static int relation(Operator op, const Value& left, const Value& right);
-    int compare(Operator op, unsigned char type, std::string_view left, std::string_view right);
+    static int compare(Operator op, unsigned char type, std::string_view left, std::string_view right);
 
     TableMetaData& metaData_;
     std::vector<std::string> postfix_;
 
     // The postfix list, resolved: made at the first evaluation, and anew when the list has grown since.
     std::vector<Step> steps_;
-    std::vector<Column> columns_;
+    std::vector<Operand> operands_;
     std::size_t compiledTokens_ = 0;
     bool wellFormed_ = false;  // one value is left at the end
-    unsigned long long evaluation_ = 0;
 };
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

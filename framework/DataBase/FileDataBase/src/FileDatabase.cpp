@@ -257,11 +257,9 @@ void FileDatabase::createTableIfMissing(Tokenizer& words) {
 // One argument for each "?" of the raw text, also for one inside a literal.
 void FileDatabase::populateValueVec(const std::string& sql, va_list arguments, Values& values) {
     values.clear();
-    for (const char c : sql) {
-        if (c == '?') {
-            const char* argument = va_arg(arguments, const char*);
-            values.emplace_back(argument == nullptr ? kNullWord : argument);
-        }
+    for (std::size_t mark = sql.find('?'); mark != std::string::npos; mark = sql.find('?', mark + 1)) {
+        const char* argument = va_arg(arguments, const char*);
+        values.emplace_back(argument == nullptr ? kNullWord : argument);
     }
 }
 
@@ -283,20 +281,20 @@ std::string FileDatabase::validateValuePlaceHolder(const std::string& holder, co
         throw DatabaseException("validateValuePlaceHolder", __LINE__,
                                 "Not provided value for value Holder: %s", holder.c_str());
     }
-    const std::string trimmed = Utils::trimString(holder);
+    const std::string_view trimmed = Utils::trimmed(holder);
     if (trimmed != "?" && trimmed != "'?'") {
         throw DatabaseException("validateValuePlaceHolder", __LINE__,
-                                "Invalid value for value holder String: (%s)", trimmed.c_str());
+                                "Invalid value for value holder String: (%s)", std::string(trimmed).c_str());
     }
     const std::string& value = values[index];
     // Quotes inside the value are not doubled: whoever reads the literal decides where it ends.
-    std::string result = trimmed == "?" || value == kNullWord ? value : "'" + value + "'";
+    std::string result = trimmed == "?" || value == kNullWord ? value : Utils::inSingleQuotes(value);
     FILEDB_LOG(kLogTrace, "Value Holder:%s Value:%s", holder.c_str(), result.c_str());
     return result;
 }
 
 bool FileDatabase::checkForStar(const std::string& text) {
-    return Utils::trimString(text) == "*";
+    return Utils::trimmed(text) == "*";
 }
 
 // ---- Table definition ----
@@ -678,6 +676,7 @@ std::unique_ptr<FileResultTable> FileDatabase::selectRows(const std::string& sta
             continue;
         }
         const std::vector<std::string_view>& record = reader.fields();
+        result->startRow(reader.line().size() + (select.condition.found() ? 0 : reader.remaining()));
         for (const Selection::Item& item : selection.items) {
             const std::size_t end = item.isStar ? selection.starWidth : item.column + 1;
             if (end > record.size()) {
@@ -711,6 +710,8 @@ FileDatabase::Selection FileDatabase::parseSelection(TableMetaData& metaData,
     const std::vector<std::string>& names = metaData.columnNames();
     Selection selection;
     selection.starWidth = names.size();
+    selection.items.reserve(pieces.size());
+    result.reserve(pieces.size());
     for (const std::string& piece : pieces) {
         if (checkForStar(piece)) {
             // Every "*" takes one column off, not only the first: with two of them the rows are two columns
@@ -723,12 +724,12 @@ FileDatabase::Selection FileDatabase::parseSelection(TableMetaData& metaData,
             }
             selection.items.push_back({true, 0});
         } else {
-            const std::string name = Utils::validateColumnName(piece);
-            result.addLabel(name);
+            std::string name = Utils::validateColumnName(piece);
             const bool isAlias = metaData.hasAliasPrimaryKey() && name == kRowIdColumn;
             selection.items.push_back(
                 {false,
                  Utils::getColumnNameIndex(isAlias ? metaData.primaryKeyColumns().front() : name, names)});
+            result.addLabel(std::move(name));
         }
     }
     return selection;

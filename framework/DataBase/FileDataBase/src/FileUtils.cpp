@@ -323,7 +323,7 @@ void TableMetaData::checkColumnNullnessTypeCor(std::vector<std::string>& values,
     }
     const bool isReal = (flag & kRealFlag) != 0;
     if (!isReal && (flag & kIntegerFlag) == 0) {
-        value = Utils::addSingleQuote(value);
+        value = Utils::addSingleQuote(std::move(value));
         return;
     }
     const std::string number = Utils::removeSingleQuote(value);
@@ -353,25 +353,20 @@ FileResultTable::FileResultTable() = default;
 
 FileResultTable::~FileResultTable() = default;
 
-void FileResultTable::addLabel(const std::string& label) {
-    columnLabels_.push_back(label);
+void FileResultTable::addLabel(std::string label) {
+    columnLabels_.push_back(std::move(label));
     columnCount_ = static_cast<int>(columnLabels_.size());
 }
 
-void FileResultTable::addCell(std::string_view cell) {
-    cells_.append(cell);
-    cellEnds_.push_back(cells_.size());
+void FileResultTable::reserve(std::size_t labels) {
+    columnLabels_.reserve(labels);
 }
 
-void FileResultTable::rowFinished() {
-    ++rowCount_;
-    cellsPerRow_ = cellEnds_.size() / static_cast<std::size_t>(rowCount_);
-}
-
-std::string_view FileResultTable::cell(std::size_t row, std::size_t column) const {
-    const std::size_t index = row * cellsPerRow_ + column;
-    const std::size_t begin = index == 0 ? 0 : cellEnds_[index - 1];
-    return std::string_view(cells_).substr(begin, cellEnds_[index] - begin);
+void FileResultTable::startRow(std::size_t size) {
+    if (rowCount_ == 0) {
+        cells_.reserve(size);
+        cellEnds_.reserve(columnLabels_.size());
+    }
 }
 
 int FileResultTable::getCount() {
@@ -390,7 +385,7 @@ bool FileResultTable::wasNull() {
     return wasNull_;
 }
 
-int FileResultTable::getColumnLabelIndex(const std::string& columnLabel) const {
+inline int FileResultTable::getColumnLabelIndex(const std::string& columnLabel) const {
     if (columnLabel.empty() || cursor_ < 1) {
         throw DatabaseException("getColumnLabelIndex", __LINE__,
                                 "ResultSet Error: Wrong column Label or rowset is not set");
@@ -403,7 +398,7 @@ int FileResultTable::getColumnLabelIndex(const std::string& columnLabel) const {
     return static_cast<int>(found - columnLabels_.begin()) + 1;
 }
 
-bool FileResultTable::readCheckNullness(int columnIndex) {
+inline bool FileResultTable::readCheckNullness(int columnIndex) {
     const auto column = static_cast<std::size_t>(columnIndex) - 1;
     if (columnIndex < 1 || columnIndex > columnCount_ || cursor_ < 1 || column >= cellsPerRow_) {
         throw DatabaseException("readCheckNullness", __LINE__,

@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <cstring>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 #include "File.h"
 #include "FileUtils.h"
 
@@ -13,29 +17,57 @@ namespace {
 constexpr std::size_t kBlockSize = 65536;
 static_assert(kBlockSize > kMaxLineLength, "a block must hold a whole line");
 
-// Bytes that are looked at in one go: a number that compilers unroll into vector instructions.
-constexpr int kStep = 64;
+// A block of bytes that is looked at in one go, and what a comparison makes of it: 0xFF for yes, 0 for no.
+using Bytes = unsigned char __attribute__((vector_size(16)));
+constexpr std::size_t kBlock = sizeof(Bytes);
 
-// A line over the format's length holds at least so many steps without a line feed.
-constexpr std::size_t kQuietSteps = kMaxLineLength / kStep - 1;
+// Bytes whose line feeds are counted in one block of counters, none of which can overflow.
+constexpr std::size_t kStep = 256;
+static_assert(kStep / kBlock <= 255, "a counter must hold the line feeds of its column of a step");
 
-unsigned char endsField(char c) {
-    return static_cast<unsigned char>(c == FIELD_SEPARATOR) | static_cast<unsigned char>(c == '\n');
+// A line over the format's length holds at least so many whole steps without a line feed.
+constexpr std::size_t kQuietSteps = (kMaxLineLength - (kStep - 1)) / kStep;
+
+inline Bytes load(const char* bytes) {
+    Bytes block;
+    std::memcpy(&block, bytes, sizeof(block));
+    return block;
 }
 
-// Counts the line feeds of a step. `damage` becomes other than 0 for a NUL, and for a byte that ends a field
-// and is followed by a byte that ends the next: an empty field.
-template <int Count>
-int countLineFeeds(const char* bytes, unsigned char& damage) {
-    unsigned char found = 0;
-    unsigned char lineFeeds = 0;
-    for (int i = 0; i < Count; ++i) {
-        found |= static_cast<unsigned char>(endsField(bytes[i]) & endsField(bytes[i + 1]));
-        found |= static_cast<unsigned char>(bytes[i] == '\0');
-        lineFeeds = static_cast<unsigned char>(lineFeeds + static_cast<unsigned char>(bytes[i] == '\n'));
+inline Bytes isEqual(Bytes block, char c) {
+    return reinterpret_cast<Bytes>(block == static_cast<unsigned char>(c));
+}
+
+inline Bytes endsField(Bytes block) {
+    return isEqual(block, FIELD_SEPARATOR) | isEqual(block, '\n');
+}
+
+inline bool endsField(char c) {
+    return c == FIELD_SEPARATOR || c == '\n';
+}
+
+// The sum of counters of at most 127 each.
+inline std::size_t sum(Bytes counters) {
+    constexpr std::uint64_t kEvenBytes = 0x00FF00FF00FF00FF;
+    constexpr std::uint64_t kOnes = 0x0001000100010001;
+    std::uint64_t halves[2];
+    std::memcpy(halves, &counters, sizeof(halves));
+    const std::uint64_t bytes = halves[0] + halves[1];
+    const std::uint64_t pairs = (bytes & kEvenBytes) + (bytes >> 8 & kEvenBytes);
+    return static_cast<std::size_t>(pairs * kOnes >> 48);
+}
+
+// Counts the line feeds of `Count` bytes and looks at one byte more. `damage` becomes other than 0 for a NUL,
+// and for a byte that ends a field and is followed by a byte that ends the next: an empty field.
+template <std::size_t Count>
+inline std::size_t countLineFeeds(const char* bytes, Bytes& damage) {
+    Bytes lineFeeds = {};
+    for (std::size_t i = 0; i < Count; i += kBlock) {
+        const Bytes block = load(bytes + i);
+        damage |= (endsField(block) & endsField(load(bytes + i + 1))) | isEqual(block, '\0');
+        lineFeeds -= isEqual(block, '\n');
     }
-    damage |= found;
-    return lineFeeds;
+    return sum(lineFeeds);
 }
 
 bool hasLongLine(std::string_view text) {
@@ -51,8 +83,15 @@ bool hasLongLine(std::string_view text) {
 
 }  // namespace
 
-void Record::setLine(std::string_view line, bool mayHoldNul) {
+void Record::clear() {
+    constexpr std::size_t kUsualFields = 16;
+    uncut_ = {};
     fields_.clear();
+    fields_.reserve(kUsualFields);
+}
+
+void Record::setLine(std::string_view line, bool mayHoldNul) {
+    clear();
     uncut_ = mayHoldNul ? line.substr(0, line.find('\0')) : line;
     if (!uncut_.empty()) {
         uncut_.remove_suffix(1);
@@ -79,21 +118,56 @@ bool isWellFormed(std::string_view text, int& lines) {
     if (endsField(text.front()) || text.back() != '\n') {
         return false;
     }
-    unsigned char damage = 0;
+    Bytes damage = {};
+    std::size_t count = 1;  // the last byte's line feed
     std::size_t quiet = 0;
     bool mayHaveLongLine = false;
     std::size_t position = 0;
     for (; position + kStep < text.size(); position += kStep) {
-        const int lineFeeds = countLineFeeds<kStep>(text.data() + position, damage);
-        lines += lineFeeds;
+        const std::size_t lineFeeds = countLineFeeds<kStep>(text.data() + position, damage);
+        count += lineFeeds;
         quiet = lineFeeds == 0 ? quiet + 1 : 0;
         mayHaveLongLine = mayHaveLongLine || quiet >= kQuietSteps;
     }
-    for (; position + 1 < text.size(); ++position) {
-        lines += countLineFeeds<1>(text.data() + position, damage);
+    for (; position + kBlock < text.size(); position += kBlock) {
+        count += countLineFeeds<kBlock>(text.data() + position, damage);
     }
-    ++lines;  // the last byte's
-    return damage == 0 && !(mayHaveLongLine && hasLongLine(text));
+    bool isDamaged = sum(damage & 1) != 0;
+    for (; position + 1 < text.size(); ++position) {
+        const char c = text[position];
+        isDamaged = isDamaged || c == '\0' || (endsField(c) && endsField(text[position + 1]));
+        count += c == '\n' ? 1 : 0;
+    }
+    lines = static_cast<int>(count);
+    return !isDamaged && !(mayHaveLongLine && hasLongLine(text));
+}
+
+std::uint64_t FieldEnds::inWindow(const char* window) {
+#ifdef __SSE2__
+    std::uint64_t ends = 0;
+    for (std::size_t i = 0; i < kWindow; i += kBlock) {
+        const auto block = reinterpret_cast<__m128i>(endsField(load(window + i)));
+        ends |= static_cast<std::uint64_t>(static_cast<unsigned>(_mm_movemask_epi8(block))) << i;
+    }
+    return ends;
+#else
+    return inWindowPortably(window);
+#endif
+}
+
+std::uint64_t FieldEnds::inWindowPortably(const char* window) {
+    constexpr Bytes kBits = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
+    constexpr std::uint64_t kOnes = 0x0101010101010101;
+    std::uint64_t ends = 0;
+    for (std::size_t i = 0; i < kWindow; i += kBlock) {
+        const Bytes bits = endsField(load(window + i)) & kBits;
+        std::uint64_t halves[2];
+        std::memcpy(halves, &bits, sizeof(halves));
+        // The product's highest byte is the sum of all eight: the bits side by side.
+        ends |= (halves[0] * kOnes >> 56) << i;
+        ends |= (halves[1] * kOnes >> 56) << (i + 8);
+    }
+    return ends;
 }
 
 RecordReader::RecordReader(const File& file)
@@ -116,6 +190,37 @@ bool RecordReader::fill() {
 }
 
 bool RecordReader::next() {
+    return nextInOnePass() || nextWithCare();
+}
+
+// Finds the line's end and cuts its fields in one pass over its bytes. False, for nextWithCare, when the line
+// may hold a NUL byte, may be longer than a line read gives, or ends too near to the end of what was read.
+bool RecordReader::nextInOnePass() {
+    if (unread_.empty() && fill()) {
+        fieldEnds_.restart(unread_.data());
+    }
+    if (mayHoldNul_ || unread_.empty()) {
+        return false;
+    }
+    const char* field = unread_.data();
+    const char* const limit = field + std::min(unread_.size(), kMaxLineLength);
+    record_.clear();
+    FieldEnds fieldEnds = fieldEnds_;  // a copy can stay in registers
+    while (const char* const end = fieldEnds.next(limit)) {
+        if (end != field) {
+            record_.append(field, end);
+        }
+        field = end + 1;
+        if (*end == '\n') {
+            fieldEnds_ = fieldEnds;
+            moveTo(static_cast<std::size_t>(field - unread_.data()));
+            return true;
+        }
+    }
+    return false;
+}
+
+bool RecordReader::nextWithCare() {
     const void* lineFeed = nullptr;
     std::size_t window = 0;
     do {
@@ -125,14 +230,17 @@ bool RecordReader::next() {
     if (window == 0) {
         return false;
     }
-    const std::size_t length =
-        lineFeed == nullptr
-            ? window
-            : static_cast<std::size_t>(static_cast<const char*>(lineFeed) - unread_.data()) + 1;
-    line_ = unread_.substr(0, length);
-    unread_.remove_prefix(length);
+    moveTo(lineFeed == nullptr
+               ? window
+               : static_cast<std::size_t>(static_cast<const char*>(lineFeed) - unread_.data()) + 1);
+    fieldEnds_.restart(unread_.data());
     record_.setLine(line_, mayHoldNul_);
     return true;
+}
+
+void RecordReader::moveTo(std::size_t length) {
+    line_ = unread_.substr(0, length);
+    unread_.remove_prefix(length);
 }
 
 std::string_view RecordReader::stored() {

@@ -4,17 +4,17 @@
 
 Tokenizer::Tokenizer() : Tokenizer(std::string(), DEFAULT_DELIMITER) {}
 
-Tokenizer::Tokenizer(const std::string& str, const std::string& delimiter) {
-    set(str, delimiter);
+Tokenizer::Tokenizer(std::string str, const std::string& delimiter) {
+    set(std::move(str), delimiter);
 }
 
-void Tokenizer::set(const std::string& str, const std::string& delimiter) {
-    buffer_ = str;
+void Tokenizer::set(std::string str, const std::string& delimiter) {
+    buffer_ = std::move(str);
     setDelimiter(delimiter);
 }
 
-void Tokenizer::setString(const std::string& str) {
-    buffer_ = str;
+void Tokenizer::setString(std::string str) {
+    buffer_ = std::move(str);
     position_ = 0;
 }
 
@@ -46,7 +46,9 @@ std::string Tokenizer::next() {
 }
 
 std::vector<std::string> Tokenizer::split(int maxTokens) {
+    constexpr std::size_t kUsualTokens = 8;
     std::vector<std::string> tokens;
+    tokens.reserve(kUsualTokens);
     for (std::string token = next(); !token.empty(); token = next()) {
         tokens.push_back(std::move(token));
         // The count is compared after it was raised, so that 0 sets no limit.

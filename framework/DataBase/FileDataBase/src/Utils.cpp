@@ -1,5 +1,7 @@
 #include "Utils.h"
 
+#include <algorithm>
+
 #include "DatabaseException.h"
 #include "EngineLog.h"
 
@@ -17,6 +19,24 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
+bool isWhiteSpace(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');  // the characters of WHITESPACE
+}
+
+std::string_view leftTrimmed(std::string_view s) {
+    while (!s.empty() && isWhiteSpace(s.front())) {
+        s.remove_prefix(1);
+    }
+    return s;
+}
+
+std::string_view rightTrimmed(std::string_view s) {
+    while (!s.empty() && isWhiteSpace(s.back())) {
+        s.remove_suffix(1);
+    }
+    return s;
+}
+
 }  // namespace
 
 template <>
@@ -31,23 +51,35 @@ std::string Utils::toString<signed char>(signed char value) {
 }
 
 std::string Utils::trimString(const std::string& s) {
-    return leftTrimString(rightTrimString(s));
+    return std::string(trimmed(s));
 }
 
 std::string Utils::leftTrimString(const std::string& s) {
-    const std::size_t first = s.find_first_not_of(WHITESPACE);
-    return first == std::string::npos ? std::string() : s.substr(first);
+    return std::string(leftTrimmed(s));
 }
 
 std::string Utils::rightTrimString(const std::string& s) {
-    return s.substr(0, s.find_last_not_of(WHITESPACE) + 1);
+    return std::string(rightTrimmed(s));
 }
 
-std::string Utils::addSingleQuote(const std::string& s) {
+std::string_view Utils::trimmed(std::string_view s) {
+    return leftTrimmed(rightTrimmed(s));
+}
+
+std::string Utils::addSingleQuote(std::string s) {
     if (!s.empty() && s.front() == '\'' && s.back() == '\'') {
         return s;
     }
-    return "'" + s + "'";
+    return inSingleQuotes(s);
+}
+
+std::string Utils::inSingleQuotes(std::string_view s) {
+    std::string quoted;
+    quoted.reserve(s.size() + 2);
+    quoted += '\'';
+    quoted += s;
+    quoted += '\'';
+    return quoted;
 }
 
 std::string Utils::removeSingleQuote(const std::string& s) {
@@ -73,31 +105,36 @@ int Utils::isNumber(const std::string& s) {
 void Utils::getSplitVector(const std::string& str, unsigned int first, unsigned int last,
                            std::vector<std::string>& out, const std::string& separator) {
     out.clear();
-    const std::string piece = first < str.size() ? str.substr(first, last - first + 1U) : std::string();
-    FILEDB_LOG(kLogTrace, "String to split:'%s' with Separator: '%s'", piece.c_str(), separator.c_str());
+    const std::size_t start = std::min<std::size_t>(first, str.size());
+    const std::string_view piece = std::string_view(str).substr(start, last - first + 1U);
+    FILEDB_LOG(kLogTrace, "String to split:'%.*s' with Separator: '%s'", static_cast<int>(piece.size()),
+               piece.data(), separator.c_str());
+    if (separator.size() == 1) {
+        out.reserve(static_cast<std::size_t>(std::count(piece.begin(), piece.end(), separator.front())) + 1);
+    }
     std::size_t position = 0;
-    for (std::size_t found = piece.find(separator); found != std::string::npos;
+    for (std::size_t found = piece.find(separator); found != std::string_view::npos;
          found = piece.find(separator, position)) {
-        out.push_back(piece.substr(position, found - position));
+        out.emplace_back(piece.substr(position, found - position));
         position = found + 1;
     }
-    out.push_back(piece.substr(position));
+    out.emplace_back(piece.substr(position));
 }
 
 std::string Utils::validateColumnName(const std::string& name) {
     FILEDB_LOG(kLogTrace, "Column Name:'%s'", name.c_str());
-    std::string trimmed = trimString(name);
-    if (trimmed.empty() || !isLetter(trimmed.front())) {
+    const std::string_view result = trimmed(name);
+    if (result.empty() || !isLetter(result.front())) {
         throw DatabaseException("validateColumnName", __LINE__,
                                 "Syntax Error: Start Char is invalid for Column Name: %s", name.c_str());
     }
-    for (const char c : trimmed) {
+    for (const char c : result) {
         if (!isLetter(c) && !isDigit(c)) {
             throw DatabaseException("validateColumnName", __LINE__,
                                     "Syntax Error: '%c' Char is invalid for Column Name %s", c, name.c_str());
         }
     }
-    return trimmed;
+    return std::string(result);
 }
 
 unsigned int Utils::getColumnNameIndex(const std::string& name, const std::vector<std::string>& columns) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <utility>
 
 #include "DatabaseException.h"
@@ -55,17 +56,23 @@ std::string joined(const std::vector<std::string>& tokens) {
     return text;
 }
 
-// A single digit, as the result of every operator is, needs no conversion.
+// Plain digits, as long as they cannot overflow, are converted here; signs, blanks and the rest by the
+// platform.
 inline std::uint64_t toUnsigned(std::string_view value) {
-    if (value.size() == 1 && value[0] >= '0' && value[0] <= '9') {
-        return static_cast<std::uint64_t>(value[0] - '0');
+    constexpr std::size_t kSafeDigits = 19;
+    std::uint64_t number = 0;
+    for (const char c : value) {
+        if (c < '0' || c > '9' || value.size() > kSafeDigits) {
+            return StringConversion::stringTouint64(std::string(value));
+        }
+        number = 10 * number + static_cast<std::uint64_t>(c - '0');
     }
-    return StringConversion::stringTouint64(std::string(value));
+    return number;
 }
 
 // The value without the quotes of a text in quotes. `scratch` holds it when a quote inside had to be
 // rewritten.
-std::string_view withoutQuotes(std::string_view value, std::string& scratch) {
+inline std::string_view withoutQuotes(std::string_view value, std::string& scratch) {
     if (value.empty() || value.front() != '\'') {
         return value;
     }
@@ -73,35 +80,73 @@ std::string_view withoutQuotes(std::string_view value, std::string& scratch) {
     if (!value.empty()) {
         value.remove_suffix(1);
     }
-    std::size_t quote = value.find('\'');
-    if (quote == std::string_view::npos) {
+    if (value.find('\'') == std::string_view::npos) {
         return value;
     }
     scratch = value;
-    for (; quote != std::string::npos; quote = scratch.find('\'', quote + 1)) {
+    for (std::size_t quote = scratch.find('\''); quote != std::string::npos;
+         quote = scratch.find('\'', quote + 1)) {
         // A doubled quote becomes one; a lone quote swallows the character behind it.
         scratch.replace(quote, 2, "'");
     }
     return scratch;
 }
 
-bool like(std::string_view value, std::string_view pattern) {
-    const std::size_t length = pattern.size();
-    if (length == 0) {
+// Most texts that differ do so at one of their ends.
+inline bool isEqual(const char* text, std::string_view other) {
+    return other.empty() || (text[0] == other.front() && text[other.size() - 1] == other.back() &&
+                             std::memcmp(text, other.data(), other.size()) == 0);
+}
+
+inline bool isEqual(std::string_view text, std::string_view other) {
+    return text.size() == other.size() && isEqual(text.data(), other);
+}
+
+inline bool startsWith(std::string_view value, std::string_view start) {
+    return value.size() >= start.size() && isEqual(value.data(), start);
+}
+
+inline bool endsWith(std::string_view value, std::string_view end) {
+    return value.size() >= end.size() && isEqual(value.data() + (value.size() - end.size()), end);
+}
+
+inline bool contains(std::string_view value, std::string_view part) {
+    if (part.empty() || part.size() > value.size()) {
+        return part.empty();
+    }
+    const char* position = value.data();
+    const char* const stop = position + (value.size() - part.size()) + 1;  // no match begins here or later
+    while (position != stop) {
+        const void* const found =
+            std::memchr(position, part.front(), static_cast<std::size_t>(stop - position));
+        if (found == nullptr) {
+            return false;
+        }
+        position = static_cast<const char*>(found);
+        if (isEqual(position, part)) {
+            return true;
+        }
+        ++position;
+    }
+    return false;
+}
+
+inline bool like(std::string_view value, std::string_view pattern) {
+    if (pattern.empty()) {
         return value.empty();
     }
     const bool anyStart = pattern.front() == '%';
     const bool anyEnd = pattern.back() == '%';
-    if (length >= 2 && anyStart && anyEnd) {
-        return value.find(pattern.substr(1, length - 2)) != std::string_view::npos;
+    if (anyStart && anyEnd && pattern.size() >= 2) {
+        return contains(value, pattern.substr(1, pattern.size() - 2));
     }
     if (anyStart) {
-        return value.substr(value.size() - std::min(value.size(), length - 1)) == pattern.substr(1);
+        return endsWith(value, pattern.substr(1));
     }
     if (anyEnd) {
-        return value.substr(0, length - 1) == pattern.substr(0, length - 1);
+        return startsWith(value, pattern.substr(0, pattern.size() - 1));
     }
-    return value == pattern;
+    return isEqual(value, pattern);
 }
 
 }  // namespace
@@ -128,15 +173,21 @@ void WhereClause::parseWhereClause(const std::string& statement, unsigned int fi
         }
         const std::string& value = values[next];
         ++next;
-        token = isQuoted && value != kNullWord ? "'" + value + "'" : value;
+        token = isQuoted && value != kNullWord ? Utils::inSingleQuotes(value) : value;
     }
     FILEDB_LOG(kLogTrace, "WHERE Vec=[%s]", joined(tokens).c_str());
-    InfixToPostFix(tokens);
+    appendPostfix(std::move(tokens));
 }
 
 void WhereClause::InfixToPostFix(std::vector<std::string>& tokens) {
+    appendPostfix(tokens);
+}
+
+void WhereClause::appendPostfix(std::vector<std::string> tokens) {
     FILEDB_LOG(kLogInfo, "%s", "InfixToPostFix");
+    postfix_.reserve(postfix_.size() + tokens.size());
     std::vector<std::string> stack;
+    stack.reserve(tokens.size());
     const auto popToPostfix = [&] {
         postfix_.push_back(std::move(stack.back()));
         stack.pop_back();
@@ -145,7 +196,7 @@ void WhereClause::InfixToPostFix(std::vector<std::string>& tokens) {
     for (std::string& token : tokens) {
         int precedence = 0;
         if (token == "(") {
-            stack.push_back(token);
+            stack.push_back(std::move(token));
         } else if (token == ")") {
             closeBracket(stack);
         } else if (isOperatorAndprecedence(token, precedence)) {
@@ -158,9 +209,9 @@ void WhereClause::InfixToPostFix(std::vector<std::string>& tokens) {
                 }
                 popToPostfix();
             }
-            stack.push_back(token);
+            stack.push_back(std::move(token));
         } else {
-            postfix_.push_back(token);
+            postfix_.push_back(std::move(token));
         }
     }
 
@@ -251,110 +302,135 @@ void WhereClause::isNotSupportedOperator(const std::string& token) {
 // operands that tell where their value comes from.
 void WhereClause::compile() {
     steps_.clear();
-    steps_.reserve(postfix_.size() / 2);
-    columns_.clear();
-    std::vector<Operand> stack;
+    steps_.reserve(postfix_.size() / 2 + 1);
+    operands_.clear();
+    operands_.reserve(postfix_.size());  // steps and stack point to them
+    std::vector<Operand*> stack;
+    stack.reserve(postfix_.size());
     for (const std::string& token : postfix_) {
         const OperatorEntry* entry = findOperator(token);
+        Operand& operand = operands_.emplace_back();
         if (entry == nullptr) {
-            stack.push_back(resolve(token));
+            resolve(token, operand);
+            stack.push_back(knownColumn(operand));
             continue;
         }
-        Step step;
+        Step& step = steps_.emplace_back();
         step.op = entry;
         step.tooFewOperands = stack.size() < 2;
         if (step.tooFewOperands) {
-            steps_.push_back(std::move(step));
             break;  // an evaluation ends here
         }
-        step.right = std::move(stack.back());
+        step.right = stack.back();
         stack.pop_back();
-        step.left = std::move(stack.back());
+        step.left = stack.back();
         // A column decides over a literal; otherwise text beats real and real beats integer.
-        const bool rightIsColumn = step.right.kind == Operand::Kind::column;
-        const bool leftIsColumn = step.left.kind == Operand::Kind::column;
-        step.type = rightIsColumn == leftIsColumn ? std::max(step.left.type, step.right.type)
-                    : rightIsColumn               ? step.right.type
-                                                  : step.left.type;
-        stack.back() = {Operand::Kind::result, kInteger, steps_.size(), {}};
-        steps_.push_back(std::move(step));
+        const bool rightIsColumn = step.right->kind == Operand::Kind::column;
+        const bool leftIsColumn = step.left->kind == Operand::Kind::column;
+        step.type = rightIsColumn == leftIsColumn ? std::max(step.left->type, step.right->type)
+                    : rightIsColumn               ? step.right->type
+                                                  : step.left->type;
+        step.fetchRight = firstUse(*step.right);
+        step.fetchLeft = firstUse(*step.left);
+        operand.kind = Operand::Kind::result;
+        operand.type = kInteger;
+        step.result = &operand;
+        stack.back() = &operand;
     }
     wellFormed_ = stack.size() == 1;
     compiledTokens_ = postfix_.size();
 }
 
-WhereClause::Operand WhereClause::resolve(const std::string& token) {
-    Operand operand;
-    operand.text = token;
+void WhereClause::resolve(const std::string& token, Operand& operand) const {
     if (!token.empty() && token.front() == '\'') {
-        std::string scratch;
-        operand.text = withoutQuotes(token, scratch);
+        operand.value = withoutQuotes(token, operand.scratch);
         operand.type = kText;
-        return operand;
+        return;
     }
+    operand.value = token;
     if (const int number = Utils::isNumber(token)) {
         operand.type = number == 1 ? kInteger : kReal;
-        return operand;
+        return;
     }
-    if (metaData_.hasAliasPrimaryKey() && token == kRowIdColumn) {
-        operand.text = metaData_.primaryKeyColumns().front();
-    }
+    operand.name = metaData_.hasAliasPrimaryKey() && token == kRowIdColumn
+                       ? &metaData_.primaryKeyColumns().front()
+                       : &token;
     const std::vector<std::string>& names = metaData_.columnNames();
-    const auto name = std::find(names.begin(), names.end(), operand.text);
+    const auto name = std::find(names.begin(), names.end(), *operand.name);
     if (name == names.end()) {
         operand.kind = Operand::Kind::unknownColumn;
-        return operand;
+        return;
     }
     operand.kind = Operand::Kind::column;
-    operand.position = columnPosition(static_cast<std::size_t>(name - names.begin()));
-    operand.type = columns_[operand.position].type;
-    return operand;
+    operand.column = static_cast<std::size_t>(name - names.begin());
+    operand.type = operand.column < metaData_.columnFlags().size()
+                       ? static_cast<unsigned char>(metaData_.flagOf(operand.column) & kTypeMask)
+                       : kNoType;
 }
 
-std::size_t WhereClause::columnPosition(std::size_t index) {
-    const auto known = std::find_if(columns_.begin(), columns_.end(),
-                                    [index](const Column& column) { return column.index == index; });
-    if (known != columns_.end()) {
-        return static_cast<std::size_t>(known - columns_.begin());
+// The operand that already stands for the same column, otherwise `operand` itself.
+WhereClause::Operand* WhereClause::knownColumn(Operand& operand) {
+    if (operand.kind != Operand::Kind::column) {
+        return &operand;
     }
-    Column column;
-    column.index = index;
-    column.type = index < metaData_.columnFlags().size()
-                      ? static_cast<unsigned char>(metaData_.flagOf(index) & kTypeMask)
-                      : kNoType;
-    columns_.push_back(std::move(column));
-    return columns_.size() - 1;
+    return &*std::find_if(operands_.begin(), operands_.end(), [&](const Operand& other) {
+        return other.kind == Operand::Kind::column && other.column == operand.column;
+    });
 }
 
-std::string_view WhereClause::valueOf(const Operand& operand, Record& record, bool& null) {
-    switch (operand.kind) {
-        case Operand::Kind::literal:
-            return operand.text;
-        case Operand::Kind::result:
-            return steps_[operand.position].result == 0 ? "0" : "1";
-        case Operand::Kind::unknownColumn:
-            static_cast<void>(Utils::getColumnNameIndex(operand.text, metaData_.columnNames()));
-            return {};
-        case Operand::Kind::column:
-            break;
-    }
-    Column& column = columns_[operand.position];
-    if (column.fetchedFor != evaluation_) {
-        fetch(column, record);
-    }
-    null = null || column.null;
-    return column.value;
+bool WhereClause::firstUse(Operand& operand) {
+    const bool isColumn =
+        operand.kind == Operand::Kind::column || operand.kind == Operand::Kind::unknownColumn;
+    const bool first = isColumn && !operand.used;
+    operand.used = true;
+    return first;
 }
 
-void WhereClause::fetch(Column& column, Record& record) const {
-    if (!record.has(column.index) || column.type == kNoType) {
+void WhereClause::Operand::take(std::string_view field) {
+    null = field == kNullWord;
+    value = withoutQuotes(field, scratch);
+}
+
+void WhereClause::fetch(Operand& operand, Record& record) const {
+    if (operand.kind == Operand::Kind::unknownColumn) {
+        static_cast<void>(Utils::getColumnNameIndex(*operand.name, metaData_.columnNames()));
+    }
+    if (!record.has(operand.column) || operand.type == kNoType) {
         throw DatabaseException("getOperandValueType", __LINE__,
                                 "DB Error: Record has fewer fields than Table Definition");
     }
-    column.value = record[column.index];
-    column.null = column.value == kNullWord;
-    column.value = withoutQuotes(column.value, column.scratch);
-    column.fetchedFor = evaluation_;
+    operand.take(record[operand.column]);
+}
+
+inline void WhereClause::Operand::setResult(bool result) {
+    holds = result;
+    value = std::string_view(result ? "1" : "0", 1);
+}
+
+inline bool WhereClause::Operand::isTrue() const {
+    return kind == Kind::result ? holds : toUnsigned(value) != 0;
+}
+
+inline int WhereClause::apply(const OperatorEntry& entry, unsigned char type, const Operand& left,
+                              const Operand& right) {
+    FILEDB_LOG(kLogTrace, "left:[%.*s] right:[%.*s] operator:[%.*s]", static_cast<int>(left.value.size()),
+               left.value.data(), static_cast<int>(right.value.size()), right.value.data(),
+               static_cast<int>(entry.text.size()), entry.text.data());
+    const bool null = left.null || right.null;
+    switch (entry.op) {
+        case Operator::logicalAnd:
+            return left.isTrue() && right.isTrue() ? 1 : 0;
+        case Operator::logicalOr:
+            return left.isTrue() || right.isTrue() ? 1 : 0;
+        case Operator::meaningless:
+            return 0;
+        case Operator::equal:
+            return !null && isEqual(left.value, right.value) ? 1 : 0;
+        case Operator::like:
+            return !null && like(left.value, right.value) ? 1 : 0;
+        default:
+            return null ? 0 : compare(entry.op, type, left.value, right.value);
+    }
 }
 
 bool WhereClause::evaluate(std::vector<std::string>& record) {
@@ -370,22 +446,26 @@ bool WhereClause::evaluate(Record& record) {
     if (compiledTokens_ != postfix_.size()) {
         compile();
     }
-    ++evaluation_;
-    for (Step& step : steps_) {
+    int result = 0;
+    for (const Step& step : steps_) {
         if (step.tooFewOperands) {
             throw DatabaseException("evaluate", __LINE__,
                                     "Syntax Error: evaluate stack contains less 2 operands.");
         }
-        bool null = false;
-        const std::string_view right = valueOf(step.right, record, null);
-        const std::string_view left = valueOf(step.left, record, null);
-        step.result = apply(*step.op, step.type, left, right, null);
-        FILEDB_LOG(kLogTrace, "Result of operation = %d. [0=fail, 1=success]", step.result);
+        if (step.fetchRight) {
+            fetch(*step.right, record);
+        }
+        if (step.fetchLeft) {
+            fetch(*step.left, record);
+        }
+        result = apply(*step.op, step.type, *step.left, *step.right);
+        step.result->setResult(result != 0);
+        FILEDB_LOG(kLogTrace, "Result of operation = %d. [0=fail, 1=success]", result);
     }
     if (!wellFormed_) {
         throw DatabaseException("evaluate", __LINE__, "Syntax Error: Where clause is wrong");
     }
-    const bool holds = steps_.empty() ? postfix_.front() != "0" : steps_.back().result != 0;
+    const bool holds = steps_.empty() ? postfix_.front() != "0" : result != 0;
     FILEDB_LOG(kLogTrace, "%s", holds ? "WHERE evaluation is true." : "WHERE evaluation is fail.");
     return holds;
 }
@@ -393,29 +473,13 @@ bool WhereClause::evaluate(Record& record) {
 int WhereClause::operation(const std::string& op, unsigned char type, const std::string& left,
                            const std::string& right, bool null) {
     const OperatorEntry* entry = findOperator(op);
-    return apply(entry != nullptr ? *entry : OperatorEntry{op, Operator::meaningless, 0}, type, left, right,
-                 null);
-}
-
-int WhereClause::apply(const OperatorEntry& entry, unsigned char type, std::string_view left,
-                       std::string_view right, bool null) {
-    FILEDB_LOG(kLogTrace, "left:[%.*s] right:[%.*s] operator:[%.*s]", static_cast<int>(left.size()),
-               left.data(), static_cast<int>(right.size()), right.data(), static_cast<int>(entry.text.size()),
-               entry.text.data());
-    switch (entry.op) {
-        case Operator::logicalAnd:
-            return toUnsigned(left) != 0 && toUnsigned(right) != 0 ? 1 : 0;
-        case Operator::logicalOr:
-            return toUnsigned(left) != 0 || toUnsigned(right) != 0 ? 1 : 0;
-        case Operator::meaningless:
-            return 0;
-        case Operator::equal:
-            return !null && left == right ? 1 : 0;
-        case Operator::like:
-            return !null && like(left, right) ? 1 : 0;
-        default:
-            return null ? 0 : compare(entry.op, type, left, right);
-    }
+    Operand leftOperand;
+    Operand rightOperand;
+    leftOperand.value = left;
+    rightOperand.value = right;
+    rightOperand.null = null;
+    return apply(entry != nullptr ? *entry : OperatorEntry{op, Operator::meaningless, 0}, type, leftOperand,
+                 rightOperand);
 }
 
 template <typename Value>
@@ -477,10 +541,14 @@ int WhereClause::likeOperater(const std::string& value, const std::string& patte
 unsigned char WhereClause::getOperandValueType(const std::string& token, std::string& value, bool& null,
                                                std::vector<std::string>& record, bool& isColumn) {
     isColumn = false;
-    const Operand operand = resolve(token);
-    Record fields(record);
-    ++evaluation_;
-    value = valueOf(operand, fields, null);
+    Operand operand;
+    resolve(token, operand);
+    if (firstUse(operand)) {
+        Record fields(record);
+        fetch(operand, fields);
+    }
+    null = null || operand.null;
+    value = operand.value;
     isColumn = operand.kind == Operand::Kind::column;
     return operand.type;
 }
@@ -502,8 +570,8 @@ void WhereClause::checkPrimaryKeyValidation(Record& a, Record& b) {
     if (metaData_.primaryKeyColumns().empty()) {
         return;
     }
-    std::string scratchOfA;
-    std::string scratchOfB;
+    Operand fieldOfA;
+    Operand fieldOfB;
     for (const std::string& name : metaData_.primaryKeyColumns()) {
         const std::size_t column = Utils::getColumnNameIndex(name, metaData_.columnNames());
         const auto type = static_cast<unsigned char>(metaData_.flagOf(column) & kTypeMask);
@@ -511,9 +579,9 @@ void WhereClause::checkPrimaryKeyValidation(Record& a, Record& b) {
             throw DatabaseException("checkPrimaryKeyValidation", __LINE__,
                                     "DB Error: Record has fewer fields than Table Definition");
         }
-        const bool null = a[column] == kNullWord || b[column] == kNullWord;
-        if (apply(*findOperator("="), type, withoutQuotes(a[column], scratchOfA),
-                  withoutQuotes(b[column], scratchOfB), null) == 0) {
+        fieldOfA.take(a[column]);
+        fieldOfB.take(b[column]);
+        if (apply(*findOperator("="), type, fieldOfA, fieldOfB) == 0) {
             return;
         }
     }
