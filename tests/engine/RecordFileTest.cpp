@@ -304,8 +304,7 @@ TEST_F(RecordFileTest, EveryWayOfReadingGivesTheSameRecords) {
                                               959, 960, 1021, 1022, 1023, 1024, 1025, 2045, 2046, 2047, 4100};
     for (int round = 0; round < 60; ++round) {
         SCOPED_TRACE(round);
-        const bool mayHoldNul = round % 3 == 0;
-        const std::string characters(mayHoldNul ? "ab~~\0'" : "ab~~~'", 6);
+        const std::string characters(round % 3 == 0 ? "ab~~\0'" : "ab~~~'", 6);
         std::string content;
         const std::size_t lines = random() % 200;
         for (std::size_t i = 0; i < lines; ++i) {
@@ -333,9 +332,6 @@ TEST_F(RecordFileTest, EveryWayOfReadingGivesTheSameRecords) {
         const File file = File::openExisting(temporary.file("t.table"), false);
         EXPECT_EQ(collect(RecordReader(file)), expected);
         EXPECT_EQ(collect(RecordReader(content)), expected);
-        if (!mayHoldNul) {
-            EXPECT_EQ(collect(RecordReader(content, false)), expected);
-        }
 
         std::rewind(stream.get());
         Rows all;
@@ -348,14 +344,14 @@ TEST_F(RecordFileTest, EveryWayOfReadingGivesTheSameRecords) {
 
 TEST_F(RecordFileTest, FieldEndsAreFoundInEveryWindow) {
     std::mt19937 random(20240608);
-    // Neighbours in the code table of the two that end a field, and their like with the highest bit set.
-    const std::string characters("~\n}\x7f\t\v\xfe\x8a\0x", 10);
+    // Neighbours in the code table of those that end a field, and their like with the highest bit set.
+    const std::string characters("~\n\0}\x7f\t\v\x01\xfe\x8a\x80x", 12);
     for (int round = 0; round < 500; ++round) {
         std::string window;
         std::uint64_t expected = 0;
         for (int i = 0; i < FieldEnds::kWindow; ++i) {
             window += characters[random() % characters.size()];
-            const bool ends = window.back() == '~' || window.back() == '\n';
+            const bool ends = window.back() == '~' || window.back() == '\n' || window.back() == '\0';
             expected |= static_cast<std::uint64_t>(ends ? 1 : 0) << i;
         }
         EXPECT_EQ(FieldEnds::inWindow(window.data()), expected);

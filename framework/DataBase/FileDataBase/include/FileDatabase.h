@@ -122,7 +122,7 @@ private:
     static void addColumn(const char* handler, TableMetaData& metaData, std::vector<std::string>& words);
     static std::vector<std::string> newRecord(TableMetaData& metaData, const SqlText::Insert& insert,
                                               const Values& values);
-    static std::int64_t getROWID(const TableText& table, std::size_t rowidColPos, int& newRowPos);
+    static std::int64_t getROWID(TableText& table, std::size_t rowidColPos, int& newRowPos);
     static void checkPrimaryKey(TableMetaData& metaData, const TableText& table,
                                 const std::vector<std::string>& record);
     static std::vector<NewValue> parseSetList(TableMetaData& metaData, const std::vector<std::string>& pieces,

@@ -26,8 +26,7 @@ public:
     explicit Record(std::string_view line) { setLine(line); }
     explicit Record(const std::vector<std::string>& fields) : fields_(fields.begin(), fields.end()) {}
 
-    /// @param mayHoldNul false spares the search for a NUL byte in a line that is known to hold none
-    void setLine(std::string_view line, bool mayHoldNul = true);
+    void setLine(std::string_view line);
 
     /// Whether there is a field at `index`, counted from 0.
     bool has(std::size_t index) {
@@ -60,7 +59,7 @@ private:
     std::vector<std::string_view> fields_;
 };
 
-/// Walks the bytes of a text that end a field, FIELD_SEPARATOR and line feed, and looks at the text in
+/// Walks the bytes of a text that end a field, FIELD_SEPARATOR, line feed and NUL, and looks at the text in
 /// windows of kWindow bytes. What a window holds is kept from one line to the next, so no byte is looked at
 /// twice.
 class FieldEnds {
@@ -123,10 +122,7 @@ public:
     explicit RecordReader(const File& file);
 
     /// Reads `text`, which must outlive the reader.
-    explicit RecordReader(std::string_view text, bool mayHoldNul = true)
-        : unread_(text), mayHoldNul_(mayHoldNul) {
-        fieldEnds_.restart(text.data());
-    }
+    explicit RecordReader(std::string_view text) : unread_(text) { fieldEnds_.restart(text.data()); }
 
     /// Moves to the next record; false at the end, and the last record stays.
     /// Throws: as the constructor.
@@ -146,13 +142,14 @@ public:
 
     /// The record's line as a writer would store it, line feed included: the very bytes that were read when
     /// they are well-formed, otherwise the fields joined anew.
-    std::string_view stored();
+    std::string_view stored() { return isSound_ ? line_ : joined(); }
 
 private:
     bool fill();
     bool nextInOnePass();
     bool nextWithCare();
     void moveTo(std::size_t length);
+    std::string_view joined();
 
     const File* file_ = nullptr;
     std::size_t offset_ = 0;
@@ -160,9 +157,9 @@ private:
     std::size_t blockSize_ = 0;
     std::unique_ptr<char[]> block_;  // not a string, which would be filled with zeros first
     std::string_view unread_;
-    bool mayHoldNul_ = false;  // whether a NUL byte was seen, or nobody has looked
     std::string_view line_;
-    FieldEnds fieldEnds_;  // those of unread_
+    bool isSound_ = false;  // the line is known to be as a writer would store it
+    FieldEnds fieldEnds_;   // those of unread_
     Record record_;
     std::string joined_;
 };

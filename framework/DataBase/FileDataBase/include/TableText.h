@@ -25,8 +25,8 @@ struct TableVersion {
 /// The text of a table file, in memory, and how a changed version is made of it.
 ///
 /// A change writes the whole table anew: the metadata lines, then every record joined from its fields. Lines
-/// that are already in that form come out as they went in, so when isWellFormed() has said so of all records,
-/// whole runs of lines are passed on as bytes; a damaged table takes the general way, record by record.
+/// that are in that form already come out as they went in, so runs of them are passed on as bytes; a damaged
+/// line counts as one more change. As long as there is but one change, it is made in the old text.
 ///
 /// Threads: an object belongs to one statement. Throws: DatabaseException, as
 /// TableMetaData::readTableMetaData.
@@ -36,12 +36,15 @@ public:
     TableText(TableVersion version, TableMetaData& metaData);
 
     /// Stands before the first record.
-    RecordReader records() const { return RecordReader(recordText(), !wellFormed_); }
+    RecordReader records() const { return RecordReader(recordText()); }
 
-    int recordCount() const { return recordCount_; }
+    int recordCount() {
+        lookOver();
+        return recordCount_;
+    }
 
     /// Stands on the last record. Requires: recordCount() is not 0.
-    RecordReader lastRecord() const;
+    RecordReader lastRecord();
 
     /// The new version with `line` behind the last record.
     TableVersion withLineAtEnd(const std::string& line) &&;
@@ -74,20 +77,20 @@ public:
         std::string_view first_;  // what the first change replaces; null while nothing is changed
         std::string firstLine_;
         std::string text_;  // the new text, unless the change is made in place
-        const char* run_;   // start of the lines that wait to be passed on; of no use for a damaged table
+        const char* run_;   // start of the lines that wait to be passed on
     };
 
 private:
     std::string_view recordText() const { return std::string_view(text_).substr(recordsStart_); }
 
-    /// Whether the old bytes are what a new version begins with, up to its first change.
-    bool passesOn() const { return wellFormed_ && metaDataIsSound_; }
+    /// Counts the records, unless that was done before, and finds out whether all are well-formed.
+    void lookOver();
 
     std::string text_;
     std::string metaDataText_;
     bool metaDataIsSound_;
     std::size_t recordsStart_;
-    bool wellFormed_;
+    std::optional<bool> wellFormed_;  // all records; nothing as long as nobody has looked
     int recordCount_ = 0;
 };
 

@@ -481,7 +481,7 @@ std::vector<std::string> FileDatabase::newRecord(TableMetaData& metaData, const 
     return record;
 }
 
-std::int64_t FileDatabase::getROWID(const TableText& table, std::size_t rowidColPos, int& newRowPos) {
+std::int64_t FileDatabase::getROWID(TableText& table, std::size_t rowidColPos, int& newRowPos) {
     const int tableSize = table.recordCount();
     FILEDB_LOG(kLogTrace, "tableSize=%d rowidColPos=%d", tableSize, static_cast<int>(rowidColPos));
     const auto rowIdOf = [rowidColPos](const std::vector<std::string_view>& record) {

@@ -42,6 +42,10 @@ inline Bytes endsField(Bytes block) {
     return isEqual(block, FIELD_SEPARATOR) | isEqual(block, '\n');
 }
 
+inline Bytes endsFieldOrText(Bytes block) {
+    return endsField(block) | isEqual(block, '\0');
+}
+
 inline bool endsField(char c) {
     return c == FIELD_SEPARATOR || c == '\n';
 }
@@ -90,9 +94,9 @@ void Record::clear() {
     fields_.reserve(kUsualFields);
 }
 
-void Record::setLine(std::string_view line, bool mayHoldNul) {
+void Record::setLine(std::string_view line) {
     clear();
-    uncut_ = mayHoldNul ? line.substr(0, line.find('\0')) : line;
+    uncut_ = line.substr(0, line.find('\0'));
     if (!uncut_.empty()) {
         uncut_.remove_suffix(1);
     }
@@ -146,7 +150,7 @@ std::uint64_t FieldEnds::inWindow(const char* window) {
 #ifdef __SSE2__
     std::uint64_t ends = 0;
     for (std::size_t i = 0; i < kWindow; i += kBlock) {
-        const auto block = reinterpret_cast<__m128i>(endsField(load(window + i)));
+        const auto block = reinterpret_cast<__m128i>(endsFieldOrText(load(window + i)));
         ends |= static_cast<std::uint64_t>(static_cast<unsigned>(_mm_movemask_epi8(block))) << i;
     }
     return ends;
@@ -160,7 +164,7 @@ std::uint64_t FieldEnds::inWindowPortably(const char* window) {
     constexpr std::uint64_t kOnes = 0x0101010101010101;
     std::uint64_t ends = 0;
     for (std::size_t i = 0; i < kWindow; i += kBlock) {
-        const Bytes bits = endsField(load(window + i)) & kBits;
+        const Bytes bits = endsFieldOrText(load(window + i)) & kBits;
         std::uint64_t halves[2];
         std::memcpy(halves, &bits, sizeof(halves));
         // The product's highest byte is the sum of all eight: the bits side by side.
@@ -184,7 +188,6 @@ bool RecordReader::fill() {
     char* const end = std::copy(unread_.begin(), unread_.end(), block_.get());
     const std::size_t got = file_->readAt(offset_, end, blockSize_ - unread_.size());
     offset_ += got;
-    mayHoldNul_ = mayHoldNul_ || std::memchr(end, '\0', got) != nullptr;
     unread_ = std::string_view(block_.get(), unread_.size() + got);
     return got > 0;
 }
@@ -194,27 +197,34 @@ bool RecordReader::next() {
 }
 
 // Finds the line's end and cuts its fields in one pass over its bytes. False, for nextWithCare, when the line
-// may hold a NUL byte, may be longer than a line read gives, or ends too near to the end of what was read.
+// holds a NUL byte, may be longer than a line read gives, or ends too near to the end of what was read.
 bool RecordReader::nextInOnePass() {
     if (unread_.empty() && fill()) {
         fieldEnds_.restart(unread_.data());
     }
-    if (mayHoldNul_ || unread_.empty()) {
+    if (unread_.empty()) {
         return false;
     }
     const char* field = unread_.data();
     const char* const limit = field + std::min(unread_.size(), kMaxLineLength);
     record_.clear();
+    bool isSound = true;
     FieldEnds fieldEnds = fieldEnds_;  // a copy can stay in registers
     while (const char* const end = fieldEnds.next(limit)) {
         if (end != field) {
             record_.append(field, end);
+        } else {
+            isSound = false;
         }
         field = end + 1;
         if (*end == '\n') {
             fieldEnds_ = fieldEnds;
             moveTo(static_cast<std::size_t>(field - unread_.data()));
+            isSound_ = isSound;
             return true;
+        }
+        if (*end == '\0') {
+            return false;
         }
     }
     return false;
@@ -234,7 +244,8 @@ bool RecordReader::nextWithCare() {
                ? window
                : static_cast<std::size_t>(static_cast<const char*>(lineFeed) - unread_.data()) + 1);
     fieldEnds_.restart(unread_.data());
-    record_.setLine(line_, mayHoldNul_);
+    record_.setLine(line_);
+    isSound_ = false;
     return true;
 }
 
@@ -243,7 +254,7 @@ void RecordReader::moveTo(std::size_t length) {
     unread_.remove_prefix(length);
 }
 
-std::string_view RecordReader::stored() {
+std::string_view RecordReader::joined() {
     std::size_t length = std::max<std::size_t>(fields().size(), 1);  // separators and the line feed
     for (const std::string_view field : fields()) {
         length += field.size();

@@ -14,19 +14,29 @@ TableText::TableText(TableVersion version, TableMetaData& metaData) : text_(std:
     recordsStart_ = text_.size() - reader.unread().size();
     metaDataText_ = metaData.text();
     metaDataIsSound_ = text_.compare(0, recordsStart_, metaDataText_) == 0;
-    recordCount_ = version.recordCount.value_or(0);
-    wellFormed_ = version.recordCount.has_value() || isWellFormed(recordText(), recordCount_);
-    if (!wellFormed_) {
+    if (version.recordCount) {
+        wellFormed_ = true;
+        recordCount_ = *version.recordCount;
+    }
+}
+
+void TableText::lookOver() {
+    if (wellFormed_) {
+        return;
+    }
+    wellFormed_ = isWellFormed(recordText(), recordCount_);
+    if (!*wellFormed_) {
         recordCount_ = 0;
-        for (RecordReader counted = records(); counted.next();) {
+        for (RecordReader reader = records(); reader.next();) {
             ++recordCount_;
         }
     }
 }
 
-RecordReader TableText::lastRecord() const {
+RecordReader TableText::lastRecord() {
+    lookOver();
     std::string_view text = recordText();
-    if (wellFormed_) {
+    if (*wellFormed_) {
         text.remove_prefix(text.rfind('\n', text.size() - 2) + 1);
     }
     RecordReader reader(text);
@@ -36,7 +46,8 @@ RecordReader TableText::lastRecord() const {
 }
 
 TableVersion TableText::withLineAtEnd(const std::string& line) && {
-    if (!passesOn()) {
+    lookOver();
+    if (!*wellFormed_ || !metaDataIsSound_) {
         return std::move(*this).withLineBefore(recordCount_, line);
     }
     TableVersion version;
@@ -58,14 +69,14 @@ TableVersion TableText::withLineBefore(int position, const std::string& line) &&
         }
         rewriter.keep(reader);
     }
-    if (position == recordCount_) {
+    if (position == recordCount()) {
         rewriter.append(line);
     }
     return rewriter.take();
 }
 
 TableText::Rewriter::Rewriter(TableText& old) : old_(old), run_(old.recordText().data()) {
-    if (!old.passesOn()) {
+    if (!old.metaDataIsSound_) {
         startNewText();
     }
 }
@@ -78,10 +89,8 @@ void TableText::Rewriter::startNewText() {
 
 // Takes over the lines from the start of the run up to `end`, byte for byte.
 void TableText::Rewriter::passOn(const char* end) {
-    if (old_.wellFormed_) {
-        text_.append(run_, end);
-        run_ = end;
-    }
+    text_.append(run_, end);
+    run_ = end;
 }
 
 void TableText::Rewriter::insert(const RecordReader& reader, std::string_view line) {
@@ -93,8 +102,9 @@ void TableText::Rewriter::append(std::string_view line) {
 }
 
 void TableText::Rewriter::keep(RecordReader& reader) {
-    if (!old_.wellFormed_) {
-        text_ += reader.stored();
+    const std::string_view stored = reader.stored();
+    if (stored.data() != reader.line().data()) {
+        change(reader.line(), stored);
     }
 }
 
@@ -136,7 +146,7 @@ TableVersion TableText::Rewriter::take() {
         passOn(old_.text_.data() + oldSize);
     }
     TableVersion version(std::move(text_));
-    if (old_.passesOn()) {
+    if (old_.metaDataIsSound_) {
         // The lines behind the last change are where they were when the changes left the length as it was.
         version.difference = {begin, version.text.size() == oldSize ? changeEnd : std::string::npos};
     }
