@@ -257,9 +257,11 @@ void FileDatabase::createTableIfMissing(Tokenizer& words) {
 // One argument for each "?" of the raw text, also for one inside a literal.
 void FileDatabase::populateValueVec(const std::string& sql, va_list arguments, Values& values) {
     values.clear();
-    for (std::size_t mark = sql.find('?'); mark != std::string::npos; mark = sql.find('?', mark + 1)) {
-        const char* argument = va_arg(arguments, const char*);
-        values.emplace_back(argument == nullptr ? kNullWord : argument);
+    for (const char c : sql) {
+        if (c == '?') {
+            const char* argument = va_arg(arguments, const char*);
+            values.emplace_back(argument == nullptr ? kNullWord : argument);
+        }
     }
 }
 
@@ -817,19 +819,23 @@ File FileDatabase::getBackupFileName(signed char operation, OpenTable& table, co
     const std::string backupName = fileNameOf(tableName, kBackupSuffix);
     FILEDB_LOG(kLogTrace, "backupFileName:'%s' operation:%d", backupName.c_str(), operation);
     finishTornTables();
-    if (!currentFileIsBackup_) {
-        journal_->appendTable(operation, tableName);
-        pendingTables_.try_emplace(tableName, std::make_unique<PendingTable>(operation, std::move(table)));
-    }
-    PendingTable& pending = *pendingTables_.at(tableName);
-    if (operation == kDropOperation) {
-        if (currentFileIsBackup_) {
+    if (currentFileIsBackup_) {
+        PendingTable& pending = *pendingTables_.at(tableName);
+        if (operation == kDropOperation) {
             dropWorkingCopy(tableName, backupName, pending);
+            return {};
         }
+        pending.expectWrite();
+        return std::move(table.file);
+    }
+    journal_->appendTable(operation, tableName);
+    const auto entry =
+        pendingTables_.try_emplace(tableName, std::make_unique<PendingTable>(operation, std::move(table)));
+    if (operation == kDropOperation) {
         return {};
     }
-    pending.expectWrite();
-    return currentFileIsBackup_ ? std::move(table.file) : File::openForOverwrite(backupName);
+    entry.first->second->expectWrite();
+    return File::openForOverwrite(backupName);
 }
 
 // A table that this transaction changed is now dropped: its journal line says so, and its working copy goes
