@@ -386,12 +386,12 @@ bool WhereClause::firstUse(Operand& operand) {
     return first;
 }
 
-void WhereClause::Operand::take(std::string_view field) {
-    null = field == kNullWord;
+inline void WhereClause::Operand::take(std::string_view field) {
+    null = isEqual(field, kNullWord);
     value = withoutQuotes(field, scratch);
 }
 
-void WhereClause::fetch(Operand& operand, Record& record) const {
+inline void WhereClause::fetch(Operand& operand, Record& record) const {
     if (operand.kind == Operand::Kind::unknownColumn) {
         static_cast<void>(Utils::getColumnNameIndex(*operand.name, metaData_.columnNames()));
     }
