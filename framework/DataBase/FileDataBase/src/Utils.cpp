@@ -106,7 +106,7 @@ void Utils::getSplitVector(const std::string& str, unsigned int first, unsigned 
                            std::vector<std::string>& out, const std::string& separator) {
     out.clear();
     const std::string_view piece =
-        first < str.size() ? std::string_view(str).substr(first, last - first + 1U) : std::string_view();
+        std::string_view(str).substr(std::min<std::size_t>(first, str.size()), last - first + 1U);
     FILEDB_LOG(kLogTrace, "String to split:'%.*s' with Separator: '%s'", static_cast<int>(piece.size()),
                piece.data(), separator.c_str());
     if (separator.size() == 1) {
