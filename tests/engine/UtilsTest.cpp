@@ -49,6 +49,7 @@ TEST(UtilsTest, Trimming) {
     for (const auto& row : rows) {
         SCOPED_TRACE(::testing::PrintToString(row.text));
         EXPECT_EQ(Utils::trimString(row.text), row.both);
+        EXPECT_EQ(Utils::trimmed(row.text), row.both);
         EXPECT_EQ(Utils::leftTrimString(row.text), row.left);
         EXPECT_EQ(Utils::rightTrimString(row.text), row.right);
     }
@@ -82,6 +83,7 @@ TEST(UtilsTest, AddSingleQuoteEnclosesOnce) {
         std::string argument = row.text;
         EXPECT_EQ(Utils::addSingleQuote(argument), row.expected);
         EXPECT_EQ(argument, row.text);
+        EXPECT_EQ(Utils::inSingleQuotes(row.text), "'" + row.text + "'");
     }
 }
 

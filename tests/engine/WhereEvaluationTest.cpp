@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <map>
+#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -7,6 +10,7 @@
 #include "EngineTestSupport.h"
 #include "FileUtils.h"
 #include "RecordReader.h"
+#include "StringConversion.h"
 #include "TableMetaData.h"
 #include "TestSupport.h"
 #include "Tokenizer.h"
@@ -699,6 +703,138 @@ TEST_F(WhereEvaluationTest, LikePatterns) {
             EXPECT_EQ(where.operation("LIKE", type, row.value, row.pattern, false), row.expected);
         }
     }
+}
+
+TEST_F(WhereEvaluationTest, RandomPatternsMatchWhatASearchOfTheTextFinds) {
+    const auto matches = [](const std::string& value, const std::string& pattern) {
+        const std::size_t length = pattern.size();
+        const bool anyStart = length > 0 && pattern.front() == '%';
+        const bool anyEnd = length > 0 && pattern.back() == '%';
+        if (length >= 2 && anyStart && anyEnd) {
+            return value.find(pattern.substr(1, length - 2)) != std::string::npos;
+        }
+        if (anyStart) {
+            return value.substr(value.size() - std::min(value.size(), length - 1)) == pattern.substr(1);
+        }
+        return anyEnd ? value.substr(0, length - 1) == pattern.substr(0, length - 1) : value == pattern;
+    };
+    std::mt19937 random(20240609);
+    const auto text = [&random](std::size_t maxLength, const std::string& characters) {
+        std::string result;
+        for (std::size_t length = random() % (maxLength + 1); length > 0; --length) {
+            result += characters[random() % characters.size()];
+        }
+        return result;
+    };
+    int matched = 0;
+    for (int round = 0; round < 20000; ++round) {
+        const std::string value = text(8, "ab");
+        const std::string pattern = text(1, "%") + text(4, round % 4 == 0 ? "ab%" : "ab") + text(1, "%");
+        const bool expected = matches(value, pattern);
+        matched += expected ? 1 : 0;
+        EXPECT_EQ(where.likeOperater(value, pattern), expected ? 1 : 0) << value << " LIKE " << pattern;
+    }
+    EXPECT_GT(matched, 1000);
+}
+
+TEST_F(WhereEvaluationTest, RandomIntegersCompareAsThePlatformConvertsThem) {
+    std::mt19937 random(20240610);
+    const std::string characters = "0012345678999999-+ x";
+    const auto number = [&] {
+        std::string text;
+        const std::size_t kinds = random() % 3 == 0 ? characters.size() : characters.size() - 4;
+        for (std::size_t length = random() % 24; length > 0; --length) {
+            text += characters[random() % kinds];
+        }
+        return text;
+    };
+    for (int round = 0; round < 5000; ++round) {
+        const std::string left = number();
+        const std::string right = round % 4 == 0 ? "0" + left : number();
+        SCOPED_TRACE("[" + left + "] and [" + right + "]");
+        const auto leftValue = Platform::StringConversion::stringTouint64(left);
+        const auto rightValue = Platform::StringConversion::stringTouint64(right);
+        EXPECT_EQ(where.lessThanOperater(kInteger, left, right), leftValue < rightValue ? 1 : 0);
+        EXPECT_EQ(where.notEqualOperater(kInteger, left, right), leftValue != rightValue ? 1 : 0);
+        EXPECT_EQ(where.operation("AND", kInteger, left, right, false),
+                  leftValue != 0 && rightValue != 0 ? 1 : 0);
+    }
+}
+
+// A condition is resolved once and then computed for each record. Running through its postfix list word by
+// word, with a stack of texts, must give the same.
+TEST_F(WhereEvaluationTest, RandomConditionsGiveWhatAStackOfTextsGives) {
+    const auto onAStack = [](WhereClause& clause, Words& fields) -> std::string {
+        Words stack;
+        for (const std::string& word : clause.postfix()) {
+            int precedence = 0;
+            if (!clause.isOperatorAndprecedence(word, precedence)) {
+                stack.push_back(word);
+                continue;
+            }
+            if (stack.size() < 2) {
+                return kTooFewOperands;
+            }
+            bool null = false;
+            bool rightIsColumn = false;
+            bool leftIsColumn = false;
+            std::string right;
+            std::string left;
+            const auto rightType =
+                clause.getOperandValueType(stack.back(), right, null, fields, rightIsColumn);
+            stack.pop_back();
+            const auto leftType = clause.getOperandValueType(stack.back(), left, null, fields, leftIsColumn);
+            stack.pop_back();
+            const auto type = rightIsColumn == leftIsColumn ? std::max(rightType, leftType)
+                              : rightIsColumn               ? rightType
+                                                            : leftType;
+            stack.push_back(std::to_string(clause.operation(word, type, left, right, null)));
+        }
+        if (stack.size() != 1) {
+            return kWrongClause;
+        }
+        return stack.front() != "0" ? "holds" : "holds not";
+    };
+
+    std::mt19937 random(20240611);
+    const Words operands = {"id",   "price", "name", "ROWID", "'it''s'", "'abc'", "'%b%'",
+                            "'a%'", "10",    "2.5",  "7",     "1",       "0",     "colour"};
+    const Words operators = {"=", "!=", ">", "<", ">=", "<=", "LIKE", "AND", "OR", "AND", "OR", "+", "NOT"};
+    const std::vector<Words> records = {record,
+                                        nulls,
+                                        {"7", "10", "'it''s'", "10"},
+                                        {"0", "2.50", "'7'", "1"},
+                                        {"10", "2.5", "'xby'"},
+                                        {"1", "7", "''''", "2"}};
+    std::map<std::string, int> outcomes;
+    for (int round = 0; round < 4000; ++round) {
+        Words condition;
+        const std::size_t length = 1 + random() % 11;
+        while (condition.size() < length) {
+            const bool isOutOfTurn = random() % 32 == 0;
+            const bool isOperator = (condition.size() % 2 == 1) != isOutOfTurn;
+            const Words& words = isOperator ? operators : operands;
+            condition.push_back(words[random() % words.size()]);
+        }
+        WhereClause clause(table.metaData);
+        clause.InfixToPostFix(condition);
+        for (const Words& stored : records) {
+            SCOPED_TRACE(FileUtils::recordLine(condition) + FileUtils::recordLine(stored));
+            Words fields = stored;
+            std::string expected;
+            const std::string expectedError = raisedBy([&] { expected = onAStack(clause, fields); });
+            std::string actual;
+            const std::string error =
+                raisedBy([&] { actual = clause.evaluate(fields) ? "holds" : "holds not"; });
+            const std::string outcome = error == kNothing ? actual : error;
+            EXPECT_EQ(outcome, expectedError == kNothing ? expected : expectedError);
+            ++outcomes[outcome];
+        }
+    }
+    // Both answers, and each of the four errors.
+    EXPECT_EQ(outcomes.size(), 6U);
+    EXPECT_GT(outcomes["holds"], 500);
+    EXPECT_GT(outcomes["holds not"], 500);
 }
 
 // ---- primary keys

@@ -37,8 +37,8 @@ public:
 private:
     friend class FileDatabase;
 
-    /// The query fills a result in this order: all labels; for each row startRow() with about the length of
-    /// all cells that are to come, the cells and rowFinished().
+    /// The query fills a result in this order: reserve() and all labels; for each row startRow() with about
+    /// the length of all cells that are still to come, the cells and rowFinished().
     void reserve(std::size_t labels);
     void addLabel(std::string label);
     void startRow(std::size_t size);

@@ -10,9 +10,9 @@ namespace Kalt::Vemo::Core::Database::Filedb {
 
 class File;
 
-/// The fields of one line, as it was read; they are cut as far as somebody asks for them. The line ends at
-/// its first NUL byte; its last character, meant to be the line feed, is dropped whatever it is; what is left
-/// is cut at FIELD_SEPARATOR, and empty pieces vanish.
+/// The fields of one line, as it was read; setLine() cuts them as far as somebody asks for them. The line
+/// ends at its first NUL byte; its last character, meant to be the line feed, is dropped whatever it is; what
+/// is left is cut at FIELD_SEPARATOR, and empty pieces vanish.
 ///
 ///     "1~'a'\n"     1  'a'
 ///     "x~~y~\n"     x  y

@@ -1,5 +1,6 @@
 #include "FileDatabase.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -257,6 +258,7 @@ void FileDatabase::createTableIfMissing(Tokenizer& words) {
 // One argument for each "?" of the raw text, also for one inside a literal.
 void FileDatabase::populateValueVec(const std::string& sql, va_list arguments, Values& values) {
     values.clear();
+    values.reserve(static_cast<std::size_t>(std::count(sql.begin(), sql.end(), '?')));
     for (const char c : sql) {
         if (c == '?') {
             const char* argument = va_arg(arguments, const char*);

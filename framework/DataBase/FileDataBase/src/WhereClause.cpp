@@ -34,6 +34,12 @@ constexpr unsigned char kReal = kRealFlag;
 constexpr unsigned char kText = kTextFlag;
 constexpr unsigned char kNoType = 0xFF;  // the table file gives the column no flag number
 
+// Views, whose lengths are compared before their bytes.
+constexpr std::string_view kOpeningBracket = "(";
+constexpr std::string_view kClosingBracket = ")";
+constexpr std::string_view kPlaceholder = "?";
+constexpr std::string_view kQuotedPlaceholder = "'?'";
+
 // Longer words are operands, and need no look into the tables.
 constexpr std::size_t kLongestOperator = 4;
 constexpr std::size_t kLongestRefusedOperator = 9;
@@ -163,8 +169,8 @@ void WhereClause::parseWhereClause(const std::string& statement, unsigned int fi
     std::vector<std::string> tokens = Tokenizer(statement.substr(first), WHITESPACE).split(kAllTokens);
     std::size_t next = valueIndex;
     for (std::string& token : tokens) {
-        const bool isQuoted = token == "'?'";
-        if (!isQuoted && token != "?") {
+        const bool isQuoted = token == kQuotedPlaceholder;
+        if (!isQuoted && token != kPlaceholder) {
             continue;
         }
         if (next >= values.size()) {
@@ -195,16 +201,17 @@ void WhereClause::appendPostfix(std::vector<std::string> tokens) {
 
     for (std::string& token : tokens) {
         int precedence = 0;
-        if (token == "(") {
+        if (token == kOpeningBracket) {
             stack.push_back(std::move(token));
-        } else if (token == ")") {
+        } else if (token == kClosingBracket) {
             closeBracket(stack);
         } else if (isOperatorAndprecedence(token, precedence)) {
             // The counter rises while the stack shrinks: at most half of the entries, rounded up, are popped.
             // That is why a = 1 AND b = 2 OR c = 3 groups as a = 1 AND ( b = 2 OR c = 3 ).
             for (std::size_t popped = 0; popped < stack.size(); ++popped) {
                 int top = 0;
-                if (stack.back() == "(" || !isOperatorAndprecedence(stack.back(), top) || top < precedence) {
+                if (stack.back() == kOpeningBracket || !isOperatorAndprecedence(stack.back(), top) ||
+                    top < precedence) {
                     break;
                 }
                 popToPostfix();
@@ -216,7 +223,7 @@ void WhereClause::appendPostfix(std::vector<std::string> tokens) {
     }
 
     while (!stack.empty()) {
-        if (stack.back() == "(") {
+        if (stack.back() == kOpeningBracket) {
             throw DatabaseException("InfixToPostFix", __LINE__,
                                     "DB Syntax Error: Stack contains the '(' bracket at end..')'");
         }
@@ -233,7 +240,7 @@ void WhereClause::closeBracket(std::vector<std::string>& stack) {
     std::size_t moved = 0;
     bool opened = false;
     while (!stack.empty() && !opened) {
-        opened = stack.back() == "(";
+        opened = stack.back() == kOpeningBracket;
         if (!opened) {
             postfix_.push_back(std::move(stack.back()));
             ++moved;
@@ -386,12 +393,12 @@ bool WhereClause::firstUse(Operand& operand) {
     return first;
 }
 
-void WhereClause::Operand::take(std::string_view field) {
-    null = field == kNullWord;
+inline void WhereClause::Operand::take(std::string_view field) {
+    null = isEqual(field, kNullWord);
     value = withoutQuotes(field, scratch);
 }
 
-void WhereClause::fetch(Operand& operand, Record& record) const {
+inline void WhereClause::fetch(Operand& operand, Record& record) const {
     if (operand.kind == Operand::Kind::unknownColumn) {
         static_cast<void>(Utils::getColumnNameIndex(*operand.name, metaData_.columnNames()));
     }
