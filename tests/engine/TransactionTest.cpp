@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <atomic>
 #include <chrono>
@@ -321,6 +322,28 @@ TEST_F(TransactionTest, ManyChangesInOneTransactionLeaveTheTableAsTheyWouldOneBy
             commit();
             EXPECT_EQ(table("t"), oneByOne);
         }
+    }
+}
+
+TEST_F(TransactionTest, ATransactionMayChangeMoreTablesThanTheProcessMayHaveOpen) {
+    constexpr int kTables = 100;
+    for (int i = 0; i < kTables; ++i) {
+        run("CREATE TABLE t" + std::to_string(i) + " (a INTEGER);");
+    }
+    rlimit old{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &old), 0);
+    rlimit few = old;
+    few.rlim_cur = 64;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    begin();
+    for (int i = 0; i < kTables; ++i) {
+        insert("t" + std::to_string(i), "1");
+        insert("t" + std::to_string(i), "2");
+    }
+    commit();
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &old), 0);
+    for (int i = 0; i < kTables; ++i) {
+        EXPECT_EQ(table("t" + std::to_string(i)), tableOf({1, 2}));
     }
 }
 

@@ -52,6 +52,9 @@ constexpr const char* kHeadDelimiter = "( \t\n\v\f\r";
 constexpr int kHeadWords = 3;
 constexpr int kAllWords = 65000;
 
+// So many tables of a transaction stay open: a transaction may change more than a process may have open.
+constexpr std::size_t kMostOpenTables = 16;
+
 constexpr const char* kShortRecord = "DB Error: Record has fewer fields than Table Definition";
 constexpr const char* kRowIdNamed = "DB Error: Table special column names ROWID is not allowed for Updation";
 constexpr const char* kMissingTable = "DB Error: No such Table...(%s)";
@@ -831,6 +834,9 @@ File FileDatabase::getBackupFileName(signed char operation, OpenTable& table, co
         return std::move(table.file);
     }
     journal_->appendTable(operation, tableName);
+    if (pendingTables_.size() >= kMostOpenTables) {
+        table = {};
+    }
     const auto entry =
         pendingTables_.try_emplace(tableName, std::make_unique<PendingTable>(operation, std::move(table)));
     if (operation == kDropOperation) {
