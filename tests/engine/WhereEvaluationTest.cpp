@@ -751,7 +751,7 @@ TEST_F(WhereEvaluationTest, RandomIntegersCompareAsThePlatformConvertsThem) {
     for (int round = 0; round < 5000; ++round) {
         const std::string left = number();
         const std::string right = round % 4 == 0 ? "0" + left : number();
-        SCOPED_TRACE("[" + left + "] and [" + right + "]");
+        SCOPED_TRACE(::testing::Message() << "[" << left << "] and [" << right << "]");
         const auto leftValue = Platform::StringConversion::stringTouint64(left);
         const auto rightValue = Platform::StringConversion::stringTouint64(right);
         EXPECT_EQ(where.lessThanOperater(kInteger, left, right), leftValue < rightValue ? 1 : 0);

@@ -261,12 +261,11 @@ void FileDatabase::createTableIfMissing(Tokenizer& words) {
 // One argument for each "?" of the raw text, also for one inside a literal.
 void FileDatabase::populateValueVec(const std::string& sql, va_list arguments, Values& values) {
     values.clear();
-    values.reserve(static_cast<std::size_t>(std::count(sql.begin(), sql.end(), '?')));
-    for (const char c : sql) {
-        if (c == '?') {
-            const char* argument = va_arg(arguments, const char*);
-            values.emplace_back(argument == nullptr ? kNullWord : argument);
-        }
+    const auto count = static_cast<std::size_t>(std::count(sql.begin(), sql.end(), '?'));
+    values.reserve(count);
+    while (values.size() < count) {
+        const char* argument = va_arg(arguments, const char*);
+        values.emplace_back(argument == nullptr ? kNullWord : argument);
     }
 }
 
