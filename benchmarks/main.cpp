@@ -5,6 +5,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "LogSink.h"
 #include "Operations.h"
@@ -58,16 +59,18 @@ void tryOperations(Subject& subject, const std::string& engine, int rows) {
     Kalt::Vemo::Log::setLogSink([](const Kalt::Vemo::Log::LogMessage&) {}, kNothing);
 }
 
-// Stores live only while benchmarks of their engine, medium and size follow each other.
+// Stores live only while benchmarks of their medium and size follow each other.
 Subject& subjectFor(const std::string& engine, Medium medium, int rows) {
-    static std::string key;
-    static std::unique_ptr<Subject> subject;
-    const std::string wanted = engine + std::to_string(static_cast<int>(medium)) + "/" + std::to_string(rows);
-    if (key != wanted) {
-        subject.reset();
+    static std::pair<Medium, int> place;
+    static std::map<std::string, std::unique_ptr<Subject>> subjects;
+    if (place != std::pair(medium, rows)) {
+        subjects.clear();
+        place = {medium, rows};
+    }
+    std::unique_ptr<Subject>& subject = subjects[engine];
+    if (subject == nullptr) {
         subject = makeSubject(engine, medium, rows);
         tryOperations(*subject, engine, rows);
-        key = wanted;
     }
     return *subject;
 }
@@ -80,12 +83,13 @@ void measure(benchmark::State& state, const Operation& operation, const std::str
     }
 }
 
+// The engines take turns at each operation, so that whatever else the machine does meets them alike.
 void registerAll() {
     const std::map<std::string, Medium> media = {{"memory", Medium::memory}, {"disk", Medium::disk}};
     for (const auto& [mediumName, medium] : media) {
         for (const int rows : kSizes) {
-            for (const std::string engine : {"file", "sqlite-off", "sqlite-full"}) {
-                for (const Operation& operation : operations()) {
+            for (const Operation& operation : operations()) {
+                for (const std::string engine : {"file", "sqlite-off", "sqlite-full"}) {
                     const bool wantsFull = operation.changes && medium == Medium::disk;
                     if (engine != "file" &&
                         (!operation.onSqlite || (engine == "sqlite-full" && !wantsFull))) {
