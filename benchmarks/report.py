@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
 """Makes tables and a picture of what vemo_bench measured.
 
-    report.py RESULT.json COMMIT TABLE.md PICTURE.svg
+    report.py COMMIT TABLE.md PICTURE.svg RESULT.json...
 
-Every figure is the median of the repetitions in RESULT.json, and every ratio compares two medians of the same run.
+Every figure is the median of the repetitions in its RESULT.json, and every ratio compares two medians of the same one.
 """
 
 import json
+import os
 import sys
 
 import matplotlib
@@ -52,9 +53,8 @@ def table(times, operations, medium, engine):
     return "\n".join(lines)
 
 
-def write_tables(path, result, commit, times):
+def write_tables(path, context, commit, times):
     operations = list(dict.fromkeys(key[0] for key in times))
-    context = result["context"]
     with open(path, "w", encoding="utf-8") as out:
         out.write(f"Measured {context['date'][:10]} at commit {commit} on {context['num_cpus']} cores of "
                   f"{context['mhz_per_cpu']} MHz, release build. Each cell: our time as a ratio of SQLite's, and in "
@@ -84,13 +84,18 @@ def draw(path, times):
 
 
 def main():
-    if len(sys.argv) != 5:
+    if len(sys.argv) < 5:
         sys.exit(__doc__)
-    source, commit, table_path, picture_path = sys.argv[1:]
-    with open(source, encoding="utf-8") as file:
-        result = json.load(file)
-    times = medians(result)
-    write_tables(table_path, result, commit, times)
+    commit, table_path, picture_path, *sources = sys.argv[1:]
+    times = {}
+    for source in sources:
+        if os.path.getsize(source) > 0:  # nothing was written where no benchmark had the wanted name
+            with open(source, encoding="utf-8") as file:
+                result = json.load(file)
+            times.update(medians(result))
+    if not times:
+        sys.exit("no benchmark has such a name; vemo_bench --benchmark_list_tests=true lists them")
+    write_tables(table_path, result["context"], commit, times)
     draw(picture_path, times)
 
 
