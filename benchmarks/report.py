@@ -22,9 +22,9 @@ PICTURED = ("save", "update", "delete", "find by resource", "find by three resou
 
 
 def medians(result):
-    """{(operation, engine, medium, rows): microseconds}"""
+    """{(operation, engine, medium, rows): microseconds}, in the order in which the program knows its operations"""
     times = {}
-    for entry in result["benchmarks"]:
+    for entry in sorted(result["benchmarks"], key=lambda entry: entry["family_index"]):
         if entry.get("aggregate_name") == "median":
             name = entry["run_name"].removesuffix("/manual_time")
             operation, engine, medium, rows = name.rsplit("/", 3)

@@ -51,6 +51,9 @@ public:
     /// The three metadata lines.
     std::string text() const;
 
+    /// Whether the lines that a RecordReader gave last are the very text().
+    bool wasSound() const { return wasSound_; }
+
     /// Whether the primary key is one INTEGER column, which then stands in for the ROWID.
     /// Throws: as readTableMetaData.
     bool isAliasPrimaryKey();
@@ -109,6 +112,7 @@ private:
 
     FileUtils* fileUtils_;
     bool aliasPrimaryKey_ = false;
+    bool wasSound_ = false;
     std::vector<std::string> columnNames_;
     std::vector<std::string> columnFlags_;
     std::vector<std::string> primaryKeyColumns_;

@@ -18,8 +18,9 @@ struct TableVersion {
     explicit TableVersion(std::string content) : text(std::move(content)) {}
 
     std::string text;
-    Difference difference;           ///< to the version that it was made of
-    std::optional<int> recordCount;  ///< when all records are known to be well-formed
+    Difference difference;       ///< to the version that it was made of
+    std::size_t soundBytes = 0;  ///< how much of its start holds nothing but well-formed records, if known
+    int soundRecords = 0;        ///< how many those are
 };
 
 /// The text of a table file, in memory, and how a changed version is made of it.
@@ -86,12 +87,12 @@ private:
     /// Counts the records, unless that was done before, and finds out whether all are well-formed.
     void lookOver();
 
+    const TableMetaData& metaData_;
     std::string text_;
-    std::string metaDataText_;
-    bool metaDataIsSound_;
     std::size_t recordsStart_;
+    std::size_t soundBytes_;
     std::optional<bool> wellFormed_;  // all records; nothing as long as nobody has looked
-    int recordCount_ = 0;
+    int recordCount_;
 };
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

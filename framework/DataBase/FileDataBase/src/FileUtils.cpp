@@ -185,8 +185,11 @@ bool TableMetaData::readTableMetaData(FILE* stream) {
 }
 
 bool TableMetaData::readTableMetaData(RecordReader& reader) {
+    wasSound_ = true;
     for (std::vector<std::string>* line : {&columnNames_, &columnFlags_, &primaryKeyColumns_}) {
-        if (reader.next()) {
+        const bool found = reader.next();
+        wasSound_ = wasSound_ && found && reader.stored().data() == reader.line().data();
+        if (found) {
             line->assign(reader.fields().begin(), reader.fields().end());
         }
     }

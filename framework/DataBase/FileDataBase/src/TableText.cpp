@@ -1,6 +1,7 @@
 #include "TableText.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "FileUtils.h"
@@ -8,23 +9,35 @@
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
-TableText::TableText(TableVersion version, TableMetaData& metaData) : text_(std::move(version.text)) {
+namespace {
+
+// Requires: the text ends with a line feed.
+std::size_t startOfLastLine(std::string_view text) {
+    const void* const lineFeed = memrchr(text.data(), '\n', text.size() - 1);
+    return lineFeed == nullptr
+               ? 0
+               : static_cast<std::size_t>(static_cast<const char*>(lineFeed) - text.data()) + 1;
+}
+
+}  // namespace
+
+TableText::TableText(TableVersion version, TableMetaData& metaData)
+    : metaData_(metaData),
+      text_(std::move(version.text)),
+      soundBytes_(version.soundBytes),
+      recordCount_(version.soundRecords) {
     RecordReader reader{std::string_view(text_)};
     metaData.readTableMetaData(reader);
     recordsStart_ = text_.size() - reader.unread().size();
-    metaDataText_ = metaData.text();
-    metaDataIsSound_ = text_.compare(0, recordsStart_, metaDataText_) == 0;
-    if (version.recordCount) {
-        wellFormed_ = true;
-        recordCount_ = *version.recordCount;
-    }
 }
 
 void TableText::lookOver() {
     if (wellFormed_) {
         return;
     }
-    wellFormed_ = isWellFormed(recordText(), recordCount_);
+    int found = 0;
+    wellFormed_ = isWellFormed(std::string_view(text_).substr(std::max(soundBytes_, recordsStart_)), found);
+    recordCount_ += found;
     if (!*wellFormed_) {
         recordCount_ = 0;
         for (RecordReader reader = records(); reader.next();) {
@@ -37,7 +50,7 @@ RecordReader TableText::lastRecord() {
     lookOver();
     std::string_view text = recordText();
     if (*wellFormed_) {
-        text.remove_prefix(text.rfind('\n', text.size() - 2) + 1);
+        text.remove_prefix(startOfLastLine(text));
     }
     RecordReader reader(text);
     while (reader.next()) {
@@ -47,15 +60,13 @@ RecordReader TableText::lastRecord() {
 
 TableVersion TableText::withLineAtEnd(const std::string& line) && {
     lookOver();
-    if (!*wellFormed_ || !metaDataIsSound_) {
+    if (!*wellFormed_ || !metaData_.wasSound()) {
         return std::move(*this).withLineBefore(recordCount_, line);
     }
     TableVersion version;
     version.difference.begin = text_.size();
-    int lines = 0;
-    if (isWellFormed(line, lines)) {
-        version.recordCount = recordCount_ + lines;
-    }
+    version.soundBytes = text_.size();
+    version.soundRecords = recordCount_;
     version.text = std::move(text_ += line);
     return version;
 }
@@ -76,7 +87,7 @@ TableVersion TableText::withLineBefore(int position, const std::string& line) &&
 }
 
 TableText::Rewriter::Rewriter(TableText& old) : old_(old), run_(old.recordText().data()) {
-    if (!old.metaDataIsSound_) {
+    if (!old.metaData_.wasSound()) {
         startNewText();
     }
 }
@@ -84,7 +95,7 @@ TableText::Rewriter::Rewriter(TableText& old) : old_(old), run_(old.recordText()
 void TableText::Rewriter::startNewText() {
     inPlace_ = false;
     text_.reserve(old_.text_.size() + kMaxLineLength);
-    text_ = old_.metaDataText_;
+    text_ += old_.metaData_.text();
 }
 
 // Takes over the lines from the start of the run up to `end`, byte for byte.
@@ -146,7 +157,7 @@ TableVersion TableText::Rewriter::take() {
         passOn(old_.text_.data() + oldSize);
     }
     TableVersion version(std::move(text_));
-    if (old_.metaDataIsSound_) {
+    if (old_.metaData_.wasSound()) {
         // The lines behind the last change are where they were when the changes left the length as it was.
         version.difference = {begin, version.text.size() == oldSize ? changeEnd : std::string::npos};
     }
