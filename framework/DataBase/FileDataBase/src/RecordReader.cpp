@@ -17,6 +17,9 @@ namespace {
 constexpr std::size_t kBlockSize = 65536;
 static_assert(kBlockSize > kMaxLineLength, "a block must hold a whole line");
 
+// How a block is handed from function to function depends on the processor. It never leaves this file.
+#pragma GCC diagnostic ignored "-Wpsabi"
+
 // A block of bytes that is looked at in one go, and what a comparison makes of it: 0xFF for yes, 0 for no.
 using Bytes = unsigned char __attribute__((vector_size(16)));
 constexpr std::size_t kBlock = sizeof(Bytes);
