@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "Text.h"
+
 namespace Kalt::Vemo::Core::Database {
 class DatabaseException;
 }
@@ -51,7 +53,7 @@ struct Difference {
 /// Threads: as for the descriptor beneath. Throws: DatabaseException, where a function says so.
 ///
 ///     File file = File::openExisting(name, false);
-///     if (file) { use(file.readWhole()); }
+///     if (file) { use(file.readWhole().view()); }
 class File {
 public:
     /// No file.
@@ -103,10 +105,10 @@ public:
     FileIdentity identity() const;
 
     /// Throws: as identity.
-    std::string readWhole() const { return readWhole(identity()); }
+    Text readWhole() const { return readWhole(identity()); }
 
     /// The same, of a file whose identity is known: spares asking for it.
-    std::string readWhole(const FileIdentity& identity) const;
+    Text readWhole(const FileIdentity& identity) const;
 
     /// Reads up to `size` bytes at `offset`; 0 at the end of the file. Throws: as identity.
     std::size_t readAt(std::size_t offset, char* buffer, std::size_t size) const;

@@ -7,6 +7,7 @@
 
 #include "File.h"
 #include "RecordReader.h"
+#include "Text.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
@@ -15,9 +16,9 @@ class TableMetaData;
 /// The whole text of a table file, and what is known of it.
 struct TableVersion {
     TableVersion() = default;
-    explicit TableVersion(std::string content) : text(std::move(content)) {}
+    explicit TableVersion(Text content) : text(std::move(content)) {}
 
-    std::string text;
+    Text text;
     Difference difference;       ///< to the version that it was made of
     std::size_t soundBytes = 0;  ///< how much of its start holds nothing but well-formed records, if known
     int soundRecords = 0;        ///< how many those are
@@ -77,18 +78,18 @@ public:
         bool inPlace_ = true;     // there is at most one change, which can be made in the old text
         std::string_view first_;  // what the first change replaces; null while nothing is changed
         std::string firstLine_;
-        std::string text_;  // the new text, unless the change is made in place
-        const char* run_;   // start of the lines that wait to be passed on
+        Text text_;        // the new text, unless the change is made in place
+        const char* run_;  // start of the lines that wait to be passed on
     };
 
 private:
-    std::string_view recordText() const { return std::string_view(text_).substr(recordsStart_); }
+    std::string_view recordText() const { return text_.view().substr(recordsStart_); }
 
     /// Counts the records, unless that was done before, and finds out whether all are well-formed.
     void lookOver();
 
     const TableMetaData& metaData_;
-    std::string text_;
+    Text text_;
     std::size_t recordsStart_;
     std::size_t soundBytes_;
     std::optional<bool> wellFormed_;  // all records; nothing as long as nobody has looked

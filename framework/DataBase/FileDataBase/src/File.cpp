@@ -19,8 +19,6 @@ namespace {
 
 constexpr const char* kLogTag = "FileResultTable";
 
-constexpr std::size_t kReadSize = 65536;
-
 DatabaseException readError() {
     return {"getNextRecordFromTableFile", __LINE__, "DB Error: Error occurred during file reading"};
 }
@@ -126,22 +124,19 @@ FileIdentity File::identity() const {
     return identityFrom(status);
 }
 
-std::string File::readWhole(const FileIdentity& identity) const {
-    const auto length = static_cast<std::size_t>(identity.size);
-    std::string text;
-    text.reserve(length + 1 + kMaxLineLength);  // a record that is added to the text finds room
+Text File::readWhole(const FileIdentity& identity) const {
+    Text text;
+    // One byte more than the file has: the read that comes back short has found the end. And a record that is
+    // added to the text finds room.
+    text.reserve(static_cast<std::size_t>(identity.size) + 1 + kMaxLineLength);
     for (;;) {
-        const std::size_t size = text.size();
-        // One byte more than the file has: the read that comes back short has found the end. A piece at a
-        // time, because a string is filled with zeros first, and those are overwritten while they are in the
-        // cache.
-        const std::size_t room = size > length ? kReadSize : std::min(length - size + 1, kReadSize);
-        text.resize(size + room);
-        const std::size_t got = readAt(size, text.data() + size, room);
-        text.resize(size + got);
+        const std::size_t room = text.room();
+        const std::size_t got = readAt(text.size(), text.end(), room);
+        text.extend(got);
         if (got < room) {
             return text;
         }
+        text.reserve(2 * text.size());  // the file has grown meanwhile
     }
 }
 

@@ -377,7 +377,7 @@ int FileDatabase::createTable(const std::string& tableName, const std::string& r
         if (!metaData.isAliasPrimaryKey()) {
             metaData.appendColumn(kRowIdColumn, kIntegerFlag);
         }
-        changeTable(kCreateOperation, tableName, {}, TableVersion(metaData.text()));
+        changeTable(kCreateOperation, tableName, {}, TableVersion(Text(metaData.text())));
         return 0;
     });
 }

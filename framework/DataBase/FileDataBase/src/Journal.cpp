@@ -43,8 +43,8 @@ void Journal::close() {
 }
 
 bool Journal::read(const std::function<void(signed char operation, const std::string& table)>& report) {
-    const std::string text = requireFile().readWhole();
-    RecordReader records{std::string_view(text)};
+    const Text text = requireFile().readWhole();
+    RecordReader records(text.view());
     bool found = false;
     bool stateLine = true;
     while (records.next()) {
@@ -75,8 +75,8 @@ void Journal::appendTable(signed char operation, const std::string& table) {
 }
 
 void Journal::markDropped(const std::string& table) {
-    const std::string text = requireFile().readWhole();
-    RecordReader records{std::string_view(text)};
+    const Text text = requireFile().readWhole();
+    RecordReader records(text.view());
     for (bool isStateLine = true; records.next(); isStateLine = false) {
         const std::vector<std::string_view>& fields = records.fields();
         if (!isStateLine && fields.size() > 1 && fields[1] == table) {

@@ -26,7 +26,7 @@ TableVersion PendingTable::take(const OpenTable& table) {
 
 void PendingTable::write(File copy, const Difference& difference, TableVersion version) {
     version_ = std::move(version);
-    copy_ = copy.overwrite(version_.text, difference);
+    copy_ = copy.overwrite(version_.text.view(), difference);
     copy.close();
     difference_ = difference_.with(version_.difference);
     whole_ = true;
@@ -50,11 +50,11 @@ void PendingTable::copyFromMemory(const std::string& tableName) {
     if (FileIdentity::of(tableName) == original.identity) {
         File::logUse(tableName, "r+");
         torn_ = true;
-        original.file.overwrite(version_.text, difference_, original.identity);
+        original.file.overwrite(version_.text.view(), difference_, original.identity);
     } else {
         original.file = File::openForOverwrite(tableName);
         torn_ = true;
-        original.file.overwrite(version_.text);
+        original.file.overwrite(version_.text.view());
     }
     FileUtils::logEndOfCopy();
     original.file.close();

@@ -26,7 +26,7 @@ TableText::TableText(TableVersion version, TableMetaData& metaData)
       text_(std::move(version.text)),
       soundBytes_(version.soundBytes),
       recordCount_(version.soundRecords) {
-    RecordReader reader{std::string_view(text_)};
+    RecordReader reader(text_.view());
     metaData.readTableMetaData(reader);
     recordsStart_ = text_.size() - reader.unread().size();
 }
@@ -36,7 +36,7 @@ void TableText::lookOver() {
         return;
     }
     int found = 0;
-    wellFormed_ = isWellFormed(std::string_view(text_).substr(std::max(soundBytes_, recordsStart_)), found);
+    wellFormed_ = isWellFormed(text_.view().substr(std::max(soundBytes_, recordsStart_)), found);
     recordCount_ += found;
     if (!*wellFormed_) {
         recordCount_ = 0;
@@ -67,7 +67,8 @@ TableVersion TableText::withLineAtEnd(const std::string& line) && {
     version.difference.begin = text_.size();
     version.soundBytes = text_.size();
     version.soundRecords = recordCount_;
-    version.text = std::move(text_ += line);
+    text_.append(line);
+    version.text = std::move(text_);
     return version;
 }
 
@@ -95,12 +96,12 @@ TableText::Rewriter::Rewriter(TableText& old) : old_(old), run_(old.recordText()
 void TableText::Rewriter::startNewText() {
     inPlace_ = false;
     text_.reserve(old_.text_.size() + kMaxLineLength);
-    text_ += old_.metaData_.text();
+    text_.append(old_.metaData_.text());
 }
 
 // Takes over the lines from the start of the run up to `end`, byte for byte.
 void TableText::Rewriter::passOn(const char* end) {
-    text_.append(run_, end);
+    text_.append({run_, static_cast<std::size_t>(end - run_)});
     run_ = end;
 }
 
@@ -109,7 +110,7 @@ void TableText::Rewriter::insert(const RecordReader& reader, std::string_view li
 }
 
 void TableText::Rewriter::append(std::string_view line) {
-    change(std::string_view(old_.text_).substr(old_.text_.size()), line);
+    change(old_.text_.view().substr(old_.text_.size()), line);
 }
 
 void TableText::Rewriter::keep(RecordReader& reader) {
@@ -139,7 +140,7 @@ void TableText::Rewriter::change(std::string_view old, std::string_view line) {
 
 void TableText::Rewriter::put(std::string_view old, std::string_view line) {
     passOn(old.data());
-    text_ += line;
+    text_.append(line);
     run_ = old.data() + old.size();
 }
 

@@ -1,0 +1,60 @@
+#include "Text.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+Text& Text::operator=(Text&& other) noexcept {
+    Text taken(std::move(other));
+    swap(taken);
+    return *this;
+}
+
+void Text::swap(Text& other) noexcept {
+    std::swap(bytes_, other.bytes_);
+    std::swap(size_, other.size_);
+    std::swap(capacity_, other.capacity_);
+}
+
+void Text::reserve(std::size_t size) {
+    if (size <= capacity_) {
+        return;
+    }
+    std::unique_ptr<char[]> bytes(new char[size]);
+    std::copy_n(bytes_.get(), size_, bytes.get());
+    bytes_ = std::move(bytes);
+    capacity_ = size;
+}
+
+// Room that runs out is doubled, so that many small additions move the text only now and then.
+void Text::makeRoom(std::size_t more) {
+    if (more > room()) {
+        reserve(std::max(size_ + more, 2 * capacity_));
+    }
+}
+
+void Text::append(std::string_view more) {
+    makeRoom(more.size());
+    std::copy(more.begin(), more.end(), end());
+    size_ += more.size();
+}
+
+void Text::replace(std::size_t position, std::size_t length, std::string_view other) {
+    if (other.size() > length) {
+        makeRoom(other.size() - length);
+    }
+    char* const place = bytes_.get() + position;
+    const char* const rest = place + length;
+    char* const newRest = place + other.size();
+    if (newRest <= rest) {
+        std::copy(rest, static_cast<const char*>(end()), newRest);
+    } else {
+        std::copy_backward(rest, static_cast<const char*>(end()), newRest + (end() - rest));
+    }
+    std::copy(other.begin(), other.end(), place);
+    size_ += other.size();
+    size_ -= length;
+}
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb
