@@ -11,7 +11,8 @@ namespace Kalt::Vemo::Core::Database::Filedb {
 
 namespace {
 
-// Requires: the text ends with a line feed.
+// The C library looks at many bytes at once, rfind at one after another. Requires: the text ends with a line
+// feed.
 std::size_t startOfLastLine(std::string_view text) {
     const void* const lineFeed = memrchr(text.data(), '\n', text.size() - 1);
     return lineFeed == nullptr
