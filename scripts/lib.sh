@@ -27,4 +27,4 @@ install_missing() {
 }
 
 build_packages=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcli11-dev libedit-dev libutf8proc-dev)
-test_packages=("${build_packages[@]}" libgtest-dev libgmock-dev strace binutils)
+test_packages=("${build_packages[@]}" libgtest-dev libgmock-dev locales strace binutils)

@@ -13,7 +13,6 @@ namespace Kalt::Vemo::Test {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 constexpr int kThreads = 4;
 constexpr int kRounds = 25;

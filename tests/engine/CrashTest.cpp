@@ -675,7 +675,7 @@ TEST_F(CrashTest, ACommitThatFailsCanBeTriedAgainWhenTheFaultIsGone) {
 }
 
 TEST_F(CrashTest, ACommitThatFailsCanBeRolledBackToWholeTables) {
-    const Story& story = kCommits[0];
+    const Story story = kCommits[0];
     const Files after = finished(story);
     for (const Trouble& trouble : kTroubles) {
         SCOPED_TRACE(trouble.name);

@@ -17,7 +17,6 @@ namespace {
 
 using namespace std::string_literals;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using ::testing::PrintToString;
 using ::testing::SizeIs;
 

@@ -102,10 +102,11 @@ TEST(WellFormedTest, FindsALineOverTheLimitWhereverItBegins) {
         for (const std::size_t behind : std::initializer_list<std::size_t>{0, 1, 70}) {
             const std::string start = before == 0 ? "" : std::string(before, 'x') + "\n";
             const std::string end = behind == 0 ? "" : std::string(behind, 'x') + "\n";
-            EXPECT_TRUE(isWellFormedText(start + std::string(1022, 'x') + "\n" + end))
-                << before << " " << behind;
-            EXPECT_FALSE(isWellFormedText(start + std::string(1023, 'x') + "\n" + end))
-                << before << " " << behind;
+            std::string text = start;
+            text.append(1022, 'x').append("\n").append(end);
+            EXPECT_TRUE(isWellFormedText(text)) << before << " " << behind;
+            text.insert(before == 0 ? 0 : before + 1, "x");
+            EXPECT_FALSE(isWellFormedText(text)) << before << " " << behind;
         }
     }
 }

@@ -4,6 +4,8 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <clocale>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -24,6 +26,21 @@ TemporaryDirectory::TemporaryDirectory() {
 TemporaryDirectory::~TemporaryDirectory() {
     std::error_code error;
     std::filesystem::remove_all(path_, error);
+}
+
+GermanLocale::GermanLocale() {
+    const std::string command = "localedef -c -i de_DE -f UTF-8 '" + directory_.file("de_DE.UTF-8") + "'";
+    const int result = std::system(command.c_str());
+    setenv("LOCPATH", directory_.path().c_str(), 1);
+    if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr || *std::localeconv()->decimal_point != ',') {
+        ADD_FAILURE() << command << " made no usable locale (status " << result
+                      << "); install the package locales";
+    }
+}
+
+GermanLocale::~GermanLocale() {
+    unsetenv("LOCPATH");
+    static_cast<void>(std::setlocale(LC_ALL, "C"));
 }
 
 std::string readFile(const std::string& path) {

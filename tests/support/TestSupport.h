@@ -22,6 +22,19 @@ private:
     std::string path_;
 };
 
+/// While it lives, the C library's locale is a German one, with a decimal comma. It is made for the occasion:
+/// few machines have one installed. Fails the test when that does not work.
+class GermanLocale {
+public:
+    GermanLocale();
+    ~GermanLocale();
+    GermanLocale(const GermanLocale&) = delete;
+    GermanLocale& operator=(const GermanLocale&) = delete;
+
+private:
+    TemporaryDirectory directory_;
+};
+
 /// The whole content of a file; fails the test when it cannot be read.
 std::string readFile(const std::string& path);
 
