@@ -227,7 +227,7 @@ protected:
     Files base_;
 };
 
-const Story kStatements[] = {
+const std::vector<Story> kStatements = {
     {"insert", {}, {"INSERT INTO t (a, b) VALUES (?, '?');"}},
     {"insert that makes the first working copy long",
      {"UPDATE t SET a=?, b='?' WHERE a = 1;"},
@@ -239,7 +239,7 @@ const Story kStatements[] = {
     {"drop", {}, {"DROP TABLE t;"}},
 };
 
-const Story kCommits[] = {
+const std::vector<Story> kCommits = {
     {"three tables",
      {"BEGIN", "INSERT INTO t (a, b) VALUES (?, '?');", "UPDATE u SET a=?, b='?';",
       "DELETE FROM v WHERE a = 2;"},
@@ -675,7 +675,7 @@ TEST_F(CrashTest, ACommitThatFailsCanBeTriedAgainWhenTheFaultIsGone) {
 }
 
 TEST_F(CrashTest, ACommitThatFailsCanBeRolledBackToWholeTables) {
-    const Story story = kCommits[0];
+    const Story& story = kCommits[0];
     const Files after = finished(story);
     for (const Trouble& trouble : kTroubles) {
         SCOPED_TRACE(trouble.name);

@@ -46,7 +46,7 @@ public:
         metaData.readTableMetaData(stream.get());
     }
 
-    bool holds(const std::string& condition, Words record, Words values = {}) {
+    bool holds(const std::string& condition, Words record, const Words& values = {}) {
         WhereClause where(metaData);
         where.parseWhereClause(condition, 0, 0, values);
         const bool result = where.evaluate(record);
@@ -515,7 +515,7 @@ TEST_F(WhereEvaluationTest, ComparisonsByTypeCode) {
     const struct {
         unsigned char type;
         std::string left, right;
-        int order;  // below 0: left is less
+        long order;  // below 0: left is less
     } rows[] = {
         {kInteger, "9", "10", -1},
         {kInteger, "10", "10", 0},

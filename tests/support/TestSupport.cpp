@@ -1,7 +1,6 @@
 #include "TestSupport.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <algorithm>
 #include <clocale>
