@@ -9,9 +9,8 @@ namespace Kalt::Vemo::Tool {
 /// Adds `repair PATH [--dry-run]` to the program: it mends the files of a database directory without guessing
 /// and sets everything else aside.
 ///
-/// @param status set when the command ran: 0 the directory is sound, 1 `check` still finds something, 2
-/// something
-///               could not be read or written, or the database is in use
+/// @param status set when the command ran: 0 the directory is sound, 1 `check` still finds something,
+///               2 something could not be read or written, or the database is in use
 void addRepairCommand(CLI::App& app, int& status);
 
 }  // namespace Kalt::Vemo::Tool

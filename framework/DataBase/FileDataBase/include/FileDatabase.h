@@ -43,9 +43,9 @@ struct Select;
 /// What an application should know beyond `IDatabase`:
 /// - Keywords are upper case, and a condition's words are set apart by blanks: `WHERE a = 1`.
 /// - `executeUpdate` gives 0 also for statements that failed while they ran. Read the log.
-/// - A value must not hold "~" or a line feed, and a stored line must fit in 1023 bytes; the engine stores
-/// what
-///   it is given, and such a record does not read back as written. A LineCheck keeps long lines out.
+/// - A value must not hold "~" or a line feed, and a stored line must fit in 1023 bytes; the engine
+///   stores what it is given, and such a record does not read back as written. A LineCheck keeps long
+///   lines out.
 ///
 /// docs/sql.md describes the statements, docs/file-format.md the files.
 class VEMO_DATABASE_EXPORT FileDatabase : public IDatabase {

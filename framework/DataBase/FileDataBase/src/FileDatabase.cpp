@@ -24,19 +24,18 @@
 // A change to a table, from the statement to the disk. Behind each step stands what the next init does when
 // the process dies there.
 //
-//   1. The journal gets a line for the table.                   Discards: there is no working copy yet.
-//   2. The table's whole new text goes into its working copy.   Discards it.
-//      (In a transaction, 1 and 2 repeat for each statement; then its commit goes on with 3.)
-//   3. The journal's state line becomes "1".                    Resets the journal. The first table's working
-//   copy
-//                                                               stays where it is, the others are removed.
-//   4. Each working copy is copied over its table; a dropped    As 3: a table that was half copied can be
-//   finished
-//      table's file is removed.                                 from its working copy as long as that is
-//      there.
-//   5. The state line becomes "0".                              Removes the working copies.
-//   6. The working copies are removed, the journal is cut to    Nothing is left to do.
-//      the one line "0".
+//   1. The journal gets a line for the table.                Discards: there is no working copy yet.
+//   2. The table's whole new text goes into its working      Discards it.
+//      copy. (In a transaction, 1 and 2 repeat for each
+//      statement; then its commit goes on with 3.)
+//   3. The journal's state line becomes "1".                 Resets the journal. The first table's working
+//                                                            copy stays where it is, the others are removed.
+//   4. Each working copy is copied over its table; a         As 3: a table that was half copied can be
+//      dropped table's file is removed.                      finished from its working copy as long as that
+//                                                            is there.
+//   5. The state line becomes "0".                           Removes the working copies.
+//   6. The working copies are removed, the journal is cut    Nothing is left to do.
+//      to the one line "0".
 namespace Kalt::Vemo::Core::Database::Filedb {
 
 using Platform::StringConversion;
