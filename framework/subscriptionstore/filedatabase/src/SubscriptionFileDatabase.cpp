@@ -150,7 +150,6 @@ constexpr std::size_t kCloser = 1;
 constexpr std::size_t kNull = 4 + kCloser;
 constexpr std::size_t kShortestText = 2 + kCloser;
 constexpr std::size_t kShortestNumber = 1 + kCloser;
-constexpr std::size_t kLongestRowid = 19 + kCloser;
 
 /// The word NULL is stored bare, any other text in quotes.
 std::size_t bytesOfText(const std::string& text) {
