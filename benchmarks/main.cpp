@@ -83,7 +83,7 @@ void measure(benchmark::State& state, const Operation& operation, const std::str
     }
 }
 
-// The engines take turns at each operation, so that whatever else the machine does meets them alike.
+// Operation by operation, the order in which the report lists them.
 void registerAll() {
     const std::map<std::string, Medium> media = {{"memory", Medium::memory}, {"disk", Medium::disk}};
     for (const auto& [mediumName, medium] : media) {

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdio>
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -143,10 +142,5 @@ private:
 
     int descriptor_ = -1;
 };
-
-/// Owns a stream of the C library and closes it.
-using StreamHandle = std::unique_ptr<FILE, void (*)(FILE*)>;
-
-StreamHandle ownStream(FILE* stream);
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdio>
+#include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "File.h"
@@ -87,5 +87,12 @@ public:
     /// fails.
     static void logEndOfCopy();
 };
+
+/// Owns a stream and closes it.
+using StreamHandle = std::unique_ptr<FILE, void (*)(FILE*)>;
+
+inline StreamHandle ownStream(FILE* stream) {
+    return {stream, &FileUtils::closeFile};
+}
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -11,13 +11,14 @@
 
 #include "DatabaseException.h"
 #include "EngineLog.h"
-#include "FileUtils.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
 namespace {
 
 constexpr const char* kLogTag = "FileResultTable";
+
+constexpr std::size_t kRoomForALine = 1024;
 
 DatabaseException readError() {
     return {"getNextRecordFromTableFile", __LINE__, "DB Error: Error occurred during file reading"};
@@ -128,7 +129,7 @@ Text File::readWhole(const FileIdentity& identity) const {
     Text text;
     // One byte more than the file has: the read that comes back short has found the end. And a record that is
     // added to the text finds room.
-    text.reserve(static_cast<std::size_t>(identity.size) + 1 + kMaxLineLength);
+    text.reserve(static_cast<std::size_t>(identity.size) + 1 + kRoomForALine);
     for (;;) {
         const std::size_t room = text.room();
         const std::size_t got = readAt(text.size(), text.end(), room);
@@ -192,10 +193,6 @@ void File::writeDifference(std::string_view text, const Difference& difference) 
 DatabaseException File::writeError() {
     const std::string cause = std::generic_category().message(errno);
     return {"overwrite", __LINE__, "File Error: File write error: %s", cause.c_str()};
-}
-
-StreamHandle ownStream(FILE* stream) {
-    return {stream, &FileUtils::closeFile};
 }
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb
