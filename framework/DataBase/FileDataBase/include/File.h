@@ -7,10 +7,6 @@
 
 #include "Text.h"
 
-namespace Kalt::Vemo::Core::Database {
-class DatabaseException;
-}
-
 namespace Kalt::Vemo::Core::Database::Filedb {
 
 /// Tells one version of a file from another: two equal identities mean the same, unchanged file. The identity
@@ -65,8 +61,14 @@ public:
 
     /// Opens `fileName` with the mode of an `fopen`. A named pipe or a device never makes the call wait.
     ///
-    /// Throws: "DataBase Error: Couldn't open the corresponding file".
+    /// Throws: "DataBase Error: Couldn't open the corresponding file", also for a mode that does not begin
+    /// with "r", "w" or "a".
     static File open(const std::string& fileName, const std::string& mode);
+
+    /// Whether the name leads to anything. It is missing only when the system says so.
+    ///
+    /// Throws: as open, when that cannot be told: no permission, no descriptor left, an I/O error.
+    static bool exists(const std::string& fileName);
 
     /// Opens an existing file for reading, or for reading and writing; no file when the system refuses. No
     /// exception: the caller knows what a missing file means.
@@ -77,7 +79,7 @@ public:
     /// a file that holds data is the dearest thing one can ask of a disk file system, and blocks that a file
     /// already has cannot run into a full disk.
     ///
-    /// Throws: as open.
+    /// Throws: as open, and as identity.
     static File openForOverwrite(const std::string& fileName);
 
     /// Whether there is a file.
@@ -103,7 +105,9 @@ public:
     /// a pipe or a device under the name of a table.
     FileIdentity identity() const;
 
-    /// Throws: as identity.
+    /// All bytes of the file. A read that comes back short is gone on with.
+    ///
+    /// Throws: as identity, also when the system gives fewer bytes than the file has.
     Text readWhole() const { return readWhole(identity()); }
 
     /// The same, of a file whose identity is known: spares asking for it.
@@ -131,12 +135,9 @@ public:
     /// The same, of a file that is known to have the identity `old`; spares asking for it.
     void overwrite(std::string_view text, const Difference& difference, const FileIdentity& old);
 
-    /// The error of a write that the system has just refused.
-    static DatabaseException writeError();
-
 private:
     explicit File(int descriptor) : descriptor_(descriptor) {}
-    static File openOrThrow(const std::string& fileName, int flags, const std::string& mode);
+    static File openOrThrow(const std::string& fileName, int flags, const char* mode);
     void writeDifference(std::string_view text, const Difference& difference);
     int release() noexcept;
 

@@ -4,31 +4,23 @@
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "IDatabase.h"
 
 class Tokenizer;
 
-namespace Kalt::Vemo::Platform::Thread {
-class RecursiveMutex;
-}
-
 namespace Kalt::Vemo::Core::Database::Filedb {
 
-class File;
+class CountedLock;
 class FileResultTable;
-class FileUtils;
-class Journal;
-class PendingTable;
-struct OpenTable;
-struct TableVersion;
 class TableMetaData;
+class TableStore;
 class TableText;
+struct OpenTable;
+struct TablePlace;
 namespace SqlText {
 struct Insert;
 struct Select;
@@ -75,6 +67,8 @@ public:
     int executeUpdate(const char* sql, ...) override;
 
 private:
+    friend class EngineAccess;
+
     using Values = std::vector<std::string>;
 
     /// One assignment of a SET list, ready to be stored.
@@ -96,13 +90,13 @@ private:
     // Statement intake.
     int runUpdate(const std::string& sql, va_list arguments);
     int dispatch(const std::string& statement, const Values& values);
+    void dispatchChange(const std::vector<std::string>& head, Tokenizer& words, const Values& values);
     int dispatchAlter(Tokenizer& words);
     void createTableIfMissing(Tokenizer& words);
     static void populateValueVec(const std::string& sql, va_list arguments, Values& values);
     static std::string checkRemoveSemiColon(const std::string& statement);
     static std::string validateValuePlaceHolder(const std::string& holder, const Values& values,
                                                 unsigned int index);
-    static bool checkForStar(const std::string& text);
 
     // One handler for each statement: 0 (ALTER: 1) on success, -1 on failure, which is logged.
     int createTable(const std::string& tableName, const std::string& remainder);
@@ -111,13 +105,10 @@ private:
     int insertTable(const std::string& tableName, const std::string& sql, const Values& values);
     int updateTable(const std::string& tableName, const std::string& sql, const Values& values);
     int deleteTable(const std::string& tableName, const std::string& sql, const Values& values);
-    template <typename Handler>
-    int runHandler(const char* name, Handler handler);
 
     // Steps of the handlers.
-    std::string existingTable(const char* handler, const std::string& tableName);
-    OpenTable openExistingTable(const char* handler, const std::string& tableName);
-    TableVersion currentVersion(const std::string& tableName, OpenTable& table);
+    TablePlace existingTable(const char* handler, const std::string& tableName);
+    OpenTable openExistingTable(const char* handler, const TablePlace& place);
     std::string storableLine(const char* handler, const std::vector<std::string>& record) const;
     static void addColumn(const char* handler, TableMetaData& metaData, std::vector<std::string>& words);
     static std::vector<std::string> newRecord(TableMetaData& metaData, const SqlText::Insert& insert,
@@ -138,39 +129,18 @@ private:
     static Selection parseSelection(TableMetaData& metaData, const std::vector<std::string>& pieces,
                                     FileResultTable& result);
 
-    // Table files and transactions.
-    std::string fileNameOf(const std::string& tableName, std::string_view suffix) const;
-    std::string getTableCurrentFile(const std::string& tableName);
-    static void requireWhole(const std::string& tableName, const PendingTable& pending);
-    File getBackupFileName(signed char operation, OpenTable& table, const std::string& tableName);
-    void dropWorkingCopy(const std::string& tableName, const std::string& backupName, PendingTable& pending);
-    void changeTable(signed char operation, const std::string& tableName, OpenTable table,
-                     TableVersion version);
-    bool endTransaction(const char* name, const char* refusal, void (FileDatabase::*end)());
-    void commitBackupData();
-    void copyOver(const std::string& tableName, PendingTable& pending);
-    void finishTornTables();
-    void cleanUpBackupData();
-    void discardWorkingCopy();
-    void finishEarlierStatement();
+    // Transactions and the lock.
+    void transactionEnded();
+    void abandonTransaction();
     void lock();
     void unlock();
 
     LineCheck mayStore_ = nullptr;
-    bool autoCommit_ = true;
     bool transactionActive_ = false;
+    std::size_t countsBeforeTransaction_ = 0;       // of the lock, held by the thread of the transaction
     std::atomic<std::int64_t> lastInsertRowid_{0};  // read without the lock
-    bool currentFileIsBackup_ = false;              // whether the table looked up last has a working copy
-    /// The tables touched in the open transaction, or by the running statement; mirrors the journal's lines.
-    std::map<std::string, std::unique_ptr<PendingTable>> pendingTables_;
-    std::string directory_;
-    std::string journalPath_;
-    std::unique_ptr<Journal> journal_;
-    FileUtils* fileUtils_ = nullptr;  // keeps no state: the null handle is passed on to each table's metadata
-    std::unique_ptr<Platform::Thread::RecursiveMutex> mutex_;
-    /// From the state line "1" until the copy-over is complete: a working copy may be all that is whole.
-    bool copyingOver_ = false;
-    bool cleaningUp_ = false;  // from the start of a clean-up until it is complete
+    std::unique_ptr<TableStore> store_;
+    std::unique_ptr<CountedLock> lock_;
 };
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "File.h"
@@ -38,27 +39,35 @@ public:
     /// @return whether the journal holds any line
     bool read(const std::function<void(signed char operation, const std::string& table)>& report);
 
-    /// Appends a table's line. On failure the journal is cut back to what it was.
+    /// Appends a table's line, at the end that the file has now. On failure the journal is cut back to what
+    /// it was.
     void appendTable(signed char operation, const std::string& table);
+
+    /// Cuts off the line that was appended last, if it still ends the journal.
+    void takeBackTable();
 
     /// Overwrites the first byte of the table's line with the digit 5.
     void markDropped(const std::string& table);
 
-    /// Overwrites the state line.
+    /// Overwrites the state line. In a journal that was not reset since it was opened the state goes to the
+    /// end, and a state "1" only once.
     void writeState(bool copying);
 
-    /// Leaves the one line "0". The file at `path` is made anew when that name no longer leads to the open
-    /// file.
+    /// Leaves the one line "0", whatever another program has done to the journal. The file at `path` is made
+    /// anew when that name no longer leads to the open file.
     void reset(const std::string& path);
 
 private:
     File& requireFile();
+    void cutOff(std::size_t position);
 
     File file_;
     FileIdentity identity_;
-    std::size_t end_ = 0;   // where the next line goes
-    bool appends_ = false;  // opened with "a+": every write lands at the end
-    bool atRest_ = false;   // the state line is known to be "0"
+    bool appends_ = false;      // opened with "a+": every write lands at the end
+    bool saysCopying_ = false;  // the state "1" was written last
+    std::size_t lastLineBegin_ = 0;
+    std::string lastLine_;
+    std::optional<std::size_t> garbage_;  // from here on the system refused to cut the file
 };
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

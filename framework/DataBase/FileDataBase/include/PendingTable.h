@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "File.h"
 #include "TableText.h"
@@ -23,6 +24,9 @@ struct OpenTable {
 /// only the part that differs is copied. A file that another program has changed since is read, or
 /// overwritten, as a whole.
 ///
+/// When the system keeps a further version from the disk, the table's content is what it was before: the
+/// working copy may then be half written, and the text in memory is all there is until restore() succeeds.
+///
 /// Threads: calls come under the database's lock. Throws: DatabaseException, where a function says so.
 class PendingTable {
 public:
@@ -35,25 +39,29 @@ public:
     /// From now on the commit drops the table.
     void drop();
 
-    /// False from the moment when the working copy is about to be written until all of it was.
-    bool isWhole() const { return whole_; }
+    /// False while only memory holds the table's content.
+    bool isOnDisk() const { return onDisk_; }
+
+    /// The table's content. Requires: !isOnDisk().
+    std::string_view text() const { return version_.text.view(); }
 
     /// True while the table is overwritten: as long as that was not completed, the working copy is all there
     /// is.
     bool isTorn() const { return torn_; }
 
     /// The content of the working copy, which `table` has open; the caller has it from now on, and a further
-    /// call reads the file. Throws: as File::readWhole.
+    /// call reads the file. Requires: isOnDisk(). Throws: as File::readWhole.
     TableVersion take(const OpenTable& table);
-
-    /// What is in the working copy from now on is not to be used until write() is done.
-    void expectWrite() { whole_ = false; }
 
     /// Writes the table's next version into its working copy, and closes that.
     ///
     /// @param difference how the version differs from what the working copy holds
-    /// Throws: as File::overwrite.
+    /// Throws: as File::overwrite. The content is then the one that the version was made of, in memory.
     void write(File copy, const Difference& difference, TableVersion version);
+
+    /// Writes the content that only memory holds into the working copy `copyName`.
+    /// Throws: as File::openForOverwrite and File::overwrite; nothing has changed then.
+    void restore(const std::string& copyName);
 
     /// Copies the working copy over the table. It is looked for before the table is touched: without it the
     /// table stays as it was.
@@ -61,11 +69,13 @@ public:
     /// Throws: as File::open, File::overwrite and FileUtils::overwriteFrom.
     void copyOver(const std::string& copyName, const std::string& tableName);
 
+    void closeFile() { original_ = {}; }
+
 private:
     void copyFromMemory(const std::string& tableName);
 
     signed char operation_;
-    bool whole_ = true;
+    bool onDisk_ = true;
     bool torn_ = false;
     TableVersion version_;
     FileIdentity copy_;  // of the working copy, while it holds version_

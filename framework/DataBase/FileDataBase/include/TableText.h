@@ -13,12 +13,26 @@ namespace Kalt::Vemo::Core::Database::Filedb {
 
 class TableMetaData;
 
+/// The way back from a table's text to the one that it was made of: that text, or the place of the one change
+/// and the bytes that stood there.
+struct Undo {
+    Text whole;
+    bool isWhole = false;
+    std::size_t position = 0;
+    std::size_t length = 0;
+    std::string removed;
+};
+
 /// The whole text of a table file, and what is known of it.
 struct TableVersion {
     TableVersion() = default;
     explicit TableVersion(Text content) : text(std::move(content)) {}
 
+    /// The text that this one was made of. Needs no memory. Requires: undo.
+    Text previous() &&;
+
     Text text;
+    std::optional<Undo> undo;    ///< nothing for a text that was made of no other
     Difference difference;       ///< to the version that it was made of
     std::size_t soundBytes = 0;  ///< how much of its start holds nothing but well-formed records, if known
     int soundRecords = 0;        ///< how many those are

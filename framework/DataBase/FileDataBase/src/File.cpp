@@ -6,10 +6,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <optional>
 #include <system_error>
 #include <utility>
 
-#include "DatabaseException.h"
+#include "EngineErrors.h"
 #include "EngineLog.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
@@ -20,20 +21,36 @@ constexpr const char* kLogTag = "FileResultTable";
 
 constexpr std::size_t kRoomForALine = 1024;
 
-DatabaseException readError() {
-    return {"getNextRecordFromTableFile", __LINE__, "DB Error: Error occurred during file reading"};
+// A signal may interrupt a call on some file systems. It is tried again, but not for ever: nobody may be held
+// up by a system that never stops interrupting.
+template <typename Call>
+auto uninterrupted(Call call) {
+    constexpr int kMostTries = 10;
+    auto result = call();
+    for (int tries = 1; result < 0 && errno == EINTR && tries < kMostTries; ++tries) {
+        result = call();
+    }
+    return result;
 }
 
 FileIdentity identityFrom(const struct stat& status) {
     return {status.st_dev, status.st_ino, status.st_size, status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
 }
 
-// The open(2) flags of an fopen mode.
-int flagsOf(const std::string& mode) {
+// The open(2) flags of an fopen mode; nothing for a text that is none.
+std::optional<int> flagsOf(const std::string& mode) {
     const bool update = mode.find('+') != std::string::npos;
-    const int access = update ? O_RDWR : (mode[0] == 'r' ? O_RDONLY : O_WRONLY);
-    const int creation = mode[0] == 'r' ? 0 : (mode[0] == 'w' ? O_CREAT | O_TRUNC : O_CREAT | O_APPEND);
-    return access | creation;
+    const int exclusive = mode.find('x') != std::string::npos ? O_EXCL : 0;
+    switch (mode.empty() ? '\0' : mode.front()) {
+        case 'r':
+            return update ? O_RDWR : O_RDONLY;
+        case 'w':
+            return (update ? O_RDWR : O_WRONLY) | O_CREAT | O_TRUNC | exclusive;
+        case 'a':
+            return (update ? O_RDWR : O_WRONLY) | O_CREAT | O_APPEND | exclusive;
+        default:
+            return std::nullopt;
+    }
 }
 
 // Never blocking: a named pipe under a table's name must not hang a statement. For the regular files of a
@@ -41,11 +58,13 @@ int flagsOf(const std::string& mode) {
 int openDescriptor(const std::string& fileName, int flags, const char* mode) {
     File::logUse(fileName, mode);
     constexpr mode_t kPermissions = 0666;  // less the process's umask, as for fopen
-    return ::open(fileName.c_str(), flags | O_CLOEXEC | O_NONBLOCK, kPermissions);
+    return uninterrupted(
+        [&] { return ::open(fileName.c_str(), flags | O_CLOEXEC | O_NONBLOCK, kPermissions); });
 }
 
-DatabaseException openError() {
-    return {"openFile", __LINE__, "DataBase Error: Couldn't open the corresponding file"};
+void logCause(const std::string& fileName, const char* mode) {
+    FILEDB_LOG(kLogInfo, "Cannot open '%s' with mode '%s': %s", fileName.c_str(), mode,
+               std::generic_category().message(errno).c_str());
 }
 
 }  // namespace
@@ -76,7 +95,25 @@ int File::release() noexcept {
 }
 
 File File::open(const std::string& fileName, const std::string& mode) {
-    return openOrThrow(fileName, flagsOf(mode), mode);
+    const std::optional<int> flags = flagsOf(mode);
+    if (!flags) {
+        FILEDB_LOG(kLogInfo, "Cannot open '%s': '%s' is no mode, it must begin with r, w or a",
+                   fileName.c_str(), mode.c_str());
+        throw openError();
+    }
+    return openOrThrow(fileName, *flags, mode.c_str());
+}
+
+bool File::exists(const std::string& fileName) {
+    constexpr const char* kProbe = "r";
+    if (const File file(openDescriptor(fileName, O_RDONLY, kProbe)); file) {
+        return true;
+    }
+    if (errno == ENOENT || errno == ENOTDIR) {
+        return false;
+    }
+    logCause(fileName, kProbe);
+    throw openError();
 }
 
 File File::openExisting(const std::string& fileName, bool forWriting) {
@@ -84,15 +121,15 @@ File File::openExisting(const std::string& fileName, bool forWriting) {
 }
 
 File File::openForOverwrite(const std::string& fileName) {
-    return openOrThrow(fileName, O_RDWR | O_CREAT, "r+");
+    File file = openOrThrow(fileName, O_RDWR | O_CREAT, "r+");
+    static_cast<void>(file.identity());
+    return file;
 }
 
-File File::openOrThrow(const std::string& fileName, int flags, const std::string& mode) {
-    File file(openDescriptor(fileName, flags, mode.c_str()));
+File File::openOrThrow(const std::string& fileName, int flags, const char* mode) {
+    File file(openDescriptor(fileName, flags, mode));
     if (!file) {
-        const std::string cause = std::generic_category().message(errno);
-        FILEDB_LOG(kLogInfo, "Cannot open '%s' with mode '%s': %s", fileName.c_str(), mode.c_str(),
-                   cause.c_str());
+        logCause(fileName, mode);
         throw openError();
     }
     return file;
@@ -126,23 +163,29 @@ FileIdentity File::identity() const {
 }
 
 Text File::readWhole(const FileIdentity& identity) const {
+    const auto size = static_cast<std::size_t>(identity.size);
     Text text;
-    // One byte more than the file has: the read that comes back short has found the end. And a record that is
-    // added to the text finds room.
-    text.reserve(static_cast<std::size_t>(identity.size) + 1 + kRoomForALine);
+    // More bytes are asked for than the file has: a read that gives those and no more has found the end. And
+    // a record that is added to the text finds room.
+    text.reserve(size + 1 + kRoomForALine);
     for (;;) {
-        const std::size_t room = text.room();
-        const std::size_t got = readAt(text.size(), text.end(), room);
+        const std::size_t got = readAt(text.size(), text.end(), text.room());
         text.extend(got);
-        if (got < room) {
+        if (text.size() == size || (got == 0 && text.size() > size)) {
             return text;
         }
-        text.reserve(2 * text.size());  // the file has grown meanwhile
+        if (got == 0) {
+            throw readError();  // rows may be missing
+        }
+        if (text.room() == 0) {
+            text.reserve(2 * text.size());  // the file has grown meanwhile
+        }
     }
 }
 
 std::size_t File::readAt(std::size_t offset, char* buffer, std::size_t size) const {
-    const ssize_t got = pread(descriptor_, buffer, size, static_cast<off_t>(offset));
+    const ssize_t got =
+        uninterrupted([&] { return pread(descriptor_, buffer, size, static_cast<off_t>(offset)); });
     if (got < 0) {
         throw readError();
     }
@@ -151,8 +194,10 @@ std::size_t File::readAt(std::size_t offset, char* buffer, std::size_t size) con
 
 void File::writeAt(std::size_t offset, std::string_view text) {
     while (!text.empty()) {
-        const ssize_t written = pwrite(descriptor_, text.data(), text.size(), static_cast<off_t>(offset));
+        const ssize_t written = uninterrupted(
+            [&] { return pwrite(descriptor_, text.data(), text.size(), static_cast<off_t>(offset)); });
         if (written <= 0) {
+            errno = written == 0 ? ENOSPC : errno;
             throw writeError();
         }
         text.remove_prefix(static_cast<std::size_t>(written));
@@ -161,7 +206,7 @@ void File::writeAt(std::size_t offset, std::string_view text) {
 }
 
 void File::cut(std::size_t length) {
-    if (ftruncate(descriptor_, static_cast<off_t>(length)) != 0) {
+    if (uninterrupted([&] { return ftruncate(descriptor_, static_cast<off_t>(length)); }) != 0) {
         throw writeError();
     }
 }
@@ -188,11 +233,6 @@ void File::writeDifference(std::string_view text, const Difference& difference) 
     const std::size_t end = std::min(difference.end, text.size());
     const std::size_t begin = std::min(difference.begin, end);
     writeAt(begin, text.substr(begin, end - begin));
-}
-
-DatabaseException File::writeError() {
-    const std::string cause = std::generic_category().message(errno);
-    return {"overwrite", __LINE__, "File Error: File write error: %s", cause.c_str()};
 }
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -1,46 +1,30 @@
 #include "FileDatabase.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <new>
+#include <optional>
 #include <utility>
 
+#include "CountedLock.h"
 #include "DatabaseException.h"
-#include "Directory.h"
+#include "EngineAccess.h"
+#include "EngineErrors.h"
 #include "EngineLog.h"
 #include "FileResultTable.h"
 #include "FileUtils.h"
-#include "Journal.h"
-#include "PendingTable.h"
 #include "RecordReader.h"
-#include "RecursiveMutex.h"
 #include "SqlText.h"
 #include "StringConversion.h"
 #include "TableMetaData.h"
+#include "TableStore.h"
 #include "TableText.h"
 #include "Tokenizer.h"
 #include "Utils.h"
 #include "WhereClause.h"
 
-// A change to a table, from the statement to the disk. Behind each step stands what the next init does when
-// the process dies there.
-//
-//   1. The journal gets a line for the table.                Discards: there is no working copy yet.
-//   2. The table's whole new text goes into its working      Discards it.
-//      copy. (In a transaction, 1 and 2 repeat for each
-//      statement; then its commit goes on with 3.)
-//   3. The journal's state line becomes "1".                 Resets the journal. The first table's working
-//                                                            copy stays where it is, the others are removed.
-//   4. Each working copy is copied over its table; a         As 3: a table that was half copied can be
-//      dropped table's file is removed.                      finished from its working copy as long as that
-//                                                            is there.
-//   5. The state line becomes "0".                           Removes the working copies.
-//   6. The working copies are removed, the journal is cut    Nothing is left to do.
-//      to the one line "0".
 namespace Kalt::Vemo::Core::Database::Filedb {
 
 using Platform::StringConversion;
-using Platform::Filesystem::Directory;
-using Platform::Thread::RecursiveMutex;
 
 namespace {
 
@@ -51,20 +35,21 @@ constexpr const char* kHeadDelimiter = "( \t\n\v\f\r";
 constexpr int kHeadWords = 3;
 constexpr int kAllWords = 65000;
 
-// So many tables of a transaction stay open: a transaction may change more than a process may have open.
-constexpr std::size_t kMostOpenTables = 16;
-
-constexpr const char* kShortRecord = "DB Error: Record has fewer fields than Table Definition";
 constexpr const char* kRowIdNamed = "DB Error: Table special column names ROWID is not allowed for Updation";
 constexpr const char* kMissingTable = "DB Error: No such Table...(%s)";
 
-void logException(const char* function, const std::exception& error) {
-    FILEDB_LOG(kLogError, "%s Exception: %s", function, error.what());
-}
+// A handler's result when it failed.
+constexpr int kFailed = -1;
 
-void removeFile(const std::string& fileName) {
-    if (std::remove(fileName.c_str()) != 0) {
-        FILEDB_LOG(kLogInfo, "%s", "Failed to remove the file");
+// Of the last statement of this thread, whichever database it was for.
+thread_local Refusal lastRefusal = Refusal::none;
+
+void noteRefusal(const std::exception& error) {
+    if (dynamic_cast<const SystemRefusal*>(&error) != nullptr ||
+        dynamic_cast<const std::bad_alloc*>(&error) != nullptr) {
+        lastRefusal = Refusal::system;
+    } else if (dynamic_cast<const ContentRefusal*>(&error) != nullptr) {
+        lastRefusal = Refusal::content;
     }
 }
 
@@ -74,7 +59,8 @@ void removeFile(const std::string& fileName) {
 
 FileDatabase::FileDatabase() : FileDatabase(nullptr) {}
 
-FileDatabase::FileDatabase(LineCheck mayStore) : mayStore_(mayStore), journal_(std::make_unique<Journal>()) {}
+FileDatabase::FileDatabase(LineCheck mayStore)
+    : mayStore_(mayStore), store_(std::make_unique<TableStore>()) {}
 
 FileDatabase::~FileDatabase() {
     static_cast<void>(FileDatabase::deinit());
@@ -82,40 +68,24 @@ FileDatabase::~FileDatabase() {
 
 bool FileDatabase::init(const std::string& path) {
     FILEDB_LOG(kLogInfo, "%s", "init");
-    directory_ = path + kDirectorySuffix;
-    journalPath_ = directory_ + "/" + kJournalName;
-    if (!Directory::createDirectory(directory_)) {
-        FILEDB_LOG(kLogError, "%s", "DataBase Init: DB Directory creation failed");
-        return false;
-    }
     try {
-        journal_->open(journalPath_);
-        pendingTables_.clear();
-        const bool found = journal_->read([this](signed char operation, const std::string& table) {
-            pendingTables_.try_emplace(table, std::make_unique<PendingTable>(operation));
-        });
-        if (found) {
-            commitBackupData();
-        } else {
-            cleanUpBackupData();
+        if (!store_->open(path)) {
+            FILEDB_LOG(kLogError, "%s", "DataBase Init: DB Directory creation failed");
+            return false;
         }
-        mutex_ = std::make_unique<RecursiveMutex>();
+        lock_ = std::make_unique<CountedLock>();
         transactionActive_ = false;
         return true;
     } catch (const std::exception& error) {
-        logException("init", error);
-        copyingOver_ = false;
-        cleaningUp_ = false;
+        FILEDB_LOG(kLogError, "init Exception: %s", error.what());
         return false;
     }
 }
 
 bool FileDatabase::deinit() {
     FILEDB_LOG(kLogInfo, "%s", "deinit");
-    journal_->close();
-    copyingOver_ = false;
-    cleaningUp_ = false;
-    mutex_.reset();
+    store_->close();
+    lock_.reset();
     return true;
 }
 
@@ -127,14 +97,14 @@ std::int64_t FileDatabase::getLastInsertRowid() {
 
 // Before init and after deinit there is no mutex, and nobody to keep out.
 void FileDatabase::lock() {
-    if (mutex_ != nullptr) {
-        mutex_->lock();
+    if (lock_ != nullptr) {
+        lock_->lock();
     }
 }
 
 void FileDatabase::unlock() {
-    if (mutex_ != nullptr) {
-        mutex_->unlock();
+    if (lock_ != nullptr) {
+        lock_->unlock();
     }
 }
 
@@ -167,7 +137,8 @@ IResultTable* FileDatabase::executeQuery(const char* sql, ...) {
 int FileDatabase::runUpdate(const std::string& sql, va_list arguments) {
     FILEDB_LOG(kLogInfo, "%s", "executeUpdate");
     FILEDB_LOG(kLogTrace, "passed SQL:'%s'", sql.c_str());
-    if (directory_.empty()) {
+    lastRefusal = Refusal::none;
+    if (!store_->hasDirectory()) {
         FILEDB_LOG(kLogError, "%s", "DB Error: Data Base is not initialised");
         return 1;
     }
@@ -179,7 +150,8 @@ int FileDatabase::runUpdate(const std::string& sql, va_list arguments) {
         // Also for a failure before the lock was taken: inside a transaction the thread then gives back one
         // count.
         unlock();
-        logException("executeUpdate", error);
+        noteRefusal(error);
+        FILEDB_LOG(kLogError, "executeUpdate Exception: %s", error.what());
         return 1;
     }
 }
@@ -189,30 +161,42 @@ int FileDatabase::dispatch(const std::string& statement, const Values& values) {
     Tokenizer words(statement, kHeadDelimiter);
     const std::vector<std::string> head = words.split(kHeadWords);
     lock();
-    finishEarlierStatement();
+    store_->finishEarlierWork();
     if (head.size() < kHeadWords) {
         throw DatabaseException("executeUpdate", __LINE__, "DB Syntax Error: Incomplete Statement.");
     }
-    // What these handlers return does not reach the caller: they report their failures to the log.
-    if (head[0] == "INSERT" && head[1] == "INTO") {
-        insertTable(head[2], words.remainder(), values);
-    } else if (head[0] == "UPDATE" && head[2] == "SET") {
-        updateTable(head[1], words.remainder(), values);
-    } else if (head[0] == "DELETE" && head[1] == "FROM") {
-        deleteTable(head[2], words.remainder(), values);
-    } else if (head[0] == "ALTER" && head[1] == "TABLE") {
+    if (head[0] == "ALTER" && head[1] == "TABLE") {
         return dispatchAlter(words);
-    } else if (head[0] == "CREATE" && head[1] == "TABLE" && head[2] != "IF") {
-        createTable(head[2], words.remainder());
-    } else if (head[0] == "CREATE" && head[1] == "TABLE") {
+    }
+    if (head[0] == "CREATE" && head[1] == "TABLE" && head[2] == "IF") {
         createTableIfMissing(words);
-    } else if (head[0] == "DROP" && head[1] == "TABLE") {
-        dropTable(head[2], words.remainder());
     } else {
-        FILEDB_LOG(kLogError, "%s", "Syntax Error: unsupported Error");
+        dispatchChange(head, words, values);
     }
     unlock();
     return 0;
+}
+
+// What these handlers return does not reach the caller: they report their failures to the log.
+void FileDatabase::dispatchChange(const std::vector<std::string>& head, Tokenizer& words,
+                                  const Values& values) {
+    const auto change = [&](auto handler) {
+        store_->requireEarlierWorkDone();
+        static_cast<void>(handler());
+    };
+    if (head[0] == "INSERT" && head[1] == "INTO") {
+        change([&] { return insertTable(head[2], words.remainder(), values); });
+    } else if (head[0] == "UPDATE" && head[2] == "SET") {
+        change([&] { return updateTable(head[1], words.remainder(), values); });
+    } else if (head[0] == "DELETE" && head[1] == "FROM") {
+        change([&] { return deleteTable(head[2], words.remainder(), values); });
+    } else if (head[0] == "CREATE" && head[1] == "TABLE") {
+        change([&] { return createTable(head[2], words.remainder()); });
+    } else if (head[0] == "DROP" && head[1] == "TABLE") {
+        change([&] { return dropTable(head[2], words.remainder()); });
+    } else {
+        FILEDB_LOG(kLogError, "%s", "Syntax Error: unsupported Error");
+    }
 }
 
 // The accepted form is ALTER TABLE, any word, the table's name, ADD COLUMN, name, type: the third word is
@@ -222,12 +206,12 @@ int FileDatabase::dispatchAlter(Tokenizer& words) {
     if (tableName.empty()) {
         throw DatabaseException("executeUpdate", __LINE__, "DB Syntax Error: error after TABLE key word.");
     }
-    const std::string fileName = getTableCurrentFile(tableName);
-    if (!FileUtils::fileExist(fileName)) {
+    const TablePlace place = store_->locate(tableName);
+    if (!TableStore::exists(place)) {
         // Clients count on it: the thread keeps one more count of the lock here.
         return 0;
     }
-    FILEDB_LOG(kLogInfo, "Table (%s) exists, so ADDING Passed column.", fileName.c_str());
+    FILEDB_LOG(kLogInfo, "Table (%s) exists, so ADDING Passed column.", place.fileName.c_str());
     const std::string add = words.next();
     const std::string column = words.next();
     const std::string name = words.next();
@@ -249,11 +233,12 @@ void FileDatabase::createTableIfMissing(Tokenizer& words) {
     if (notWord != "NOT" || existsWord != "EXISTS" || tableName.empty()) {
         throw DatabaseException("executeUpdate", __LINE__, "DB Syntax Error: error after IF key word.");
     }
-    const std::string fileName = getTableCurrentFile(tableName);
-    if (FileUtils::fileExist(fileName)) {
-        FILEDB_LOG(kLogInfo, "(%s) Table is already exists.", fileName.c_str());
+    const TablePlace place = store_->locate(tableName);
+    if (TableStore::exists(place)) {
+        FILEDB_LOG(kLogInfo, "(%s) Table is already exists.", place.fileName.c_str());
         return;
     }
+    store_->requireEarlierWorkDone();
     createTable(tableName, words.remainder());
 }
 
@@ -298,64 +283,36 @@ std::string FileDatabase::validateValuePlaceHolder(const std::string& holder, co
     return result;
 }
 
-bool FileDatabase::checkForStar(const std::string& text) {
-    return Utils::trimmed(text) == "*";
-}
-
 // ---- Table definition ----
 
-template <typename Handler>
-int FileDatabase::runHandler(const char* name, Handler handler) {
-    try {
-        return handler();
-    } catch (const std::exception& error) {
-        logException(name, error);
-        discardWorkingCopy();
-        return -1;
-    }
-}
-
-std::string FileDatabase::existingTable(const char* handler, const std::string& tableName) {
-    std::string fileName = getTableCurrentFile(tableName);
-    if (!FileUtils::fileExist(fileName)) {
+TablePlace FileDatabase::existingTable(const char* handler, const std::string& tableName) {
+    TablePlace place = store_->locate(tableName);
+    if (!TableStore::exists(place)) {
         throw DatabaseException(handler, __LINE__, kMissingTable, tableName.c_str());
     }
-    return fileName;
+    return place;
 }
 
-// The table's current file, opened; no file when it exists but cannot be opened for writing, which is an
-// error of a later step.
-OpenTable FileDatabase::openExistingTable(const char* handler, const std::string& tableName) {
-    const std::string fileName = getTableCurrentFile(tableName);
-    OpenTable table{File::openExisting(fileName, true), {}};
-    if (!table.file && !FileUtils::fileExist(fileName)) {
-        throw DatabaseException(handler, __LINE__, kMissingTable, tableName.c_str());
+OpenTable FileDatabase::openExistingTable(const char* handler, const TablePlace& place) {
+    std::optional<OpenTable> table = store_->openForChange(place);
+    if (!table) {
+        throw DatabaseException(handler, __LINE__, kMissingTable, place.tableName.c_str());
     }
-    return table;
-}
-
-// The table's current text: what the running transaction wrote last when that is still the file's content.
-TableVersion FileDatabase::currentVersion(const std::string& tableName, OpenTable& table) {
-    if (!table.file) {
-        throw DatabaseException("openFile", __LINE__, "DataBase Error: Couldn't open the corresponding file");
-    }
-    table.identity = table.file.identity();
-    const auto pending = pendingTables_.find(tableName);
-    return pending == pendingTables_.end() ? TableVersion(table.file.readWhole(table.identity))
-                                           : pending->second->take(table);
+    return std::move(*table);
 }
 
 int FileDatabase::createTable(const std::string& tableName, const std::string& remainder) {
-    return runHandler("createTable", [&] {
+    try {
         FILEDB_LOG(kLogTrace, "tableName:'%s' unparsed SQL Statement='%s'", tableName.c_str(),
                    remainder.c_str());
-        if (FileUtils::fileExist(getTableCurrentFile(tableName))) {
+        const TablePlace place = store_->locate(tableName);
+        if (TableStore::exists(place)) {
             throw DatabaseException("createTable", __LINE__, "DB Error: (%s) Table is already exists.",
                                     tableName.c_str());
         }
         static_cast<void>(Utils::validateColumnName(tableName));
 
-        TableMetaData metaData(fileUtils_);
+        TableMetaData metaData(nullptr);
         std::vector<std::string> definitions = SqlText::splitDefinitions(remainder);
         unsigned int index = 0;
         while (index < definitions.size()) {
@@ -376,9 +333,13 @@ int FileDatabase::createTable(const std::string& tableName, const std::string& r
         if (!metaData.isAliasPrimaryKey()) {
             metaData.appendColumn(kRowIdColumn, kIntegerFlag);
         }
-        changeTable(kCreateOperation, tableName, {}, TableVersion(Text(metaData.text())));
+        store_->change(kCreateOperation, place, {}, TableVersion(Text(metaData.text())));
         return 0;
-    });
+    } catch (const std::exception& error) {
+        noteRefusal(error);
+        FILEDB_LOG(kLogError, "createTable Exception: %s", error.what());
+        return kFailed;
+    }
 }
 
 void FileDatabase::addColumn(const char* handler, TableMetaData& metaData, std::vector<std::string>& words) {
@@ -393,48 +354,54 @@ void FileDatabase::addColumn(const char* handler, TableMetaData& metaData, std::
 }
 
 int FileDatabase::dropTable(const std::string& tableName, const std::string& remainder) {
-    return runHandler("dropTable", [&] {
+    try {
         FILEDB_LOG(kLogTrace, "tableName:'%s' Rem sql Statement='%s'", tableName.c_str(), remainder.c_str());
         if (!remainder.empty()) {
             throw DatabaseException("dropTable", __LINE__, "DB Syntax Error: end of statement");
         }
-        static_cast<void>(existingTable("dropTable", tableName));
-        OpenTable noTable;
-        static_cast<void>(getBackupFileName(kDropOperation, noTable, tableName));
-        if (autoCommit_) {
-            commitBackupData();
-        }
+        store_->drop(existingTable("dropTable", tableName));
         return 0;
-    });
+    } catch (const std::exception& error) {
+        noteRefusal(error);
+        FILEDB_LOG(kLogError, "dropTable Exception: %s", error.what());
+        return kFailed;
+    }
 }
 
 // A check only: neither metadata nor rows of the table are rewritten. Clients that need the column create the
 // table with it.
 int FileDatabase::alterTable(const std::string& tableName, const std::string& columnName,
                              const std::string& type) {
-    return runHandler("alterTable", [&] {
-        StreamHandle table = ownStream(FileUtils::openFile(existingTable("alterTable", tableName), "a+"));
-        TableMetaData metaData(fileUtils_);
-        metaData.readTableMetaData(table.get());
-        std::vector<std::string> words = {columnName, type};
-        addColumn("alterTable", metaData, words);
-        table.reset();
-        if (autoCommit_) {
-            commitBackupData();
+    try {
+        TableMetaData metaData(nullptr);
+        {
+            const TableSource table = TableStore::openWithMode(existingTable("alterTable", tableName), "a+");
+            RecordReader reader = table.records();
+            metaData.readTableMetaData(reader);
+            std::vector<std::string> words = {columnName, type};
+            addColumn("alterTable", metaData, words);
+        }
+        if (store_->autoCommit() && !store_->hasEarlierWork()) {
+            store_->commit();
         }
         return 1;
-    });
+    } catch (const std::exception& error) {
+        noteRefusal(error);
+        FILEDB_LOG(kLogError, "alterTable Exception: %s", error.what());
+        return kFailed;
+    }
 }
 
 // ---- Rows ----
 
 int FileDatabase::insertTable(const std::string& tableName, const std::string& sql, const Values& values) {
-    return runHandler("insertTable", [&] {
+    try {
         FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
-        OpenTable table = openExistingTable("insertTable", tableName);
+        const TablePlace place = store_->locate(tableName);
+        OpenTable table = openExistingTable("insertTable", place);
         const SqlText::Insert insert = SqlText::parseInsert(sql);
-        TableMetaData metaData(fileUtils_);
-        TableText old(currentVersion(tableName, table), metaData);
+        TableMetaData metaData(nullptr);
+        TableText old(TableStore::read(place, table), metaData);
         std::vector<std::string> record = newRecord(metaData, insert, values);
 
         const int tableSize = old.recordCount();
@@ -450,20 +417,24 @@ int FileDatabase::insertTable(const std::string& tableName, const std::string& s
         checkPrimaryKey(metaData, old, record);
 
         const std::string line = storableLine("insertTable", record);
-        changeTable(kInsertOperation, tableName, std::move(table),
-                    newRowPos == tableSize ? std::move(old).withLineAtEnd(line)
-                                           : std::move(old).withLineBefore(newRowPos, line));
+        store_->change(kInsertOperation, place, std::move(table),
+                       newRowPos == tableSize ? std::move(old).withLineAtEnd(line)
+                                              : std::move(old).withLineBefore(newRowPos, line));
         lastInsertRowid_ = rowId;
         return 0;
-    });
+    } catch (const std::exception& error) {
+        noteRefusal(error);
+        FILEDB_LOG(kLogError, "insertTable Exception: %s", error.what());
+        return kFailed;
+    }
 }
 
 std::string FileDatabase::storableLine(const char* handler, const std::vector<std::string>& record) const {
     std::string line = FileUtils::recordLine(record);
     if (mayStore_ != nullptr && !mayStore_(line.size())) {
-        throw DatabaseException(handler, __LINE__,
-                                "DB Error: Line of %s bytes is too long, shorten its texts",
-                                std::to_string(line.size()).c_str());
+        throw ContentRefusal(
+            handler, __LINE__,
+            "DB Error: Line of " + std::to_string(line.size()) + " bytes is too long, shorten its texts");
     }
     return line;
 }
@@ -491,7 +462,7 @@ std::int64_t FileDatabase::getROWID(TableText& table, std::size_t rowidColPos, i
     FILEDB_LOG(kLogTrace, "tableSize=%d rowidColPos=%d", tableSize, static_cast<int>(rowidColPos));
     const auto rowIdOf = [rowidColPos](const std::vector<std::string_view>& record) {
         if (rowidColPos >= record.size()) {
-            throw DatabaseException("getROWID", __LINE__, "%s", kShortRecord);
+            throw shortRecordError("getROWID");
         }
         return StringConversion::stringTouint64(std::string(record[rowidColPos]));
     };
@@ -530,11 +501,12 @@ void FileDatabase::checkPrimaryKey(TableMetaData& metaData, const TableText& tab
 }
 
 int FileDatabase::updateTable(const std::string& tableName, const std::string& sql, const Values& values) {
-    return runHandler("updateTable", [&] {
+    try {
         FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
-        OpenTable table = openExistingTable("updateTable", tableName);
-        TableMetaData metaData(fileUtils_);
-        TableText old(currentVersion(tableName, table), metaData);
+        const TablePlace place = store_->locate(tableName);
+        OpenTable table = openExistingTable("updateTable", place);
+        TableMetaData metaData(nullptr);
+        TableText old(TableStore::read(place, table), metaData);
         FILEDB_LOG(kLogTrace, "%s", "Parsing of SET column and values..");
         const SqlText::Condition condition(sql);
         const std::vector<NewValue> newValues =
@@ -555,7 +527,7 @@ int FileDatabase::updateTable(const std::string& tableName, const std::string& s
             std::vector<std::string> record(reader.fields().begin(), reader.fields().end());
             for (const NewValue& newValue : newValues) {
                 if (newValue.column >= record.size()) {
-                    throw DatabaseException("updateTable", __LINE__, "%s", kShortRecord);
+                    throw shortRecordError("updateTable");
                 }
                 record[newValue.column] = newValue.value;
             }
@@ -565,9 +537,13 @@ int FileDatabase::updateTable(const std::string& tableName, const std::string& s
                 where.updatePrimaryKeyValidation(keyed, static_cast<int>(keyed.size()), k);
             }
         }
-        changeTable(kUpdateOperation, tableName, std::move(table), rewriter.take());
+        store_->change(kUpdateOperation, place, std::move(table), rewriter.take());
         return 0;
-    });
+    } catch (const std::exception& error) {
+        noteRefusal(error);
+        FILEDB_LOG(kLogError, "updateTable Exception: %s", error.what());
+        return kFailed;
+    }
 }
 
 std::vector<FileDatabase::NewValue> FileDatabase::parseSetList(TableMetaData& metaData,
@@ -604,11 +580,12 @@ std::vector<std::vector<std::string>> FileDatabase::keyedRecords(const TableMeta
 }
 
 int FileDatabase::deleteTable(const std::string& tableName, const std::string& sql, const Values& values) {
-    return runHandler("deleteTable", [&] {
+    try {
         FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
-        OpenTable table = openExistingTable("deleteTable", tableName);
-        TableMetaData metaData(fileUtils_);
-        TableText old(currentVersion(tableName, table), metaData);
+        const TablePlace place = store_->locate(tableName);
+        OpenTable table = openExistingTable("deleteTable", place);
+        TableMetaData metaData(nullptr);
+        TableText old(TableStore::read(place, table), metaData);
         WhereClause where(metaData);
         const SqlText::Condition condition(sql);
         if (condition.found()) {
@@ -624,9 +601,13 @@ int FileDatabase::deleteTable(const std::string& tableName, const std::string& s
                 rewriter.keep(reader);
             }
         }
-        changeTable(kDeleteOperation, tableName, std::move(table), rewriter.take());
+        store_->change(kDeleteOperation, place, std::move(table), rewriter.take());
         return 0;
-    });
+    } catch (const std::exception& error) {
+        noteRefusal(error);
+        FILEDB_LOG(kLogError, "deleteTable Exception: %s", error.what());
+        return kFailed;
+    }
 }
 
 // ---- SELECT ----
@@ -634,7 +615,7 @@ int FileDatabase::deleteTable(const std::string& tableName, const std::string& s
 IResultTable* FileDatabase::runQuery(const std::string& sql, va_list arguments) {
     FILEDB_LOG(kLogInfo, "%s", "executeQuery");
     FILEDB_LOG(kLogTrace, "passed SQL:%s", sql.c_str());
-    if (directory_.empty()) {
+    if (!store_->hasDirectory()) {
         FILEDB_LOG(kLogError, "%s", "DB Error: Data Base is not initialised");
         return nullptr;
     }
@@ -644,7 +625,7 @@ IResultTable* FileDatabase::runQuery(const std::string& sql, va_list arguments) 
         const std::string statement = checkRemoveSemiColon(sql);
         const SqlText::Select select = SqlText::parseSelect(statement);
         lock();
-        finishEarlierStatement();
+        store_->finishEarlierWork();
         std::unique_ptr<FileResultTable> result = selectRows(statement, select, values);
         unlock();
         return result.release();
@@ -652,7 +633,7 @@ IResultTable* FileDatabase::runQuery(const std::string& sql, va_list arguments) 
         // Also for a failure before the lock was taken: inside a transaction the thread then gives back one
         // count.
         unlock();
-        logException("executeQuery", error);
+        FILEDB_LOG(kLogError, "executeQuery Exception: %s", error.what());
         return nullptr;
     }
 }
@@ -660,14 +641,14 @@ IResultTable* FileDatabase::runQuery(const std::string& sql, va_list arguments) 
 std::unique_ptr<FileResultTable> FileDatabase::selectRows(const std::string& statement,
                                                           const SqlText::Select& select,
                                                           const Values& values) {
-    const std::string fileName = getTableCurrentFile(Utils::validateColumnName(select.table));
-    const File table = File::openExisting(fileName, false);
+    const std::optional<TableSource> table =
+        TableStore::openForQuery(store_->locate(Utils::validateColumnName(select.table)));
     if (!table) {
         throw DatabaseException("executeQuery", __LINE__, "DB Error: Table does not exists...");
     }
     auto result = std::make_unique<FileResultTable>();
-    TableMetaData metaData(fileUtils_);
-    RecordReader reader(table);
+    TableMetaData metaData(nullptr);
+    RecordReader reader = table->records();
     metaData.readTableMetaData(reader);
     FILEDB_LOG(kLogTrace, "%s", "Parsing of SELECT Column..");
     const Selection selection = parseSelection(metaData, SqlText::splitItems(statement, select), *result);
@@ -685,7 +666,7 @@ std::unique_ptr<FileResultTable> FileDatabase::selectRows(const std::string& sta
         for (const Selection::Item& item : selection.items) {
             const std::size_t end = item.isStar ? selection.starWidth : item.column + 1;
             if (end > record.size()) {
-                throw DatabaseException("executeQuery", __LINE__, "%s", kShortRecord);
+                throw shortRecordError("executeQuery");
             }
             for (std::size_t column = item.isStar ? 0 : item.column; column < end; ++column) {
                 result->addCell(record[column]);
@@ -718,7 +699,7 @@ FileDatabase::Selection FileDatabase::parseSelection(TableMetaData& metaData,
     selection.items.reserve(pieces.size());
     result.reserve(pieces.size());
     for (const std::string& piece : pieces) {
-        if (checkForStar(piece)) {
+        if (Utils::trimmed(piece) == "*") {
             // Every "*" takes one column off, not only the first: with two of them the rows are two columns
             // short of the metadata, while the labels were one and two short when their "*" was met.
             if (!metaData.hasAliasPrimaryKey() && selection.starWidth > 0) {
@@ -745,201 +726,77 @@ FileDatabase::Selection FileDatabase::parseSelection(TableMetaData& metaData,
 bool FileDatabase::beginTransaction() {
     FILEDB_LOG(kLogInfo, "%s", "beginTransaction");
     lock();
-    autoCommit_ = false;
+    if (!transactionActive_ && lock_ != nullptr) {
+        countsBeforeTransaction_ = lock_->count() - 1;
+    }
+    store_->beginTransaction();
     transactionActive_ = true;
     return true;
 }
 
+// Both ends of a transaction release two counts of the lock: their own and that of beginTransaction. Refusal
+// and failure keep what they found and took: after a refusal the thread holds one count more.
+
 bool FileDatabase::commitTransaction() {
-    return endTransaction("commitTransaction", "cannot commit - no transaction is active",
-                          &FileDatabase::commitBackupData);
-}
-
-bool FileDatabase::rollbackTransaction() {
-    return endTransaction("rollbackTransaction", "cannot rollback - no transaction is active",
-                          &FileDatabase::cleanUpBackupData);
-}
-
-// Releases two counts of the lock: its own and that of beginTransaction. Both refusal and failure keep what
-// they found and took: after a refusal the thread holds one count more.
-bool FileDatabase::endTransaction(const char* name, const char* refusal, void (FileDatabase::*end)()) {
-    FILEDB_LOG(kLogInfo, "%s", name);
+    FILEDB_LOG(kLogInfo, "%s", "commitTransaction");
     lock();
     if (!transactionActive_) {
-        FILEDB_LOG(kLogError, "%s", refusal);
+        FILEDB_LOG(kLogError, "%s", "cannot commit - no transaction is active");
         return false;
     }
     try {
-        (this->*end)();
+        store_->commitTransaction();
     } catch (const std::exception& error) {
-        logException(name, error);
+        FILEDB_LOG(kLogError, "commitTransaction Exception: %s", error.what());
         return false;
     }
-    transactionActive_ = false;
-    unlock();
-    unlock();
+    transactionEnded();
     return true;
 }
 
-std::string FileDatabase::fileNameOf(const std::string& tableName, std::string_view suffix) const {
-    std::string name;
-    name.reserve(directory_.size() + 1 + tableName.size() + suffix.size());
-    name.append(directory_).append("/").append(tableName).append(suffix);
-    return name;
-}
-
-std::string FileDatabase::getTableCurrentFile(const std::string& tableName) {
-    currentFileIsBackup_ = false;
-    const char* suffix = kTableSuffix;
-    const auto pending = pendingTables_.find(tableName);
-    if (pending != pendingTables_.end()) {
-        if (pending->second->operation() == kDropOperation) {
-            throw DatabaseException("getTableCurrentFile", __LINE__,
-                                    "DataBase Error: No such Table exist.(%s)", tableName.c_str());
-        }
-        requireWhole(tableName, *pending->second);
-        currentFileIsBackup_ = true;
-        suffix = kBackupSuffix;
-    }
-    std::string fileName = fileNameOf(tableName, suffix);
-    FILEDB_LOG(kLogTrace, "Table Name=%s, FileName=%s", tableName.c_str(), fileName.c_str());
-    return fileName;
-}
-
-void FileDatabase::requireWhole(const std::string& tableName, const PendingTable& pending) {
-    if (!pending.isWhole()) {
-        throw DatabaseException(
-            "getTableCurrentFile", __LINE__,
-            "DataBase Error: Working copy of table (%s) is incomplete, roll back the transaction",
-            tableName.c_str());
-    }
-}
-
-// Records the operation in the journal and opens the table's working copy, no file for a drop. `table` is
-// what the statement has read: a table's own file is kept with the working copy that is made of it, and a
-// working copy is handed back.
-File FileDatabase::getBackupFileName(signed char operation, OpenTable& table, const std::string& tableName) {
-    const std::string backupName = fileNameOf(tableName, kBackupSuffix);
-    FILEDB_LOG(kLogTrace, "backupFileName:'%s' operation:%d", backupName.c_str(), operation);
-    finishTornTables();
-    if (currentFileIsBackup_) {
-        PendingTable& pending = *pendingTables_.at(tableName);
-        if (operation == kDropOperation) {
-            dropWorkingCopy(tableName, backupName, pending);
-            return {};
-        }
-        pending.expectWrite();
-        return std::move(table.file);
-    }
-    journal_->appendTable(operation, tableName);
-    if (pendingTables_.size() >= kMostOpenTables) {
-        table = {};
-    }
-    const auto entry =
-        pendingTables_.try_emplace(tableName, std::make_unique<PendingTable>(operation, std::move(table)));
-    if (operation == kDropOperation) {
-        return {};
-    }
-    entry.first->second->expectWrite();
-    return File::openForOverwrite(backupName);
-}
-
-// A table that this transaction changed is now dropped: its journal line says so, and its working copy goes
-// at once.
-void FileDatabase::dropWorkingCopy(const std::string& tableName, const std::string& backupName,
-                                   PendingTable& pending) {
-    if (pending.operation() == kDropOperation) {
-        throw DatabaseException("getBackupFileName", __LINE__, "DataBase Error: No such table");
-    }
-    journal_->markDropped(tableName);
-    removeFile(backupName);
-    pending.drop();
-}
-
-// Makes `version` the table's new content: in its working copy, and outside of a transaction in the table as
-// well.
-void FileDatabase::changeTable(signed char operation, const std::string& tableName, OpenTable table,
-                               TableVersion version) {
-    // A new working copy is written whole, whatever a crash may have left under its name.
-    const Difference toCopy = currentFileIsBackup_ ? version.difference : Difference{};
-    File copy = getBackupFileName(operation, table, tableName);
-    pendingTables_.at(tableName)->write(std::move(copy), toCopy, std::move(version));
-    if (autoCommit_) {
-        commitBackupData();
-    }
-}
-
-void FileDatabase::commitBackupData() {
-    FILEDB_LOG(kLogInfo, "%s", "commitBackupData");
-    for (const auto& [tableName, pending] : pendingTables_) {
-        requireWhole(tableName, *pending);
-    }
-    journal_->writeState(true);
-    copyingOver_ = true;
-    for (const auto& [tableName, pending] : pendingTables_) {
-        const signed char operation = pending->operation();
-        if (operation == kDropOperation) {
-            removeFile(fileNameOf(tableName, kTableSuffix));
-        } else if (operation >= kInsertOperation && operation <= kCreateOperation) {
-            copyOver(tableName, *pending);
-        }
-    }
-    journal_->writeState(false);
-    copyingOver_ = false;
-    cleanUpBackupData();
-}
-
-void FileDatabase::copyOver(const std::string& tableName, PendingTable& pending) {
-    pending.copyOver(fileNameOf(tableName, kBackupSuffix), fileNameOf(tableName, kTableSuffix));
-}
-
-// A table that a failed copy-over left half written is made whole before its working copy may be touched.
-void FileDatabase::finishTornTables() {
-    for (const auto& [tableName, pending] : pendingTables_) {
-        if (pending->isTorn()) {
-            copyOver(tableName, *pending);
-        }
-    }
-}
-
-void FileDatabase::cleanUpBackupData() {
-    FILEDB_LOG(kLogInfo, "%s", "cleanUpBackupData");
-    cleaningUp_ = true;
-    finishTornTables();
-    for (const auto& [tableName, pending] : pendingTables_) {
-        removeFile(fileNameOf(tableName, kBackupSuffix));
-    }
-    pendingTables_.clear();
-    journal_->reset(journalPath_);
-    autoCommit_ = true;
-    copyingOver_ = false;
-    cleaningUp_ = false;
-}
-
-// What an earlier statement could not finish, because the system refused a write, is tried again before the
-// next one. In a transaction that is left to its commit or rollback.
-void FileDatabase::finishEarlierStatement() {
-    if (!autoCommit_ || !(copyingOver_ || cleaningUp_)) {
-        return;
+bool FileDatabase::rollbackTransaction() {
+    FILEDB_LOG(kLogInfo, "%s", "rollbackTransaction");
+    lock();
+    if (!transactionActive_) {
+        FILEDB_LOG(kLogError, "%s", "cannot rollback - no transaction is active");
+        return false;
     }
     try {
-        copyingOver_ ? commitBackupData() : cleanUpBackupData();
+        store_->rollBackTransaction();
     } catch (const std::exception& error) {
-        logException("finishEarlierStatement", error);
+        FILEDB_LOG(kLogError, "rollbackTransaction Exception: %s", error.what());
+        return false;
     }
+    transactionEnded();
+    return true;
 }
 
-// After a statement that failed outside of a transaction. Once a copy-over has begun the working copy must
-// stay.
-void FileDatabase::discardWorkingCopy() {
-    if (!autoCommit_ || copyingOver_ || pendingTables_.empty()) {
-        return;
+void FileDatabase::transactionEnded() {
+    transactionActive_ = false;
+    unlock();
+    unlock();
+}
+
+void FileDatabase::abandonTransaction() {
+    lock();
+    if (transactionActive_) {
+        store_->abandonTransaction();
+        transactionActive_ = false;
+        while (lock_ != nullptr && lock_->count() > countsBeforeTransaction_ + 1) {
+            lock_->unlock();
+        }
     }
-    try {
-        cleanUpBackupData();
-    } catch (const std::exception& error) {
-        logException("cleanUpBackupData", error);
-    }
+    unlock();
+}
+
+// ---- For the subscription store ----
+
+Refusal EngineAccess::lastRefusal() {
+    return Filedb::lastRefusal;
+}
+
+void EngineAccess::endTransaction(IDatabase& database) {
+    static_cast<FileDatabase&>(database).abandonTransaction();
 }
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "DatabaseException.h"
+#include "EngineErrors.h"
 #include "EngineLog.h"
 #include "FileResultTable.h"
 #include "RecordReader.h"
@@ -28,12 +29,6 @@ constexpr const char* kLogTag = "FileResultTable";
 
 // The buffer of one line read of a copy: 1022 characters and the terminating zero.
 constexpr int kCopyBufferSize = 1023;
-
-constexpr const char* kShortRecord = "DB Error: Record has fewer fields than Table Definition";
-
-DatabaseException readError() {
-    return {"getNextRecordFromTableFile", __LINE__, "DB Error: Error occurred during file reading"};
-}
 
 }  // namespace
 
@@ -72,7 +67,7 @@ int FileUtils::copyWholeFile(FILE* destination, FILE* source) {
             }
             logEndOfCopy();
         } else if (std::fputs(buffer.data(), destination) < 0) {
-            throw File::writeError();
+            throw writeError();
         }
         FILEDB_LOG(kLogTrace, "Copied record:%s", buffer.data());
     }
@@ -85,7 +80,7 @@ void FileUtils::overwriteFrom(File destination, File source) {
     copyWholeFile(to.get(), from.get());
     if (std::fflush(to.get()) != 0 || ftruncate(fileno(to.get()), std::ftell(to.get())) != 0 ||
         std::fclose(to.release()) != 0) {
-        throw File::writeError();
+        throw writeError();
     }
 }
 
@@ -114,7 +109,7 @@ void FileUtils::writeRecordToTableFile(FILE* stream, const std::vector<std::stri
     const std::string line = recordLine(fields);
     FILEDB_LOG(kLogTrace, "Writing Record to File: %s", line.c_str());
     if (stream == nullptr || std::fseek(stream, 0, SEEK_END) != 0) {
-        throw DatabaseException("writeRecordToTableFile", __LINE__, "File Error: File Seek error");
+        throw seekError();
     }
     static_cast<void>(std::fwrite(line.data(), 1, line.size(), stream));
 }
@@ -313,7 +308,7 @@ void TableMetaData::checkColumnNullnessTypeCor(std::vector<std::string>& values,
                                 "DB Error: More values than columns in Table Definition");
     }
     if (column >= values.size()) {
-        throw DatabaseException("checkColumnNullnessTypeCor", __LINE__, "%s", kShortRecord);
+        throw shortRecordError("checkColumnNullnessTypeCor");
     }
     const long flag = flagOf(column);
     std::string& value = values[column];
@@ -340,7 +335,7 @@ void TableMetaData::checkColumnNullnessTypeCor(std::vector<std::string>& values,
 
 long TableMetaData::flagOf(std::size_t column) const {
     if (column >= columnFlags_.size()) {
-        throw DatabaseException("checkColumnNullnessTypeCor", __LINE__, "%s", kShortRecord);
+        throw shortRecordError("checkColumnNullnessTypeCor");
     }
     return toFlag(columnFlags_[column]);
 }

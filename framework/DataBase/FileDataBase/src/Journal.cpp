@@ -1,9 +1,12 @@
 #include "Journal.h"
 
+#include <algorithm>
 #include <cstdlib>
+#include <utility>
 #include <vector>
 
 #include "DatabaseException.h"
+#include "EngineErrors.h"
 #include "FileUtils.h"
 #include "RecordReader.h"
 #include "Utils.h"
@@ -26,7 +29,7 @@ signed char toOperation(std::string_view field) {
 
 File& Journal::requireFile() {
     if (!file_) {
-        throw DatabaseException("writeRecordToTableFile", __LINE__, "File Error: File Seek error");
+        throw seekError();
     }
     return file_;
 }
@@ -34,8 +37,9 @@ File& Journal::requireFile() {
 void Journal::open(const std::string& path) {
     close();
     file_ = File::open(path, "a+");
-    end_ = static_cast<std::size_t>(file_.identity().size);
     appends_ = true;
+    saysCopying_ = false;
+    garbage_.reset();
 }
 
 void Journal::close() {
@@ -63,15 +67,35 @@ bool Journal::read(const std::function<void(signed char operation, const std::st
 
 void Journal::appendTable(signed char operation, const std::string& table) {
     const std::string line = FileUtils::recordLine({Utils::toString<signed char>(operation), table});
+    auto end = static_cast<std::size_t>(requireFile().identity().size);
+    if (garbage_) {
+        end = std::min(end, *garbage_);
+        cutOff(end);
+    }
+    lastLine_.clear();
     try {
-        requireFile().writeAt(end_, line);
+        file_.writeAt(end, line);
     } catch (const DatabaseException&) {
-        if (file_) {
-            file_.cut(end_);
-        }
+        cutOff(end);
         throw;
     }
-    end_ += line.size();
+    lastLineBegin_ = end;
+    lastLine_ = line;
+}
+
+void Journal::takeBackTable() {
+    std::string end(lastLine_.size() + 1, '\0');
+    end.resize(requireFile().readAt(lastLineBegin_, end.data(), end.size()));
+    if (end == lastLine_) {
+        cutOff(lastLineBegin_);
+    }
+}
+
+// A cut that is refused is made up for before the next line is appended.
+void Journal::cutOff(std::size_t position) {
+    garbage_ = position;
+    file_.cut(position);
+    garbage_.reset();
 }
 
 void Journal::markDropped(const std::string& table) {
@@ -87,26 +111,26 @@ void Journal::markDropped(const std::string& table) {
 }
 
 void Journal::writeState(bool copying) {
-    atRest_ = false;
-    requireFile().writeAt(0, copying ? kCopying : kAtRest);
-    atRest_ = !copying;
+    requireFile();
+    if (appends_ && copying && saysCopying_) {
+        return;
+    }
+    file_.writeAt(0, copying ? kCopying : kAtRest);
+    saysCopying_ = copying;
 }
 
 void Journal::reset(const std::string& path) {
     if (!file_ || appends_ || !identity_.sameFile(FileIdentity::of(path))) {
         // The old file is given up for a new one only, so that a reset that failed can be tried again.
-        file_ = File::openForOverwrite(path);
-        identity_ = file_.identity();
+        File file = File::openForOverwrite(path);
+        identity_ = file.identity();
+        file_ = std::move(file);
         appends_ = false;
-        atRest_ = false;
     }
     // Cut first: tables behind a state line "0" would have their working copies removed by the next init,
     // also those that an interrupted copy-over still needs.
-    end_ = kAtRest.size();
-    file_.cut(end_);
-    if (!atRest_) {
-        writeState(false);
-    }
+    cutOff(kAtRest.size());
+    writeState(false);
 }
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -25,11 +25,29 @@ TableVersion PendingTable::take(const OpenTable& table) {
 }
 
 void PendingTable::write(File copy, const Difference& difference, TableVersion version) {
+    try {
+        copy_ = copy.overwrite(version.text.view(), difference);
+        copy.close();
+    } catch (...) {
+        copy_ = {};
+        if (version.undo) {
+            version_ = TableVersion(std::move(version).previous());
+            onDisk_ = false;
+        }
+        throw;
+    }
     version_ = std::move(version);
-    copy_ = copy.overwrite(version_.text.view(), difference);
-    copy.close();
+    version_.undo.reset();
     difference_ = difference_.with(version_.difference);
-    whole_ = true;
+    onDisk_ = true;
+}
+
+void PendingTable::restore(const std::string& copyName) {
+    File copy = File::openForOverwrite(copyName);
+    const FileIdentity written = copy.overwrite(version_.text.view());
+    copy.close();
+    copy_ = written;
+    onDisk_ = true;
 }
 
 void PendingTable::copyOver(const std::string& copyName, const std::string& tableName) {
@@ -38,6 +56,7 @@ void PendingTable::copyOver(const std::string& copyName, const std::string& tabl
         return;
     }
     File copy = File::open(copyName, "r+");
+    static_cast<void>(copy.identity());  // refuses what is no regular file while the table is still whole
     File table = File::openForOverwrite(tableName);
     torn_ = true;
     FileUtils::overwriteFrom(std::move(table), std::move(copy));

@@ -7,6 +7,7 @@
 #include <emmintrin.h>
 #endif
 
+#include "EngineErrors.h"
 #include "File.h"
 #include "FileUtils.h"
 
@@ -183,16 +184,19 @@ RecordReader::RecordReader(const File& file)
       blockSize_(std::min(length_, kBlockSize)),
       block_(new char[blockSize_]) {}
 
-// Moves what is left of the block to its start and reads on behind it; false when nothing more came.
+// Moves what is left of the block to its start and reads on behind it; false at the end of the file.
 bool RecordReader::fill() {
     if (offset_ >= length_) {
         return false;
     }
     char* const end = std::copy(unread_.begin(), unread_.end(), block_.get());
     const std::size_t got = file_->readAt(offset_, end, blockSize_ - unread_.size());
+    if (got == 0) {
+        throw readError();  // rows may be missing
+    }
     offset_ += got;
     unread_ = std::string_view(block_.get(), unread_.size() + got);
-    return got > 0;
+    return true;
 }
 
 bool RecordReader::next() {

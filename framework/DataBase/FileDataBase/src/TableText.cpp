@@ -22,6 +22,15 @@ std::size_t startOfLastLine(std::string_view text) {
 
 }  // namespace
 
+Text TableVersion::previous() && {
+    if (undo->isWhole) {
+        return std::move(undo->whole);
+    }
+    // A text keeps its room when it shrinks, so there is room for what was removed.
+    text.replace(undo->position, undo->length, undo->removed);
+    return std::move(text);
+}
+
 TableText::TableText(TableVersion version, TableMetaData& metaData)
     : metaData_(metaData),
       text_(std::move(version.text)),
@@ -68,6 +77,7 @@ TableVersion TableText::withLineAtEnd(const std::string& line) && {
     version.difference.begin = text_.size();
     version.soundBytes = text_.size();
     version.soundRecords = recordCount_;
+    version.undo = Undo{{}, false, text_.size(), line.size(), {}};
     text_.append(line);
     version.text = std::move(text_);
     return version;
@@ -151,14 +161,17 @@ TableVersion TableText::Rewriter::take() {
     const std::size_t begin =
         isChanged ? static_cast<std::size_t>(first_.data() - old_.text_.data()) : oldSize;
     std::size_t changeEnd = text_.size();
+    TableVersion version;
     if (inPlace_) {
         changeEnd = begin + firstLine_.size();
-        text_ = std::move(old_.text_);
-        text_.replace(begin, first_.size(), firstLine_);
+        version.undo = Undo{{}, false, begin, firstLine_.size(), std::string(first_)};
+        version.text = std::move(old_.text_);
+        version.text.replace(begin, first_.size(), firstLine_);
     } else {
         passOn(old_.text_.data() + oldSize);
+        version.undo = Undo{std::move(old_.text_), true, 0, 0, {}};
+        version.text = std::move(text_);
     }
-    TableVersion version(std::move(text_));
     if (old_.metaData_.wasSound()) {
         // The lines behind the last change are where they were when the changes left the length as it was.
         version.difference = {begin, version.text.size() == oldSize ? changeEnd : std::string::npos};

@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <string_view>
 
+#include "EngineAccess.h"
 #include "FileDatabase.h"
 #include "IDatabase.h"
 #include "IResultTable.h"
@@ -17,6 +18,8 @@ namespace Kalt::Vemo::Notification {
 
 using Core::Database::IDatabase;
 using Core::Database::IResultTable;
+using Core::Database::Filedb::EngineAccess;
+using Core::Database::Filedb::Refusal;
 using Platform::StringConversion;
 
 namespace {
@@ -37,12 +40,7 @@ void logError(const std::string& text, const char* file = __builtin_FILE(),
 
 constexpr std::size_t kLongestLine = 1023;
 
-// Whether a statement of this thread was about to store a longer line. The database asks in the thread that
-// sent the statement, and reports no failure of a statement that it has begun.
-thread_local bool lineWasTooLong = false;
-
 bool mayStoreLine(std::size_t bytes) {
-    lineWasTooLong = lineWasTooLong || bytes > kLongestLine;
     return bytes <= kLongestLine;
 }
 
@@ -59,15 +57,25 @@ bool fits(const char* operation, std::size_t line) {
 // Statements. Each value stands for one "?" of the text.
 
 template <typename... Values>
-bool update(IDatabase& database, const char* sql, const Values&... values) {
-    lineWasTooLong = false;
+bool send(IDatabase& database, const char* sql, const Values&... values) {
     return database.executeUpdate(sql, values.c_str()...) == 0;
+}
+
+// The database's result does not tell of a statement that the operating system kept from being stored.
+bool wasRefusedBySystem() {
+    return EngineAccess::lastRefusal() == Refusal::system;
+}
+
+template <typename... Values>
+bool update(IDatabase& database, const char* sql, const Values&... values) {
+    return send(database, sql, values...) && !wasRefusedBySystem();
 }
 
 /// An update that makes rows longer; false, with nothing changed, when one of them would not fit in its line.
 template <typename... Values>
 bool updateThatFits(const char* operation, IDatabase& database, const char* sql, const Values&... values) {
-    return update(database, sql, values...) && (!lineWasTooLong || refuseLength(operation));
+    return update(database, sql, values...) &&
+           (EngineAccess::lastRefusal() != Refusal::content || refuseLength(operation));
 }
 
 template <typename... Values>
@@ -185,17 +193,26 @@ bool insertRow(const char* operation, IDatabase& database, std::size_t shortestL
         return false;
     }
     database.beginTransaction();
-    if (!insert()) {
+    const bool isTaken = insert();
+    const Refusal refusal = EngineAccess::lastRefusal();
+    if (!isTaken || refusal == Refusal::system) {
         logError("Database INSERT failed!");
+    }
+    if (refusal != Refusal::none) {
+        // Nobody may have to wait for a transaction that can come to nothing.
+        EngineAccess::endTransaction(database);
+        // Near the limit the ROWID and an expireTime of NULL decide whether the row fits.
+        return refusal == Refusal::content && refuseLength(operation);
+    }
+    if (!isTaken) {
         return false;
     }
-    // Near the limit the ROWID and an expireTime of NULL decide whether the row fits.
-    if (lineWasTooLong) {
-        database.rollbackTransaction();
-        return refuseLength(operation);
-    }
     record.subscriptionId = database.getLastInsertRowid();
-    return database.commitTransaction();
+    if (!database.commitTransaction()) {
+        EngineAccess::endTransaction(database);
+        return false;
+    }
+    return true;
 }
 
 /// The text with the value in place of each "?". Nothing escapes quotes and blanks in it.
@@ -359,11 +376,11 @@ bool FileSubscriptionDatabase::savePendingMySubscription(int requestId, Subscrip
         return insertRow(
             kName, database, bytesOfInteger(id) + bytesOfRecord(record) + kShortestNumber,
             [&] {
-                return update(database,
-                              "INSERT INTO MySubscriptions (requestId, deviceId, subscribedResource, "
-                              "subscriptionUri, notificationUri ) VALUES (?, '?', '?', '?', '?');",
-                              id, record.deviceId, record.subscribedResource, record.subscriptionUri,
-                              record.notificationUri);
+                return send(database,
+                            "INSERT INTO MySubscriptions (requestId, deviceId, subscribedResource, "
+                            "subscriptionUri, notificationUri ) VALUES (?, '?', '?', '?', '?');",
+                            id, record.deviceId, record.subscribedResource, record.subscriptionUri,
+                            record.notificationUri);
             },
             record);
     });
@@ -496,18 +513,17 @@ bool FileSubscriptionDatabase::saveSubscription(SubscriptionRecord& record) {
         return insertRow(
             kName, database, bytesOfRecord(record) + (expires ? bytesOfText(instant) : 0) + kShortestNumber,
             [&] {
-                return expires
-                           ? update(database,
-                                    "INSERT INTO Subscriptions (deviceId, subscribedResource, "
-                                    "subscriptionUri, notificationUri, expireTime ) VALUES ('?', '?', '?', "
-                                    "'?', '?');",
-                                    record.deviceId, record.subscribedResource, record.subscriptionUri,
-                                    record.notificationUri, instant)
-                           : update(database,
-                                    "INSERT INTO Subscriptions (deviceId, subscribedResource, "
-                                    "subscriptionUri, notificationUri ) VALUES ('?', '?', '?', '?');",
-                                    record.deviceId, record.subscribedResource, record.subscriptionUri,
-                                    record.notificationUri);
+                return expires ? send(database,
+                                      "INSERT INTO Subscriptions (deviceId, subscribedResource, "
+                                      "subscriptionUri, notificationUri, expireTime ) VALUES ('?', '?', '?', "
+                                      "'?', '?');",
+                                      record.deviceId, record.subscribedResource, record.subscriptionUri,
+                                      record.notificationUri, instant)
+                               : send(database,
+                                      "INSERT INTO Subscriptions (deviceId, subscribedResource, "
+                                      "subscriptionUri, notificationUri ) VALUES ('?', '?', '?', '?');",
+                                      record.deviceId, record.subscribedResource, record.subscriptionUri,
+                                      record.notificationUri);
             },
             record);
     });

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+
+#include "DatabaseException.h"
+
+/// The errors that several places of the engine raise: each text with its fixed label, once. The source line
+/// in a message is that of the `throw`, which is where these functions are called.
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+/// The operating system refused a call: what the statement was to store is not stored, or not known to be.
+class SystemRefusal : public DatabaseException {
+public:
+    SystemRefusal(const char* function, int line, const std::string& text)
+        : DatabaseException(function, line, "%s", text.c_str()) {}
+};
+
+/// The statement's own content cannot be stored.
+class ContentRefusal : public DatabaseException {
+public:
+    ContentRefusal(const char* function, int line, const std::string& text)
+        : DatabaseException(function, line, "%s", text.c_str()) {}
+};
+
+/// A file cannot be opened, or is no regular file.
+SystemRefusal openError(int line = __builtin_LINE());
+
+SystemRefusal readError(int line = __builtin_LINE());
+
+/// There is no stream to write to, or its end cannot be found.
+SystemRefusal seekError(int line = __builtin_LINE());
+
+/// Takes the cause from `errno`: to be called right after the call that failed.
+SystemRefusal writeError(int line = __builtin_LINE());
+
+/// A record lacks a field that the statement needs.
+DatabaseException shortRecordError(const char* function, int line = __builtin_LINE());
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb

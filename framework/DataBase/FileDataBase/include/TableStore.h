@@ -1,0 +1,161 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "File.h"
+#include "Journal.h"
+#include "PendingTable.h"
+#include "RecordReader.h"
+#include "TableText.h"
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+/// Where a table's content is at the moment: in its own file, or in the working copy that the open
+/// transaction has of it. Valid until the table is changed, or the transaction ends.
+struct TablePlace {
+    std::string tableName;
+    std::string fileName;
+    PendingTable* pending = nullptr;  ///< of a table that has a working copy
+};
+
+/// What a query reads a table from: an open file, or the text of a table that only memory holds.
+struct TableSource {
+    File file;
+    std::string_view text;
+
+    /// Stands before the first line. The source must outlive the reader. Throws: as RecordReader.
+    RecordReader records() const { return file ? RecordReader(file) : RecordReader(text); }
+};
+
+/// The files of one database: its directory, its journal, the tables' files and their working copies. Changes
+/// go to working copies; a commit copies them over the tables, a rollback discards them. It knows bytes of
+/// tables and nothing of statements.
+///
+/// Work that the system keeps from being completed (a copy-over, a clean-up, the recovery at the opening) is
+/// not given up: finishEarlierWork() tries it again. Until it is done nothing may be changed.
+///
+/// Threads: calls come under the database's lock. Throws: DatabaseException, where a function says so;
+/// SystemRefusal when the operating system is the cause.
+class TableStore {
+public:
+    TableStore() = default;
+    TableStore(const TableStore&) = delete;
+    TableStore& operator=(const TableStore&) = delete;
+
+    // Opening and closing
+
+    /// Opens the database whose directory is `path` followed by "_filedb" and completes or discards what an
+    /// interrupted commit has left there.
+    ///
+    /// @return false when the directory cannot be made
+    /// Throws: the errors of journal and commit. What could not be done is then earlier work.
+    bool open(const std::string& path);
+
+    /// Closes every file. An open transaction is left as a crash would leave it; a copy-over that the system
+    /// has interrupted is tried once more.
+    void close();
+
+    /// Whether open() was ever called.
+    bool hasDirectory() const { return !directory_.empty(); }
+
+    // Work that an earlier call could not complete
+
+    /// Tries it again, if there is any. A failure goes to the log.
+    void finishEarlierWork();
+
+    bool hasEarlierWork() const { return unfinished_ != Unfinished::nothing; }
+
+    /// Throws: "DB Error: An earlier change cannot be finished ..." while hasEarlierWork().
+    void requireEarlierWorkDone() const;
+
+    // Tables
+
+    /// Throws: "DataBase Error: No such Table exist.(%s)" for a table that the transaction has dropped.
+    TablePlace locate(const std::string& tableName);
+
+    /// Throws: the open error when it cannot be told whether the table is there.
+    static bool exists(const TablePlace& place);
+
+    /// Opens the table for a change; nothing when it is missing. A table that exists but cannot be opened for
+    /// writing is an error of read(). Content that only memory holds is written to the working copy first.
+    ///
+    /// Throws: as exists, and write errors.
+    std::optional<OpenTable> openForChange(const TablePlace& place);
+
+    /// The table's text: what the running transaction wrote last when that is still the file's content.
+    /// Throws: the open error, read errors.
+    static TableVersion read(const TablePlace& place, OpenTable& table);
+
+    /// Opens the table for a query; nothing when it is missing. Throws: as exists.
+    static std::optional<TableSource> openForQuery(const TablePlace& place);
+
+    /// The same with the mode of an `fopen`, for a table that exists. Throws: the open error.
+    static TableSource openWithMode(const TablePlace& place, const std::string& mode);
+
+    /// Makes `version` the table's new content: in its working copy, and outside of a transaction in the
+    /// table as well. `table` is what the version was made of; no file for a new table.
+    ///
+    /// On failure the database is as it was before, except that a copy-over which has begun is earlier work.
+    void change(Operation operation, const TablePlace& place, OpenTable table, TableVersion version);
+
+    /// Drops the table, outside of a transaction at once. On failure: as change.
+    void drop(const TablePlace& place);
+
+    // Transactions
+
+    /// From now on changes wait for a commit.
+    void beginTransaction() { autoCommit_ = false; }
+
+    /// Whether changes are committed at once.
+    bool autoCommit() const { return autoCommit_; }
+
+    /// Makes the changes of the transaction permanent. May be tried again after a failure.
+    void commitTransaction();
+
+    /// Discards the changes of the transaction. May be tried again after a failure.
+    void rollBackTransaction();
+
+    /// As rollBackTransaction, but the transaction has ended in any case: what the system refuses is earlier
+    /// work from now on, and logged.
+    void abandonTransaction();
+
+    /// Copies every working copy over its table, then cleans up.
+    void commit();
+
+private:
+    enum class Unfinished { nothing, recovery, commit, cleanUp };
+
+    std::string fileNameOf(const std::string& tableName, std::string_view suffix) const;
+    std::string workingCopyFor(Operation operation, const std::string& tableName);
+    void recover();
+    void finish();
+    void finishDecidedWork();
+    void writeFirstVersion(Operation operation, const std::string& tableName, const std::string& backupName,
+                           OpenTable table, TableVersion version);
+    static void writeNextVersion(PendingTable& pending, const std::string& backupName, OpenTable table,
+                                 TableVersion version);
+    void takeBackJournalLine();
+    void commitAtOnce();
+    void discard();
+    void copyOver(const std::string& tableName, PendingTable& pending);
+    void finishTornTables();
+    void cleanUp();
+
+    std::string directory_;
+    std::string journalPath_;
+    Journal journal_;
+    /// The tables touched in the open transaction, or by the running statement; mirrors the journal's lines.
+    std::map<std::string, std::unique_ptr<PendingTable>> pendingTables_;
+    std::set<std::string> leftOver_;  // working copies of refused statements that could not be removed
+    bool autoCommit_ = true;
+    Unfinished unfinished_ = Unfinished::nothing;
+    std::string cause_;  // why the earlier work could not be finished
+};
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb

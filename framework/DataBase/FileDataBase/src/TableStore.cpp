@@ -1,0 +1,419 @@
+#include "TableStore.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+#include "Directory.h"
+#include "EngineErrors.h"
+#include "EngineLog.h"
+#include "FileUtils.h"
+
+// A change to a table, from the statement to the disk. Behind each step stands what the next opening does
+// when the process dies there.
+//
+//   1. The journal gets a line for the table.                Discards: there is no working copy yet.
+//   2. The table's whole new text goes into its working      Discards it.
+//      copy. (In a transaction, 1 and 2 repeat for each
+//      statement; then its commit goes on with 3.)
+//   3. The journal's state line becomes "1".                 Resets the journal. The first table's working
+//                                                            copy stays where it is, the others are removed.
+//   4. Each working copy is copied over its table; a         As 3: a table that was half copied can be
+//      dropped table's file is removed.                      finished from its working copy as long as that
+//                                                            is there.
+//   5. The state line becomes "0".                           Removes the working copies.
+//   6. The working copies are removed, the journal is cut    Nothing is left to do.
+//      to the one line "0".
+//
+// When the system refuses one of the steps and the process lives on: 1 and 2 are undone; from 3 on the work
+// is completed later, before anything else is changed.
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+namespace {
+
+constexpr const char* kLogTag = "FileDatabase";
+
+// So many tables of a transaction stay open: a transaction may change more than a process may have open.
+constexpr std::size_t kMostOpenTables = 16;
+
+bool removeFile(const std::string& fileName) {
+    const bool isRemoved = std::remove(fileName.c_str()) == 0;
+    if (!isRemoved) {
+        FILEDB_LOG(kLogInfo, "%s", "Failed to remove the file");
+    }
+    return isRemoved;
+}
+
+}  // namespace
+
+// ---- Opening and closing ----
+
+bool TableStore::open(const std::string& path) {
+    finishDecidedWork();
+    directory_ = path + kDirectorySuffix;
+    journalPath_ = directory_ + "/" + kJournalName;
+    if (!Platform::Filesystem::Directory::createDirectory(directory_)) {
+        journal_.close();
+        pendingTables_.clear();
+        leftOver_.clear();
+        unfinished_ = Unfinished::nothing;
+        return false;
+    }
+    recover();
+    return true;
+}
+
+void TableStore::close() {
+    finishDecidedWork();
+    journal_.close();
+    for (const auto& [tableName, pending] : pendingTables_) {
+        pending->closeFile();
+    }
+    unfinished_ = Unfinished::nothing;
+}
+
+// Reads the journal, and completes or discards what it tells of.
+void TableStore::recover() {
+    unfinished_ = Unfinished::recovery;
+    journal_.open(journalPath_);
+    pendingTables_.clear();
+    const bool found = journal_.read([this](signed char operation, const std::string& table) {
+        pendingTables_.try_emplace(table, std::make_unique<PendingTable>(operation));
+    });
+    autoCommit_ = true;
+    found ? commit() : cleanUp();
+}
+
+// ---- Work that an earlier call could not complete ----
+
+void TableStore::finishEarlierWork() {
+    if (!hasEarlierWork()) {
+        return;
+    }
+    try {
+        finish();
+    } catch (const std::exception& error) {
+        cause_ = error.what();
+        cause_.erase(cause_.find_last_not_of('\n') + 1);
+        FILEDB_LOG(kLogError, "finishEarlierWork Exception: %s", error.what());
+    }
+}
+
+void TableStore::requireEarlierWorkDone() const {
+    if (hasEarlierWork()) {
+        throw SystemRefusal("executeUpdate", __LINE__,
+                            "DB Error: An earlier change in " + directory_ +
+                                " cannot be finished, nothing is changed before: " + cause_ +
+                                "; remove the cause and repeat the statement");
+    }
+}
+
+// The work is no part of a transaction that has begun since, so the transaction stays open.
+void TableStore::finish() {
+    struct KeepFlag {
+        explicit KeepFlag(bool& flag) : flag_(flag), value_(std::exchange(flag, true)) {}
+        ~KeepFlag() { flag_ = value_; }
+        KeepFlag(const KeepFlag&) = delete;
+        KeepFlag& operator=(const KeepFlag&) = delete;
+
+    private:
+        bool& flag_;
+        bool value_;
+    };
+    const KeepFlag autoCommit(autoCommit_);
+    switch (unfinished_) {
+        case Unfinished::nothing:
+            break;
+        case Unfinished::recovery:
+            recover();
+            break;
+        case Unfinished::commit:
+            commit();
+            break;
+        case Unfinished::cleanUp:
+            cleanUp();
+            break;
+    }
+}
+
+// The last chance for tables that would otherwise stay half overwritten. Whatever else is left to do can be
+// read from the journal.
+void TableStore::finishDecidedWork() {
+    try {
+        if (unfinished_ == Unfinished::commit) {
+            finish();
+        } else {
+            finishTornTables();
+        }
+    } catch (const std::exception& error) {
+        FILEDB_LOG(kLogError, "finishDecidedWork Exception: %s", error.what());
+    }
+}
+
+// ---- Tables ----
+
+std::string TableStore::fileNameOf(const std::string& tableName, std::string_view suffix) const {
+    std::string name;
+    name.reserve(directory_.size() + 1 + tableName.size() + suffix.size());
+    name.append(directory_).append("/").append(tableName).append(suffix);
+    return name;
+}
+
+TablePlace TableStore::locate(const std::string& tableName) {
+    TablePlace place{tableName, {}, nullptr};
+    const auto entry = pendingTables_.find(tableName);
+    if (entry != pendingTables_.end()) {
+        if (entry->second->operation() == kDropOperation) {
+            throw DatabaseException("getTableCurrentFile", __LINE__,
+                                    "DataBase Error: No such Table exist.(%s)", tableName.c_str());
+        }
+        place.pending = entry->second.get();
+    }
+    place.fileName = fileNameOf(tableName, place.pending != nullptr ? kBackupSuffix : kTableSuffix);
+    FILEDB_LOG(kLogTrace, "Table Name=%s, FileName=%s", tableName.c_str(), place.fileName.c_str());
+    return place;
+}
+
+bool TableStore::exists(const TablePlace& place) {
+    const bool isInMemory = place.pending != nullptr && !place.pending->isOnDisk();
+    return isInMemory || File::exists(place.fileName);
+}
+
+std::optional<OpenTable> TableStore::openForChange(const TablePlace& place) {
+    if (place.pending != nullptr && !place.pending->isOnDisk()) {
+        finishTornTables();
+        place.pending->restore(place.fileName);
+    }
+    OpenTable table{File::openExisting(place.fileName, true), {}};
+    if (!table.file && !File::exists(place.fileName)) {
+        return std::nullopt;
+    }
+    return table;
+}
+
+TableVersion TableStore::read(const TablePlace& place, OpenTable& table) {
+    if (!table.file) {
+        throw openError();
+    }
+    table.identity = table.file.identity();
+    return place.pending == nullptr ? TableVersion(table.file.readWhole(table.identity))
+                                    : place.pending->take(table);
+}
+
+std::optional<TableSource> TableStore::openForQuery(const TablePlace& place) {
+    if (place.pending != nullptr && !place.pending->isOnDisk()) {
+        return TableSource{{}, place.pending->text()};
+    }
+    TableSource source{File::openExisting(place.fileName, false), {}};
+    if (source.file) {
+        return source;
+    }
+    if (!File::exists(place.fileName)) {
+        return std::nullopt;
+    }
+    throw openError();
+}
+
+TableSource TableStore::openWithMode(const TablePlace& place, const std::string& mode) {
+    if (place.pending != nullptr && !place.pending->isOnDisk()) {
+        return {{}, place.pending->text()};
+    }
+    return {File::open(place.fileName, mode), {}};
+}
+
+// ---- Changes ----
+
+void TableStore::change(Operation operation, const TablePlace& place, OpenTable table, TableVersion version) {
+    const std::string backupName = workingCopyFor(operation, place.tableName);
+    if (place.pending == nullptr) {
+        writeFirstVersion(operation, place.tableName, backupName, std::move(table), std::move(version));
+    } else {
+        writeNextVersion(*place.pending, backupName, std::move(table), std::move(version));
+    }
+    if (autoCommit_) {
+        commitAtOnce();
+    }
+}
+
+void TableStore::drop(const TablePlace& place) {
+    const std::string backupName = workingCopyFor(kDropOperation, place.tableName);
+    if (place.pending == nullptr) {
+        journal_.appendTable(kDropOperation, place.tableName);
+        pendingTables_[place.tableName] = std::make_unique<PendingTable>(kDropOperation);
+    } else {
+        // The transaction has changed the table before: its line in the journal says so, and its working copy
+        // goes at once.
+        journal_.markDropped(place.tableName);
+        removeFile(backupName);
+        place.pending->drop();
+    }
+    if (autoCommit_) {
+        commitAtOnce();
+    }
+}
+
+// The name of the working copy that is about to be touched. No table may depend on it from here on.
+std::string TableStore::workingCopyFor(Operation operation, const std::string& tableName) {
+    std::string backupName = fileNameOf(tableName, kBackupSuffix);
+    FILEDB_LOG(kLogTrace, "backupFileName:'%s' operation:%d", backupName.c_str(), operation);
+    finishTornTables();
+    return backupName;
+}
+
+void TableStore::writeFirstVersion(Operation operation, const std::string& tableName,
+                                   const std::string& backupName, OpenTable table, TableVersion version) {
+    journal_.appendTable(operation, tableName);
+    bool isOurs = false;  // a working copy that a crash has left may be all there is of a torn table
+    try {
+        if (pendingTables_.size() >= kMostOpenTables) {
+            table = {};
+        }
+        auto pending = std::make_unique<PendingTable>(operation, std::move(table));
+        File copy = File::openForOverwrite(backupName);
+        isOurs = true;
+        // A new working copy is written whole, whatever a crash may have left under its name.
+        pending->write(std::move(copy), {}, std::move(version));
+        pendingTables_[tableName] = std::move(pending);
+        leftOver_.erase(backupName);
+    } catch (...) {
+        if ((isOurs || FileIdentity::of(backupName).size == 0) && !removeFile(backupName)) {
+            leftOver_.insert(backupName);
+        }
+        takeBackJournalLine();
+        throw;
+    }
+}
+
+void TableStore::writeNextVersion(PendingTable& pending, const std::string& backupName, OpenTable table,
+                                  TableVersion version) {
+    if (table.file) {
+        const Difference difference = version.difference;
+        pending.write(std::move(table.file), difference, std::move(version));
+        return;
+    }
+    // The table is made anew: another program has removed the working copy.
+    File copy = File::openForOverwrite(backupName);
+    try {
+        pending.write(std::move(copy), {}, std::move(version));
+    } catch (...) {
+        removeFile(backupName);
+        throw;
+    }
+}
+
+// A line that stays does no harm: recovery discards the working copy that it names, and there is none.
+void TableStore::takeBackJournalLine() {
+    try {
+        journal_.takeBackTable();
+    } catch (const std::exception& error) {
+        FILEDB_LOG(kLogError, "takeBackJournalLine Exception: %s", error.what());
+    }
+}
+
+// A statement of its own. Once the copy-over has begun its working copy must stay.
+void TableStore::commitAtOnce() {
+    try {
+        commit();
+    } catch (...) {
+        if (!hasEarlierWork()) {
+            discard();
+        }
+        throw;
+    }
+}
+
+// A drop has made no working copy: one that is there is not the statement's own.
+void TableStore::discard() {
+    for (auto entry = pendingTables_.begin(); entry != pendingTables_.end();) {
+        entry = entry->second->operation() == kDropOperation ? pendingTables_.erase(entry) : std::next(entry);
+    }
+    try {
+        cleanUp();
+    } catch (const std::exception& error) {
+        FILEDB_LOG(kLogError, "cleanUpBackupData Exception: %s", error.what());
+    }
+}
+
+// ---- Transactions ----
+
+void TableStore::commitTransaction() {
+    if (unfinished_ == Unfinished::recovery || unfinished_ == Unfinished::commit) {
+        finish();
+    }
+    commit();
+}
+
+void TableStore::rollBackTransaction() {
+    if (unfinished_ == Unfinished::recovery || unfinished_ == Unfinished::commit) {
+        // While there was earlier work nothing could be changed, so there is nothing to discard.
+        finishEarlierWork();
+        autoCommit_ = true;
+        return;
+    }
+    cleanUp();
+}
+
+void TableStore::abandonTransaction() {
+    try {
+        rollBackTransaction();
+    } catch (const std::exception& error) {
+        FILEDB_LOG(kLogError, "abandonTransaction Exception: %s", error.what());
+        unfinished_ = Unfinished::cleanUp;
+    }
+    autoCommit_ = true;
+}
+
+void TableStore::commit() {
+    FILEDB_LOG(kLogInfo, "%s", "commitBackupData");
+    for (const auto& [tableName, pending] : pendingTables_) {
+        if (!pending->isOnDisk()) {
+            pending->restore(fileNameOf(tableName, kBackupSuffix));
+        }
+    }
+    journal_.writeState(true);
+    if (autoCommit_) {
+        unfinished_ = Unfinished::commit;
+    }
+    for (const auto& [tableName, pending] : pendingTables_) {
+        const signed char operation = pending->operation();
+        if (operation == kDropOperation) {
+            removeFile(fileNameOf(tableName, kTableSuffix));
+        } else if (operation >= kInsertOperation && operation <= kCreateOperation) {
+            copyOver(tableName, *pending);
+        }
+    }
+    journal_.writeState(false);
+    cleanUp();
+}
+
+void TableStore::copyOver(const std::string& tableName, PendingTable& pending) {
+    pending.copyOver(fileNameOf(tableName, kBackupSuffix), fileNameOf(tableName, kTableSuffix));
+}
+
+// A table that a failed copy-over left half written is made whole before its working copy may be touched.
+void TableStore::finishTornTables() {
+    for (const auto& [tableName, pending] : pendingTables_) {
+        if (pending->isTorn()) {
+            copyOver(tableName, *pending);
+        }
+    }
+}
+
+void TableStore::cleanUp() {
+    FILEDB_LOG(kLogInfo, "%s", "cleanUpBackupData");
+    finishTornTables();
+    unfinished_ = Unfinished::cleanUp;  // from here on working copies may be gone
+    for (const auto& [tableName, pending] : pendingTables_) {
+        removeFile(fileNameOf(tableName, kBackupSuffix));
+    }
+    for (const std::string& backupName : leftOver_) {
+        removeFile(backupName);
+    }
+    leftOver_.clear();
+    pendingTables_.clear();
+    journal_.reset(journalPath_);
+    autoCommit_ = true;
+    unfinished_ = Unfinished::nothing;
+}
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb
