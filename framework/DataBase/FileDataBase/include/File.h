@@ -79,7 +79,7 @@ public:
     /// a file that holds data is the dearest thing one can ask of a disk file system, and blocks that a file
     /// already has cannot run into a full disk.
     ///
-    /// Throws: as open, and as identity.
+    /// Throws: as open.
     static File openForOverwrite(const std::string& fileName);
 
     /// Whether there is a file.
@@ -104,6 +104,9 @@ public:
     /// Throws: "DB Error: Error occurred during file reading", also for what is no regular file: a directory,
     /// a pipe or a device under the name of a table.
     FileIdentity identity() const;
+
+    /// Throws: as identity, for what is no regular file.
+    void requireRegular() const;
 
     /// All bytes of the file. A read that comes back short is gone on with.
     ///

@@ -121,9 +121,7 @@ File File::openExisting(const std::string& fileName, bool forWriting) {
 }
 
 File File::openForOverwrite(const std::string& fileName) {
-    File file = openOrThrow(fileName, O_RDWR | O_CREAT, "r+");
-    static_cast<void>(file.identity());
-    return file;
+    return openOrThrow(fileName, O_RDWR | O_CREAT, "r+");
 }
 
 File File::openOrThrow(const std::string& fileName, int flags, const char* mode) {
@@ -152,6 +150,10 @@ FILE* File::intoStream(const std::string& mode) && {
     }
     release();
     return stream;
+}
+
+void File::requireRegular() const {
+    static_cast<void>(identity());
 }
 
 FileIdentity File::identity() const {

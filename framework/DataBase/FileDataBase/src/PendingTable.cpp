@@ -56,8 +56,9 @@ void PendingTable::copyOver(const std::string& copyName, const std::string& tabl
         return;
     }
     File copy = File::open(copyName, "r+");
-    static_cast<void>(copy.identity());  // refuses what is no regular file while the table is still whole
+    copy.requireRegular();
     File table = File::openForOverwrite(tableName);
+    table.requireRegular();
     torn_ = true;
     FileUtils::overwriteFrom(std::move(table), std::move(copy));
     torn_ = false;
@@ -72,6 +73,7 @@ void PendingTable::copyFromMemory(const std::string& tableName) {
         original.file.overwrite(version_.text.view(), difference_, original.identity);
     } else {
         original.file = File::openForOverwrite(tableName);
+        original.file.requireRegular();
         torn_ = true;
         original.file.overwrite(version_.text.view());
     }

@@ -276,7 +276,7 @@ void TableStore::writeFirstVersion(Operation operation, const std::string& table
         pendingTables_[tableName] = std::move(pending);
         leftOver_.erase(backupName);
     } catch (...) {
-        if ((isOurs || FileIdentity::of(backupName).size == 0) && !removeFile(backupName)) {
+        if (isOurs && !removeFile(backupName)) {
             leftOver_.insert(backupName);
         }
         takeBackJournalLine();
