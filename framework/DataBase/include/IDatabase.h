@@ -31,10 +31,12 @@ public:
     /// Opens the database whose files live in the directory `path` followed by "_filedb". The directory is
     /// made when missing (its parent is not), and what an interrupted commit left behind is tidied up.
     ///
-    /// @return true when the database is ready; false when the directory or its journal cannot be used
+    /// @return true when the database is ready; false when the directory or its journal cannot be used. What
+    ///         an interrupted commit left behind is then tidied up by the next `init`, or before the next
+    ///         statement.
     virtual bool init(const std::string& path) = 0;
 
-    /// Releases the journal and the lock. Tables stay on disk; `init` may be called again.
+    /// Closes every file and releases the lock. Tables stay on disk; `init` may be called again.
     ///
     /// @return true
     virtual bool deinit() = 0;
@@ -68,9 +70,10 @@ public:
     /// Runs one INSERT, UPDATE, DELETE, CREATE TABLE, DROP TABLE or ALTER TABLE.
     ///
     /// @param sql as for executeQuery
-    /// @return 1 when the statement's form was refused before it ran. 0 otherwise, also when the statement
-    ///         was not recognised or failed while it ran: the log tells. ALTER TABLE on an existing table
-    ///         gives 1 on success and -1 on failure.
+    /// @return 1 when the statement's form was refused before it ran, or when it was to change something
+    ///         while the operating system still keeps an earlier change from being finished. 0 otherwise, also
+    ///         when the statement was not recognised or failed while it ran: the log tells. ALTER TABLE on an
+    ///         existing table gives 1 on success and -1 on failure.
     virtual int executeUpdate(const char* sql, ...) = 0;
 
 protected:
