@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <functional>
@@ -11,6 +9,7 @@
 #include <vector>
 
 #include "FaultLayer.h"
+#include "RefusedCalls.h"
 #include "StatementTest.h"
 
 // What the system's calls on files may do to a statement: each of them fails in turn, takes only a part, or
@@ -30,13 +29,6 @@ struct Story {
     std::string name;
     std::vector<std::string> prepare;
     std::vector<std::string> run;
-};
-
-/// Faults that a living process meets, with whether they last.
-struct Trouble {
-    const char* name;
-    Fault fault;
-    bool lasting;
 };
 
 const Trouble kTroubles[] = {
@@ -83,11 +75,7 @@ protected:
 
     /// Puts the directory back to how it was before the story.
     void restore(const Files& content) {
-        std::filesystem::remove_all(directory());
-        std::filesystem::create_directory(directory());
-        for (const auto& [name, bytes] : content) {
-            writeFile(directory() + "/" + name, bytes);
-        }
+        restoreFiles(directory(), content);
         log.clear();
     }
 
@@ -124,21 +112,6 @@ protected:
         const FaultLayer faults(trouble.fault, n, trouble.lasting);
         work();
         return FaultLayer::steps() >= n;
-    }
-
-    /// Does the work, which tells whether it succeeded, in a process of its own; true when a fault ended
-    /// that.
-    static bool endsEarly(const std::function<bool()>& work) {
-        const pid_t child = fork();
-        if (child == 0) {
-            _exit(work() ? 0 : 1);
-        }
-        int status = 0;
-        EXPECT_GT(child, 0);
-        EXPECT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_TRUE(WIFEXITED(status));
-        EXPECT_THAT(WEXITSTATUS(status), ::testing::AnyOf(0, kDeathStatus));
-        return WEXITSTATUS(status) == kDeathStatus;
     }
 
     /// Runs the story in a process that the fault ends; false when it ran to its end.

@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <filesystem>
-#include <map>
 #include <regex>
 #include <string>
 #include <vector>
@@ -15,9 +13,6 @@
 namespace Kalt::Vemo::Test {
 
 inline constexpr const char* kNull = nullptr;
-
-/// Name and bytes of every file of a directory.
-using Files = std::map<std::string, std::string>;
 
 /// A statement that must fail: its text, the function that raises, the text after "->", the values for its
 /// "?".
@@ -36,15 +31,7 @@ protected:
         log.clear();
     }
 
-    Files files() const {
-        Files result;
-        for (const auto& entry : std::filesystem::directory_iterator(directory())) {
-            if (entry.is_regular_file()) {
-                result[entry.path().filename().string()] = readFile(entry.path().string());
-            }
-        }
-        return result;
-    }
+    Files files() const { return readFiles(directory()); }
 
     /// The error lines since the last call, less the harmless one of every copy and without the source lines:
     /// "insertTable Exception: getTableCurrentFile:: ->text".

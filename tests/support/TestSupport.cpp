@@ -64,6 +64,16 @@ bool fileExists(const std::string& path) {
     return std::filesystem::exists(std::filesystem::symlink_status(path, error));
 }
 
+Files readFiles(const std::string& path) {
+    Files result;
+    for (const auto& entry : std::filesystem::directory_iterator(path)) {
+        if (entry.is_regular_file()) {
+            result[entry.path().filename().string()] = readFile(entry.path().string());
+        }
+    }
+    return result;
+}
+
 std::vector<std::string> listDirectory(const std::string& path) {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(path)) {

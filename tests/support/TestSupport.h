@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -42,6 +43,12 @@ std::string readFile(const std::string& path);
 void writeFile(const std::string& path, const std::string& content);
 
 bool fileExists(const std::string& path);
+
+/// Name and bytes of every file of a directory.
+using Files = std::map<std::string, std::string>;
+
+/// The regular files of a directory.
+Files readFiles(const std::string& path);
 
 /// Names of the entries of a directory, sorted.
 std::vector<std::string> listDirectory(const std::string& path);
