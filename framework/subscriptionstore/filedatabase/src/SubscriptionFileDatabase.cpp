@@ -468,8 +468,8 @@ bool FileSubscriptionDatabase::getMySubscriptionContainingResourceList(
         std::string condition;
         if (!canPaste(kName, {{"deviceId", deviceId}}) ||
             !joinClauses(kName,
-                         "( subscribedResource = '?'  OR subscribedResource LIKE '% ?' OR subscribedResource "
-                         "LIKE '? %' OR subscribedResource LIKE '% ? %' ) ",
+                         "( subscribedResource = '?'  OR subscribedResource LIKE '% ?'  OR "
+                         "subscribedResource LIKE '? %' OR subscribedResource LIKE '% ? %' ) ",
                          resources, condition)) {
             return false;
         }
