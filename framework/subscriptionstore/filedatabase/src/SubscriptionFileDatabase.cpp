@@ -492,17 +492,17 @@ bool FileSubscriptionDatabase::saveSubscription(SubscriptionRecord& record) {
             return false;
         }
         const bool expires = getSubExprTimeVal() >= 1;
-        const std::string instant = expiryInstant();
         return insertRow(
-            kName, database, bytesOfRecord(record) + (expires ? bytesOfText(instant) : 0) + kShortestNumber,
+            kName, database, bytesOfRecord(record) + (expires ? kShortestText : 0) + kShortestNumber,
             [&] {
+                // Now that the transaction has begun: the save may have waited for its lock.
                 return expires
                            ? update(database,
                                     "INSERT INTO Subscriptions (deviceId, subscribedResource, "
                                     "subscriptionUri, notificationUri, expireTime ) VALUES ('?', '?', '?', "
                                     "'?', '?');",
                                     record.deviceId, record.subscribedResource, record.subscriptionUri,
-                                    record.notificationUri, instant)
+                                    record.notificationUri, expiryInstant())
                            : update(database,
                                     "INSERT INTO Subscriptions (deviceId, subscribedResource, "
                                     "subscriptionUri, notificationUri ) VALUES ('?', '?', '?', '?');",
