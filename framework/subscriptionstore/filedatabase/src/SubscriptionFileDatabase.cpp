@@ -149,7 +149,7 @@ bool canStoreRecord(const char* operation, const SubscriptionRecord& record) {
 constexpr std::size_t kCloser = 1;
 constexpr std::size_t kNull = 4 + kCloser;
 constexpr std::size_t kShortestText = 2 + kCloser;
-constexpr std::size_t kShortestNumber = 1 + kCloser;
+constexpr std::size_t kShortestField = 1 + kCloser;  // a digit
 
 /// The word NULL is stored bare, any other text in quotes.
 std::size_t bytesOfText(const std::string& text) {
@@ -357,7 +357,7 @@ bool FileSubscriptionDatabase::savePendingMySubscription(int requestId, Subscrip
         }
         const std::string id = toString<int>(requestId);
         return insertRow(
-            kName, database, bytesOfInteger(id) + bytesOfRecord(record) + kShortestNumber,
+            kName, database, bytesOfInteger(id) + bytesOfRecord(record) + kShortestField,
             [&] {
                 return update(database,
                               "INSERT INTO MySubscriptions (requestId, deviceId, subscribedResource, "
@@ -382,7 +382,7 @@ bool FileSubscriptionDatabase::updateMySubscription(int requestId, std::string& 
         const std::string id = toString<int>(requestId);
         const std::size_t newFields = bytesOfInteger(answered) + bytesOfText(subscriptionUri);
         if (!canStore(kName, {{"subscriptionUri", subscriptionUri}}) ||
-            !fits(kName, newFields + 3 * kShortestText + kShortestNumber)) {
+            !fits(kName, newFields + 4 * kShortestField)) {
             return false;
         }
         return updateThatFits(
@@ -399,7 +399,7 @@ bool FileSubscriptionDatabase::updateMySubscriptionBySubscriptionUri(std::string
         const std::size_t newFields = bytesOfTextAsInteger(subscribedResource);
         if (!canSend(kName, {{"subscriptionUri", subscriptionUri}}) ||
             !canStore(kName, {{"subscribedResource", subscribedResource}}) ||
-            !fits(kName, newFields + 3 * kShortestText + 2 * kShortestNumber)) {
+            !fits(kName, newFields + 5 * kShortestField)) {
             return false;
         }
         return updateThatFits(
@@ -493,7 +493,7 @@ bool FileSubscriptionDatabase::saveSubscription(SubscriptionRecord& record) {
         }
         const bool expires = getSubExprTimeVal() >= 1;
         return insertRow(
-            kName, database, bytesOfRecord(record) + (expires ? kShortestText : 0) + kShortestNumber,
+            kName, database, bytesOfRecord(record) + (expires ? kShortestText : 0) + kShortestField,
             [&] {
                 // Now that the transaction has begun: the save may have waited for its lock.
                 return expires
@@ -569,7 +569,7 @@ bool FileSubscriptionDatabase::updateSubscription(SubscriptionRecord& record) {
         if (!canStore(kName, {{"deviceId", record.deviceId},
                               {"subscribedResource", record.subscribedResource},
                               {"notificationUri", record.notificationUri}}) ||
-            !fits(kName, newFields + kShortestText + id.size() + kCloser)) {
+            !fits(kName, newFields + kShortestField + id.size() + kCloser)) {
             return false;
         }
         if (getSubExprTimeVal() >= 1) {
