@@ -167,6 +167,69 @@ TEST_F(Refusal, TextsThatWouldCutARowAreNotStored) {
     }
 }
 
+/// The texts that are pasted into a statement, or are not part of one.
+std::vector<TextArgument> otherTextArguments() {
+    using Store = FileSubscriptionDatabase;
+    using Text = std::string;
+    return {
+        {"init", "path", false, [](Store& s, Text v) { return s.init(v, 60); }},
+        {"updateSubscription", "subscriptionUri", false,
+         [](Store& s, Text v) { return updateWith(s, record("d", "/r", v, "/n", 1)); }},
+        {"getMySubscriptionContainingResourceList", "deviceId", false,
+         [](Store& s, Text v) {
+             Records found;
+             return s.getMySubscriptionContainingResourceList(v, {"/on"}, found);
+         }},
+        {"getMySubscriptionContainingResourceList", "resource", false,
+         [](Store& s, Text v) {
+             Records found;
+             return s.getMySubscriptionContainingResourceList("lamp", {"/on", v, "/off"}, found);
+         }},
+        {"getSubscriptionContainingResourceList", "resource", false,
+         [](Store& s, Text v) {
+             Records found;
+             return s.getSubscriptionContainingResourceList({"/on", v, "/off"}, found);
+         }},
+    };
+}
+
+TEST_F(Refusal, NoTextMayHoldANulByte) {
+    std::vector<TextArgument> all = textArguments();
+    for (const TextArgument& argument : otherTextArguments()) {
+        all.push_back(argument);
+    }
+    const struct {
+        std::string text;
+        int position;
+    } rows[] = {{std::string(1, '\0'), 1},
+                {std::string("\0ab", 3), 1},
+                {std::string("lamp\0", 5), 5},
+                {path() + '\0' + "b" + '\0', static_cast<int>(path().size()) + 1}};
+    for (const TextArgument& argument : all) {
+        for (const auto& row : rows) {
+            SCOPED_TRACE(std::string(argument.operation) + " " + argument.name + ", byte " +
+                         std::to_string(row.position));
+            expectRefused([&] { return argument.call(*store, row.text); }, argument.operation,
+                          std::string(argument.name) + " holds a NUL byte, which ends a text (at byte " +
+                              std::to_string(row.position) + "); pass it without");
+            EXPECT_TRUE(sentNothing());
+        }
+    }
+    EXPECT_EQ(store->getSubExprTimeVal(), 0);
+    EXPECT_EQ(allSubscriptions().size(), 1U);
+}
+
+TEST_F(Refusal, PathWithANulByteCreatesNothing) {
+    Notification::FileSubscriptionDatabase fresh;
+    const std::string elsewhere = temporary.file("elsewhere");
+    for (const std::string& text : {elsewhere + '\0', elsewhere + '\0' + "x", '\0' + elsewhere}) {
+        std::string where = text;
+        EXPECT_FALSE(fresh.init(where, 60));
+        EXPECT_EQ(fresh.getSubExprTimeVal(), -1);
+        EXPECT_THAT(listDirectory(temporary.path()), ElementsAre("home_filedb"));
+    }
+}
+
 TEST_F(Refusal, TextsOfAConditionMayHoldWhatNoRowHolds) {
     const std::string mine = mySubscriptions();
     const std::string others = subscriptions();

@@ -243,6 +243,9 @@ bool FileSubscriptionDatabase::init(std::string& path, int expiryTimeVal) {
         logError("failed!.. DB path is empty");
         return false;
     }
+    if (!canSend("init", {{"path", path}})) {
+        return false;
+    }
     setSubExprTimeVal(expiryTimeVal);
     try {
         return openDatabase(path);
@@ -569,6 +572,7 @@ bool FileSubscriptionDatabase::updateSubscription(SubscriptionRecord& record) {
         if (!canStore(kName, {{"deviceId", record.deviceId},
                               {"subscribedResource", record.subscribedResource},
                               {"notificationUri", record.notificationUri}}) ||
+            !canSend(kName, {{"subscriptionUri", record.subscriptionUri}}) ||
             !fits(kName, newFields + kShortestField + id.size() + kCloser)) {
             return false;
         }
