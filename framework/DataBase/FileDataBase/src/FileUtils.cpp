@@ -38,6 +38,12 @@ DatabaseException readError() {
 }  // namespace
 
 FILE* FileUtils::openFile(const std::string& fileName, const std::string& mode) {
+    if (mode.find_first_of("rwa") != 0) {
+        File::logUse(fileName, mode.c_str());
+        FILEDB_LOG(kLogInfo, "Cannot open '%s' with mode '%s': a mode begins with r, w or a",
+                   fileName.c_str(), mode.c_str());
+        throw DatabaseException("openFile", __LINE__, "DataBase Error: Couldn't open the corresponding file");
+    }
     FILE* stream = File::open(fileName, mode).intoStream(mode);
     std::rewind(stream);
     return stream;
