@@ -125,6 +125,19 @@ TEST_F(RecordFileTest, OpenRefusesWhatCannotBeOpened) {
     }
 }
 
+TEST_F(RecordFileTest, OpenRefusesAModeThatFopenDoesNotKnow) {
+    const std::string missing = temporary.file("missing");
+    const std::string present = temporary.file("present");
+    writeFile(present, "a~b\n");
+    for (const char* const mode : {"", "+", "b", "x", "xw", "W", "R", "A", " r", "1", "\xE4"}) {
+        SCOPED_TRACE(mode);
+        EXPECT_EQ(raisedBy([&] { FileUtils::openFile(missing, mode); }), kOpenError);
+        EXPECT_FALSE(fileExists(missing));
+        EXPECT_EQ(raisedBy([&] { FileUtils::openFile(present, mode); }), kOpenError);
+        EXPECT_EQ(readFile(present), "a~b\n");
+    }
+}
+
 TEST_F(RecordFileTest, CloseHandsOverWhatWasWritten) {
     const std::string path = temporary.file("t.table");
     FILE* stream = FileUtils::openFile(path, "w");

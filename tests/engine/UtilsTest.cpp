@@ -159,6 +159,88 @@ TEST(UtilsTest, GetSplitVectorCutsAPieceAtEverySeparator) {
     }
 }
 
+TEST(UtilsTest, GetSplitVectorWithoutASeparatorGivesOnePiece) {
+    const struct {
+        std::string text;
+        unsigned int first, last;
+        Words expected;
+    } rows[] = {
+        {"a,b", 0, 2, {"a,b"}}, {"a,b", 1, 2, {",b"}}, {"a", 0, 0, {"a"}},
+        {"", 0, 0, {""}},       {"a,b", 2, 9, {"b"}},  {"a,b", 3, 2, {""}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.text);
+        Words pieces = {"left", "from", "before"};
+        Utils::getSplitVector(row.text, row.first, row.last, pieces, "");
+        EXPECT_EQ(pieces, row.expected);
+    }
+}
+
+TEST(UtilsTest, GetSplitVectorFindsNothingOutsideOfTheText) {
+    constexpr unsigned int kLargest = 4294967295U;
+    const struct {
+        std::string text;
+        unsigned int first, last;
+        Words expected;
+    } rows[] = {
+        {"a,b", 1, 9, {"", "b"}},
+        {"a,b", 2, 9, {"b"}},
+        {"a,b", 2, kLargest - 1, {"b"}},
+        {"a,b", 3, 3, {""}},
+        {"a,b", 3, 9, {""}},
+        {"a,b", 9, 9, {""}},
+        {"a,b", 9, 12, {""}},
+        {"a,b", kLargest, kLargest, {""}},
+        {"a,b", kLargest - 1, kLargest - 1, {""}},
+        {"a,b", 0, kLargest, {""}},  // one before the first character
+        {"a,b", 2, 1, {""}},
+        {"a,b", 2, 0, {""}},
+        {"a,b", 9, 0, {""}},
+        {"a,b", kLargest, 0, {""}},
+        {"", 0, 0, {""}},
+        {"", 0, 9, {""}},
+        {"", 9, 0, {""}},
+        {"", kLargest, kLargest, {""}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE("[" + row.text + "] " + std::to_string(row.first) + " to " + std::to_string(row.last));
+        Words pieces = {"left", "from", "before"};
+        Utils::getSplitVector(row.text, row.first, row.last, pieces, ",");
+        EXPECT_EQ(pieces, row.expected);
+    }
+}
+
+/// No text is too short or too strange for the functions that have nothing to refuse.
+TEST(UtilsTest, TextsOfAllKindsAreTaken) {
+    std::string everyByte;
+    for (int code = 0; code < 256; ++code) {
+        everyByte += static_cast<char>(code);
+    }
+    for (const std::string& text :
+         {std::string(), std::string(1, '\0'), std::string("'\0'", 3), everyByte, "'" + everyByte + "'",
+          std::string(100000, ' '), std::string(100000, '\'')}) {
+        EXPECT_NO_THROW({
+            Utils::trimString(text);
+            Utils::leftTrimString(text);
+            Utils::rightTrimString(text);
+            Utils::trimmed(text);
+            Utils::addSingleQuote(text);
+            Utils::inSingleQuotes(text);
+            Utils::removeSingleQuote(text);
+            Utils::isNumber(text);
+        });
+        for (const std::string& separator : {std::string(), std::string(1, '\0'), text, text + "x"}) {
+            for (const unsigned int first : {0U, 1U, 255U, 4294967295U}) {
+                for (const unsigned int last : {0U, 1U, 255U, 4294967295U}) {
+                    Words pieces;
+                    EXPECT_NO_THROW(Utils::getSplitVector(text, first, last, pieces, separator));
+                    EXPECT_FALSE(pieces.empty());
+                }
+            }
+        }
+    }
+}
+
 TEST(UtilsTest, ValidateColumnNameGivesTheTrimmedName) {
     const struct {
         std::string name, expected;

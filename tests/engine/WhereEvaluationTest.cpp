@@ -95,6 +95,40 @@ TEST_F(WhereEvaluationTest, NoConditionMatchesEveryRecord) {
     EXPECT_EQ(logged(1), Words());
 }
 
+TEST_F(WhereEvaluationTest, ConditionHoldsOnAfterARefusedFurtherOne) {
+    // Short words are kept inside of their strings, which move with the list; long ones are not.
+    const std::string condition = "id = 10 AND name != 'a-text-of-more-than-a-few-characters'";
+    for (const char* const refused : {"IN", "** id = 10 AND id = 10 AND id = 10", ") id = 10"}) {
+        SCOPED_TRACE(refused);
+        WhereClause any(table.metaData);
+        any.parseWhereClause(condition, 0, 0, {});
+        Words matching = record;
+        Words other = {"11", "2.5", "'abc'", "7"};
+        EXPECT_TRUE(any.evaluate(matching));
+        const Words postfix = any.postfix();
+
+        EXPECT_NE(raisedBy([&] { any.parseWhereClause(refused, 0, 0, {}); }), kNothing);
+        EXPECT_EQ(any.postfix(), postfix);
+        EXPECT_TRUE(any.evaluate(matching));
+        EXPECT_FALSE(any.evaluate(other));
+
+        Words tokens = Tokenizer(refused, " ").split(0);
+        EXPECT_NE(raisedBy([&] { any.InfixToPostFix(tokens); }), kNothing);
+        EXPECT_EQ(any.postfix(), postfix);
+        EXPECT_TRUE(any.evaluate(matching));
+        EXPECT_FALSE(any.evaluate(other));
+    }
+}
+
+TEST_F(WhereEvaluationTest, WordsThatARefusedFurtherConditionLeavesMakeTheWholeWrong) {
+    where.parseWhereClause("id = 10", 0, 0, {});
+    Words any = record;
+    EXPECT_TRUE(where.evaluate(any));
+    EXPECT_NE(raisedBy([&] { where.parseWhereClause("name IN 1", 0, 0, {}); }), kNothing);
+    EXPECT_EQ(where.postfix(), (Words{"id", "10", "=", "name"}));
+    EXPECT_EQ(raisedBy([&] { where.evaluate(any); }), kWrongClause);
+}
+
 TEST_F(WhereEvaluationTest, ConditionsOnARecord) {
     const struct {
         const char* condition;

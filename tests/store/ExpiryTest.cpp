@@ -1,4 +1,5 @@
 #include "Clock.h"
+#include "LogSink.h"
 #include "StoreTest.h"
 
 namespace Kalt::Vemo::Test {
@@ -16,6 +17,22 @@ TEST_F(Expiry, SavingStoresTheInstantAndSetsTheIdentifier) {
     EXPECT_EQ(saved.subscriptionId, 1);
     EXPECT_EQ(subscriptions(), kSubscriptions + "'phone'~'/door'~'/s'~'/n'~'1700000060'~1\n");
     EXPECT_EQ(journal(), "0\n");
+}
+
+/// A save can wait long for the lock of another thread's transaction.
+TEST_F(Expiry, LifeBeginsWhenTheTransactionDoes) {
+    openProvisioned(60);
+    Log::setLogSink(
+        [](const Log::LogMessage& message) {
+            if (std::string(message.text) == "beginTransaction") {
+                setClock(kNow + 1000);
+            }
+        },
+        0);
+    const bool saved = save(record("phone", "/door", "/s", "/n"));
+    Log::setLogSink({}, 0);
+    EXPECT_TRUE(saved);
+    EXPECT_EQ(subscriptions(), kSubscriptions + "'phone'~'/door'~'/s'~'/n'~'1700001060'~1\n");
 }
 
 TEST_F(Expiry, SettingOfOneOrMoreExpiresAndAnyOtherDoesNot) {

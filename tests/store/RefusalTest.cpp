@@ -167,6 +167,69 @@ TEST_F(Refusal, TextsThatWouldCutARowAreNotStored) {
     }
 }
 
+/// The texts that are pasted into a statement, or are not part of one.
+std::vector<TextArgument> otherTextArguments() {
+    using Store = FileSubscriptionDatabase;
+    using Text = std::string;
+    return {
+        {"init", "path", false, [](Store& s, Text v) { return s.init(v, 60); }},
+        {"updateSubscription", "subscriptionUri", false,
+         [](Store& s, Text v) { return updateWith(s, record("d", "/r", v, "/n", 1)); }},
+        {"getMySubscriptionContainingResourceList", "deviceId", false,
+         [](Store& s, Text v) {
+             Records found;
+             return s.getMySubscriptionContainingResourceList(v, {"/on"}, found);
+         }},
+        {"getMySubscriptionContainingResourceList", "resource", false,
+         [](Store& s, Text v) {
+             Records found;
+             return s.getMySubscriptionContainingResourceList("lamp", {"/on", v, "/off"}, found);
+         }},
+        {"getSubscriptionContainingResourceList", "resource", false,
+         [](Store& s, Text v) {
+             Records found;
+             return s.getSubscriptionContainingResourceList({"/on", v, "/off"}, found);
+         }},
+    };
+}
+
+TEST_F(Refusal, NoTextMayHoldANulByte) {
+    std::vector<TextArgument> all = textArguments();
+    for (const TextArgument& argument : otherTextArguments()) {
+        all.push_back(argument);
+    }
+    const struct {
+        std::string text;
+        int position;
+    } rows[] = {{std::string(1, '\0'), 1},
+                {std::string("\0ab", 3), 1},
+                {std::string("lamp\0", 5), 5},
+                {path() + '\0' + "b" + '\0', static_cast<int>(path().size()) + 1}};
+    for (const TextArgument& argument : all) {
+        for (const auto& row : rows) {
+            SCOPED_TRACE(std::string(argument.operation) + " " + argument.name + ", byte " +
+                         std::to_string(row.position));
+            expectRefused([&] { return argument.call(*store, row.text); }, argument.operation,
+                          std::string(argument.name) + " holds a NUL byte, which ends a text (at byte " +
+                              std::to_string(row.position) + "); pass it without");
+            EXPECT_TRUE(sentNothing());
+        }
+    }
+    EXPECT_EQ(store->getSubExprTimeVal(), 0);
+    EXPECT_EQ(allSubscriptions().size(), 1U);
+}
+
+TEST_F(Refusal, PathWithANulByteCreatesNothing) {
+    Notification::FileSubscriptionDatabase fresh;
+    const std::string elsewhere = temporary.file("elsewhere");
+    for (const std::string& text : {elsewhere + '\0', elsewhere + '\0' + "x", '\0' + elsewhere}) {
+        std::string where = text;
+        EXPECT_FALSE(fresh.init(where, 60));
+        EXPECT_EQ(fresh.getSubExprTimeVal(), -1);
+        EXPECT_THAT(listDirectory(temporary.path()), ElementsAre("home_filedb"));
+    }
+}
+
 TEST_F(Refusal, TextsOfAConditionMayHoldWhatNoRowHolds) {
     const std::string mine = mySubscriptions();
     const std::string others = subscriptions();
@@ -210,11 +273,11 @@ TEST_F(Refusal, ArgumentOfAnUpdateIsMeasuredInTheShortestLine) {
         std::string line;  // without the argument
         std::function<bool(std::string)> call;
     } rows[] = {
-        {"updateMySubscription", "18446744073709551615~''~''~''~''~1\n",
+        {"updateMySubscription", "18446744073709551615~1~2~''~3~4\n",
          [this](const std::string& value) { return answer(999, value); }},
-        {"updateMySubscriptionBySubscriptionUri", "1~''~''~''~''~1\n",
+        {"updateMySubscriptionBySubscriptionUri", "1~2~''~3~4~5\n",
          [this](const std::string& value) { return changeResource(*store, "/unknown", value); }},
-        {"updateSubscription", "''~''~''~''~999\n",
+        {"updateSubscription", "''~''~1~''~999\n",
          [this](const std::string& value) { return updateWith(*store, record("", value, "/s", "", 999)); }},
     };
     for (const auto& row : rows) {
@@ -282,6 +345,8 @@ protected:
         }
         log.clear();
     }
+
+    bool change(SubscriptionRecord record) { return store->updateSubscription(record); }
 };
 
 TEST_F(LineLength, OfASavedRequest) {
@@ -409,6 +474,60 @@ TEST_F(LineLength, OfAnAnsweredRequest) {
     EXPECT_EQ(mySubscriptions(), kMySubscriptions + head + "lamp'~'/on'~'" + longest + "'~'/n'~1\n" + head +
                                      "heater'~NULL~'" + longest + "'~'/n'~2\n");
     EXPECT_EQ(allOfDevice("heater"), Records({record("heater", "", longest, "/n", 2)}));
+}
+
+/// Fields of a single digit, without quotes, are the shortest that a row can have.
+TEST_F(LineLength, OfRowsWhoseOtherFieldsAreBareDigits) {
+    const struct {
+        const char* operation;
+        const char* file;
+        std::string metadata;
+        std::string before;
+        std::string head, tail;  // of the row afterwards
+        std::function<bool(std::string)> call;
+    } rows[] = {
+        {"updateMySubscription", "MySubscriptions.table", kMySubscriptions, "7~1~2~3~4~5\n",
+         "18446744073709551615~1~2~'", "'~4~5\n",
+         [this](const std::string& value) { return answer(7, value); }},
+        {"updateMySubscription, a resource alone", "MySubscriptions.table", kMySubscriptions,
+         "7~''~2~''~''~5\n", "18446744073709551615~''~2~'", "'~''~5\n",
+         [this](const std::string& value) { return answer(7, value); }},
+        {"updateSubscription", "Subscriptions.table", kSubscriptions, "1~2~3~4~5~6\n", "'d'~'",
+         "'~3~'n'~5~6\n",
+         [this](const std::string& value) { return change(record("d", value, "", "n", 6)); }},
+        {"updateSubscription, table of an earlier layout", "Subscriptions.table", kEarlierSubscriptions,
+         "1~2~3~4~6\n", "''~'", "'~3~''~6\n",
+         [this](const std::string& value) { return change(record("", value, "", "", 6)); }},
+    };
+    openProvisioned();
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.operation);
+        const std::string before = row.metadata + row.before;
+        writeFile(file(row.file), before);
+        const std::string longest = fillUp(row.head + row.tail, kLongestLine);
+        EXPECT_FALSE(row.call(longest + "x"));
+        EXPECT_EQ(readFile(file(row.file)), before);
+        expectTooLong();
+        EXPECT_TRUE(row.call(longest));
+        EXPECT_EQ(readFile(file(row.file)), row.metadata + row.head + longest + row.tail);
+        EXPECT_THAT(storeErrors(), IsEmpty());
+    }
+}
+
+TEST_F(LineLength, OfABareRowWhoseResourceBecomesANumber) {
+    open();
+    std::string uri = "3";
+    std::string number = "12345678901234567890";
+    const std::string tail = "~12345678901234567890~3~4~5\n";
+    const std::string longest = fillUp("7~" + tail, kLongestLine);
+    const std::string tooLong = kMySubscriptions + "7~" + longest + "x~2~3~4~5\n";
+    writeFile(file("MySubscriptions.table"), tooLong);
+    EXPECT_FALSE(store->updateMySubscriptionBySubscriptionUri(uri, number));
+    EXPECT_EQ(mySubscriptions(), tooLong);
+    expectTooLong();
+    writeFile(file("MySubscriptions.table"), kMySubscriptions + "7~" + longest + "~2~3~4~5\n");
+    EXPECT_TRUE(store->updateMySubscriptionBySubscriptionUri(uri, number));
+    EXPECT_EQ(mySubscriptions(), kMySubscriptions + "7~" + longest + tail);
 }
 
 /// A resource that is set must be a number, and -1 becomes one of twenty digits.

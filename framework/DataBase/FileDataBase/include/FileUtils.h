@@ -35,7 +35,7 @@ class FileUtils {
 public:
     /// Opens `fileName` and stands at its start. A named pipe or a device never makes the call wait.
     ///
-    /// @param mode as for `fopen`
+    /// @param mode as for `fopen`; it begins with "r", "w" or "a"
     /// Throws: "DataBase Error: Couldn't open the corresponding file".
     static FILE* openFile(const std::string& fileName, const std::string& mode);
 

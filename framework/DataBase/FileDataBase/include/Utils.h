@@ -9,7 +9,8 @@ namespace Kalt::Vemo::Core::Database::Filedb {
 /// The characters that count as white space in statements and names, whatever the locale.
 inline constexpr const char* WHITESPACE = " \t\n\v\f\r";
 
-/// String helpers of the engine. No state: every function may be called from any thread.
+/// String helpers of the engine. No state: every function may be called from any thread. Throws:
+/// DatabaseException, where a function says so.
 class Utils {
 public:
     Utils() = delete;
@@ -42,7 +43,8 @@ public:
     static int isNumber(const std::string& s);
 
     /// Cuts the characters `first` to `last` of `str`, both included, at every `separator`; empty pieces are
-    /// kept. The search goes on one character after the start of a separator.
+    /// kept. The search goes on one character after the start of a separator. An empty separator cuts
+    /// nothing. What lies beyond the end of `str` is empty, and so is a `last` before `first`.
     ///
     /// @param out receives the pieces in place of what it held
     static void getSplitVector(const std::string& str, unsigned int first, unsigned int last,

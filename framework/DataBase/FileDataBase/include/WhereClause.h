@@ -180,10 +180,11 @@ private:
     TableMetaData& metaData_;
     std::vector<std::string> postfix_;
 
-    // The postfix list, resolved: made at the first evaluation, and anew when the list has grown since.
+    // The postfix list, resolved: made at the first evaluation, and anew when the list may have changed
+    // since.
     std::vector<Step> steps_;
     std::vector<Operand> operands_;
-    std::size_t compiledTokens_ = 0;
+    bool compiled_ = false;
     bool wellFormed_ = false;  // one value is left at the end
 };
 

@@ -105,12 +105,19 @@ int Utils::isNumber(const std::string& s) {
 void Utils::getSplitVector(const std::string& str, unsigned int first, unsigned int last,
                            std::vector<std::string>& out, const std::string& separator) {
     out.clear();
-    const std::size_t start = std::min<std::size_t>(first, str.size());
-    const std::string_view piece = std::string_view(str).substr(start, last - first + 1U);
+    // The end wraps round to 0: an empty text in front of the first character has the largest number as its
+    // `last`.
+    const std::size_t end = std::min<std::size_t>(last + 1U, str.size());
+    const std::size_t start = std::min<std::size_t>(first, end);
+    const std::string_view piece = std::string_view(str).substr(start, end - start);
     FILEDB_LOG(kLogTrace, "String to split:'%.*s' with Separator: '%s'", static_cast<int>(piece.size()),
                piece.data(), separator.c_str());
     if (separator.size() == 1) {
         out.reserve(static_cast<std::size_t>(std::count(piece.begin(), piece.end(), separator.front())) + 1);
+    }
+    if (separator.empty()) {
+        out.emplace_back(piece);
+        return;
     }
     std::size_t position = 0;
     for (std::size_t found = piece.find(separator); found != std::string_view::npos;

@@ -191,6 +191,7 @@ void WhereClause::InfixToPostFix(std::vector<std::string>& tokens) {
 
 void WhereClause::appendPostfix(std::vector<std::string> tokens) {
     FILEDB_LOG(kLogInfo, "%s", "InfixToPostFix");
+    compiled_ = false;  // the steps point into the list, which may move even when the tokens are refused
     postfix_.reserve(postfix_.size() + tokens.size());
     std::vector<std::string> stack;
     stack.reserve(tokens.size());
@@ -345,7 +346,7 @@ void WhereClause::compile() {
         stack.back() = &operand;
     }
     wellFormed_ = stack.size() == 1;
-    compiledTokens_ = postfix_.size();
+    compiled_ = true;
 }
 
 void WhereClause::resolve(const std::string& token, Operand& operand) const {
@@ -450,7 +451,7 @@ bool WhereClause::evaluate(Record& record) {
     if (postfix_.empty()) {
         return true;
     }
-    if (compiledTokens_ != postfix_.size()) {
+    if (!compiled_) {
         compile();
     }
     int result = 0;

@@ -49,7 +49,8 @@ public:
 
     /// Opens the store in the directory `path` followed by "_filedb"; an earlier opening ends first.
     ///
-    /// @param path          not empty; the directory that is to hold the store's own must exist
+    /// @param path          not empty, without a NUL byte; the directory that is to hold the store's own must
+    ///                      exist
     /// @param expiryTimeVal seconds that a saved subscription lives; below 1 it does not expire
     bool init(std::string& path, int expiryTimeVal) override;
 

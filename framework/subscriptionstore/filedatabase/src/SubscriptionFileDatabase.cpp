@@ -157,7 +157,7 @@ bool canStoreRecord(const char* operation, const SubscriptionRecord& record) {
 constexpr std::size_t kCloser = 1;
 constexpr std::size_t kNull = 4 + kCloser;
 constexpr std::size_t kShortestText = 2 + kCloser;
-constexpr std::size_t kShortestNumber = 1 + kCloser;
+constexpr std::size_t kShortestField = 1 + kCloser;  // a digit
 
 /// The word NULL is stored bare, any other text in quotes.
 std::size_t bytesOfText(const std::string& text) {
@@ -201,10 +201,12 @@ bool insertRow(const char* operation, IDatabase& database, std::size_t shortestL
     if (refusal != Refusal::none) {
         // Nobody may have to wait for a transaction that can come to nothing.
         EngineAccess::endTransaction(database);
-        // Near the limit the ROWID and an expireTime of NULL decide whether the row fits.
-        return refusal == Refusal::content && refuseLength(operation);
     }
-    if (!isTaken) {
+    if (refusal == Refusal::content) {
+        // Near the limit the ROWID and an expireTime of NULL decide whether the row fits.
+        return refuseLength(operation);
+    }
+    if (!isTaken || refusal == Refusal::system) {
         return false;
     }
     record.subscriptionId = database.getLastInsertRowid();
@@ -258,6 +260,9 @@ FileSubscriptionDatabase::~FileSubscriptionDatabase() {
 bool FileSubscriptionDatabase::init(std::string& path, int expiryTimeVal) {
     if (path.empty()) {
         logError("failed!.. DB path is empty");
+        return false;
+    }
+    if (!canSend("init", {{"path", path}})) {
         return false;
     }
     setSubExprTimeVal(expiryTimeVal);
@@ -374,7 +379,7 @@ bool FileSubscriptionDatabase::savePendingMySubscription(int requestId, Subscrip
         }
         const std::string id = toString<int>(requestId);
         return insertRow(
-            kName, database, bytesOfInteger(id) + bytesOfRecord(record) + kShortestNumber,
+            kName, database, bytesOfInteger(id) + bytesOfRecord(record) + kShortestField,
             [&] {
                 return send(database,
                             "INSERT INTO MySubscriptions (requestId, deviceId, subscribedResource, "
@@ -399,7 +404,7 @@ bool FileSubscriptionDatabase::updateMySubscription(int requestId, std::string& 
         const std::string id = toString<int>(requestId);
         const std::size_t newFields = bytesOfInteger(answered) + bytesOfText(subscriptionUri);
         if (!canStore(kName, {{"subscriptionUri", subscriptionUri}}) ||
-            !fits(kName, newFields + 3 * kShortestText + kShortestNumber)) {
+            !fits(kName, newFields + 4 * kShortestField)) {
             return false;
         }
         return updateThatFits(
@@ -416,7 +421,7 @@ bool FileSubscriptionDatabase::updateMySubscriptionBySubscriptionUri(std::string
         const std::size_t newFields = bytesOfTextAsInteger(subscribedResource);
         if (!canSend(kName, {{"subscriptionUri", subscriptionUri}}) ||
             !canStore(kName, {{"subscribedResource", subscribedResource}}) ||
-            !fits(kName, newFields + 3 * kShortestText + 2 * kShortestNumber)) {
+            !fits(kName, newFields + 5 * kShortestField)) {
             return false;
         }
         return updateThatFits(
@@ -485,8 +490,8 @@ bool FileSubscriptionDatabase::getMySubscriptionContainingResourceList(
         std::string condition;
         if (!canPaste(kName, {{"deviceId", deviceId}}) ||
             !joinClauses(kName,
-                         "( subscribedResource = '?'  OR subscribedResource LIKE '% ?' OR subscribedResource "
-                         "LIKE '? %' OR subscribedResource LIKE '% ? %' ) ",
+                         "( subscribedResource = '?'  OR subscribedResource LIKE '% ?'  OR "
+                         "subscribedResource LIKE '? %' OR subscribedResource LIKE '% ? %' ) ",
                          resources, condition)) {
             return false;
         }
@@ -509,16 +514,16 @@ bool FileSubscriptionDatabase::saveSubscription(SubscriptionRecord& record) {
             return false;
         }
         const bool expires = getSubExprTimeVal() >= 1;
-        const std::string instant = expiryInstant();
         return insertRow(
-            kName, database, bytesOfRecord(record) + (expires ? bytesOfText(instant) : 0) + kShortestNumber,
+            kName, database, bytesOfRecord(record) + (expires ? kShortestText : 0) + kShortestField,
             [&] {
+                // Now that the transaction has begun: the save may have waited for its lock.
                 return expires ? send(database,
                                       "INSERT INTO Subscriptions (deviceId, subscribedResource, "
                                       "subscriptionUri, notificationUri, expireTime ) VALUES ('?', '?', '?', "
                                       "'?', '?');",
                                       record.deviceId, record.subscribedResource, record.subscriptionUri,
-                                      record.notificationUri, instant)
+                                      record.notificationUri, expiryInstant())
                                : send(database,
                                       "INSERT INTO Subscriptions (deviceId, subscribedResource, "
                                       "subscriptionUri, notificationUri ) VALUES ('?', '?', '?', '?');",
@@ -585,7 +590,8 @@ bool FileSubscriptionDatabase::updateSubscription(SubscriptionRecord& record) {
         if (!canStore(kName, {{"deviceId", record.deviceId},
                               {"subscribedResource", record.subscribedResource},
                               {"notificationUri", record.notificationUri}}) ||
-            !fits(kName, newFields + kShortestText + id.size() + kCloser)) {
+            !canSend(kName, {{"subscriptionUri", record.subscriptionUri}}) ||
+            !fits(kName, newFields + kShortestField + id.size() + kCloser)) {
             return false;
         }
         if (getSubExprTimeVal() >= 1) {
