@@ -447,14 +447,15 @@ TEST_F(CrashTest, AFailedStatementCostsNoRowsAfterAReopen) {
                 open(story);
                 const bool reached = underFault(trouble, n, [&] { steps(*database, story.run); });
                 const Files failed = files();
-                const std::set<std::string> torn = expectWhole(before, failed, after);
+                expectWhole(before, failed, after);
+                // A copy-over that had begun is finished when the database is closed.
+                const std::string& state = failed.at("master_rollback");
+                const bool hadBegun = state.substr(0, 2) == "1\n" && state != "1\n";
                 reopen();
                 EXPECT_EQ(journal(), "0\n");
                 for (const std::string& name : tableNames(before, after)) {
-                    EXPECT_EQ(find(files(), name + ".table"), find(failed, name + ".table"));
-                }
-                for (const std::string& name : torn) {
-                    EXPECT_EQ(backup(name), after.at(name + ".table"));
+                    EXPECT_EQ(find(files(), name + ".table"),
+                              find(hadBegun ? after : failed, name + ".table"));
                 }
                 return reached;
             });
@@ -492,9 +493,9 @@ TEST_F(CrashTest, ADiscardThatFailsIsLoggedAndChangesNothingElse) {
         log.clear();
         const bool reached = underFault({"", Fault::kIoError, true}, n, [&] { steps(*database, story.run); });
         const std::vector<std::string> errors = errorsOfStatement();
-        if (errors.size() > 1) {  // one of the statement, one of the discard
+        if (errors.size() > 1) {  // one of the discard, one of the statement
             ++failedDiscards;
-            EXPECT_THAT(errors[0], ::testing::StartsWith("insertTable Exception: "));
+            EXPECT_THAT(errors.back(), ::testing::StartsWith("insertTable Exception: "));
             EXPECT_EQ(table("t"), base_.at("t.table"));
             reopen();
             EXPECT_EQ(table("t"), base_.at("t.table"));
@@ -546,52 +547,46 @@ TEST_F(CrashTest, AQueryThatCannotReadGivesNothingAndChangesNothing) {
 
 // In a transaction
 
-TEST_F(CrashTest, AFailedWriteInATransactionStopsTheTableUntilTheRollback) {
+TEST_F(CrashTest, AFailedStatementLeavesTheTransactionAsItWas) {
     const Story earlier{
         "", {"BEGIN", "INSERT INTO t (a, b) VALUES (?, '?');", "INSERT INTO u (a) VALUES (?);"}, {}};
-    for (const Trouble& trouble : kTroubles) {
-        SCOPED_TRACE(trouble.name);
-        int refusals = 0;
-        forEveryStep([&](int n) {
-            restore();
-            open(earlier);
-            log.clear();
-            const bool reached =
-                underFault(trouble, n, [&] { step(*database, "UPDATE t SET a=?, b='?' WHERE a = 2;"); });
-            const bool failed = !errorsOfStatement().empty();
-            EXPECT_EQ(table("t"), base_.at("t.table"));
-            EXPECT_EQ(table("u"), base_.at("u.table"));
+    const std::vector<std::string> changes = {
+        "UPDATE t SET a=?, b='?' WHERE a = 2;",  "UPDATE t SET a=?, b='?';",
+        "INSERT INTO t (a, b) VALUES (?, '?');", "DELETE FROM t WHERE a = 1;",
+        "DELETE FROM t WHERE a != 3;",
+    };
+    for (const std::string& change : changes) {
+        SCOPED_TRACE(change);
+        restore();
+        open(earlier);
+        const Rows rowsBefore = rowsOf("t");
+        const std::string copyBefore = backup("t");
+        step(*database, change);
+        const Rows rowsAfter = rowsOf("t");
+        const std::string copyAfter = backup("t");
+        int spoiltCopies = 0;
+        for (const Trouble& trouble : kTroubles) {
+            SCOPED_TRACE(trouble.name);
+            forEveryStep([&](int n) {
+                restore();
+                open(earlier);
+                log.clear();
+                const bool reached = underFault(trouble, n, [&] { step(*database, change); });
+                const bool failed = !errorsOfStatement().empty();
+                const std::string copy = backup("t");
+                spoiltCopies += copy == copyBefore || copy == copyAfter ? 0 : 1;
+                EXPECT_EQ(rowsOf("t"), failed ? rowsBefore : rowsAfter);
+                EXPECT_EQ(exec("ALTER TABLE x t ADD COLUMN c TEXT;"), 1);
+                EXPECT_EQ(exec("CREATE TABLE IF NOT EXISTS t (a INTEGER);"), 0);
 
-            log.clear();
-            const Rows rowsNow = rowsOf("t");
-            if (!rowsNow) {
-                ++refusals;
-                EXPECT_TRUE(failed);
-                step(*database, "INSERT INTO t (a, b) VALUES (?, '?');");
-                step(*database, "UPDATE t SET a=?, b='?';");
-                step(*database, "DELETE FROM t;");
-                step(*database, "DROP TABLE t;");
-                EXPECT_EQ(errorsOfStatement().size(), 5U);
-                EXPECT_EQ(rowsOf("u")->size(), 4U);
-                EXPECT_FALSE(database->commitTransaction());
-                EXPECT_EQ(table("t"), base_.at("t.table"));
-                EXPECT_EQ(table("u"), base_.at("u.table"));
-            } else {
-                std::vector<std::string> wanted{"1|one|1", "2|two|2", "3|three|3", "9|nine|4"};
-                if (!failed) {
-                    wanted[1] = "9|nine|2";
-                }
-                EXPECT_EQ(rowsNow, wanted) << "what was written whole stays";
-            }
-            EXPECT_TRUE(database->rollbackTransaction());
-            EXPECT_EQ(files(), base_);
-            log.clear();
-            step(*database, "INSERT INTO t (a, b) VALUES (?, '?');");
-            EXPECT_THAT(errorsOfStatement(), IsEmpty());
-            EXPECT_EQ(table("t"), base_.at("t.table") + "9~'nine'~4\n");
-            return reached;
-        });
-        EXPECT_GT(refusals, 0);
+                EXPECT_TRUE(database->commitTransaction());
+                EXPECT_EQ(table("t"), failed ? copyBefore : copyAfter);
+                EXPECT_EQ(table("u"), base_.at("u.table") + "9~NULL~4\n");
+                EXPECT_EQ(journal(), "0\n");
+                return reached;
+            });
+        }
+        EXPECT_GT(spoiltCopies, 0);
     }
 }
 

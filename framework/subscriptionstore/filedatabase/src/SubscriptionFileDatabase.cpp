@@ -193,20 +193,25 @@ bool insertRow(const char* operation, IDatabase& database, std::size_t shortestL
         return false;
     }
     database.beginTransaction();
-    const bool isTaken = insert();
-    const Refusal refusal = EngineAccess::lastRefusal();
-    if (!isTaken || refusal == Refusal::system) {
-        logError("Database INSERT failed!");
-    }
-    if (refusal != Refusal::none) {
-        // Nobody may have to wait for a transaction that can come to nothing.
+    bool isTaken = false;
+    try {
+        isTaken = insert();
+    } catch (...) {
         EngineAccess::endTransaction(database);
+        throw;
     }
+    const Refusal refusal = EngineAccess::lastRefusal();
     if (refusal == Refusal::content) {
         // Near the limit the ROWID and an expireTime of NULL decide whether the row fits.
+        EngineAccess::endTransaction(database);
         return refuseLength(operation);
     }
     if (!isTaken || refusal == Refusal::system) {
+        logError("Database INSERT failed!");
+        // Otherwise it stays open, with its lock, until the thread's next save.
+        if (refusal == Refusal::system) {
+            EngineAccess::endTransaction(database);
+        }
         return false;
     }
     record.subscriptionId = database.getLastInsertRowid();
