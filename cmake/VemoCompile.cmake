@@ -15,8 +15,9 @@ add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conver
 if(VEMO_WARNINGS_AS_ERRORS)
     add_compile_options(-Werror)
 endif()
-# 64-bit file offsets also where the C library's default is 32 bits.
-add_compile_definitions(_FILE_OFFSET_BITS=64)
+# 64-bit file offsets and times also where the C library's default is 32 bits: there, asking for the status of a file
+# that is dated 2038 or later fails.
+add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
 
 if(VEMO_SANITIZE)
     add_compile_options(-fsanitize=${VEMO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)

@@ -15,7 +15,8 @@ namespace Kalt::Vemo::Notification {
 /// others are known by their identifier.
 ///
 /// Errors: no operation throws. Every one returns true on success and false on failure, the reason is in the
-/// log. Before a successful `init` all but `init` and `deinit` return false.
+/// log. Before `init` and after `deinit` all but these two return false. After an `init` that returned false
+/// the store may be open in part, and the operations answer what that part can: true is then no promise.
 ///
 /// Arguments: none is kept; text arguments are read only. Nothing quotes them, so that text with a "?" or a
 /// single quote in it can change what an operation means.

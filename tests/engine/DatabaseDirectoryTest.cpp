@@ -1,9 +1,12 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
+#include <ctime>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -86,6 +89,43 @@ TEST_F(DatabaseDirectoryTest, AnExistingDirectoryKeepsItsTablesAndOtherFiles) {
     reopen();
     EXPECT_EQ(files(), (Files{{"master_rollback", "0\n"}, {"notes.txt", "mine"}, {"t.table", kOneRow}}));
     EXPECT_THAT(rows(query("SELECT a FROM t;"), 1), ElementsAre("7"));
+}
+
+/// Such times take more than 31 bits.
+TEST_F(DatabaseDirectoryTest, FilesDated2040AreReadAndChanged) {
+    open();
+    createWithRow("t");
+    createWithRow("u");
+    database.reset();
+    const auto date = [this] {
+        constexpr time_t kIn2040 = 2208988800;
+        const std::array<timespec, 2> times{{{kIn2040, 0}, {kIn2040, 0}}};
+        for (const std::string& name : listDirectory(directory())) {
+            const std::string file = directory() + "/" + name;
+            ASSERT_EQ(utimensat(AT_FDCWD, file.c_str(), times.data(), 0), 0) << file;
+            struct stat status {};
+            ASSERT_EQ(stat(file.c_str(), &status), 0) << file;
+            ASSERT_EQ(status.st_mtim.tv_sec, kIn2040) << "the file system cannot hold the date; set TMPDIR";
+        }
+    };
+
+    date();
+    reopen();
+    EXPECT_THAT(rows(query("SELECT a FROM t;"), 1), ElementsAre("7"));
+    run("INSERT INTO t (a) VALUES (?);", "8");
+    date();
+    run("UPDATE t SET a=? WHERE a = 7;", "9");
+    date();
+    database->beginTransaction();
+    run("INSERT INTO u (a) VALUES (?);", "8");
+    date();
+    run("DELETE FROM u WHERE a = 7;");
+    date();
+    EXPECT_TRUE(database->commitTransaction());
+    EXPECT_THAT(rows(query("SELECT a FROM t;"), 1), ElementsAre("9", "8"));
+    EXPECT_EQ(files(), (Files{{"master_rollback", "0\n"},
+                              {"t.table", "a~ROWID\n1~1\n\n9~1\n8~2\n"},
+                              {"u.table", "a~ROWID\n1~1\n\n8~2\n"}}));
 }
 
 TEST_F(DatabaseDirectoryTest, ADirectoryThatCannotBeMadeIsRefused) {

@@ -100,6 +100,15 @@ TEST_F(Failure, RefusedTableCreationFailsTheOpening) {
     EXPECT_THAT(errors, ElementsAre("MySubscriptions Table Creation failed!"));
 }
 
+TEST_F(Failure, DatabaseOfAnOpeningThatFailedLateIsKept) {
+    at("Statement After Removing trailing Semicolon", fail);
+    std::string where = path();
+    EXPECT_FALSE(store->init(where, 0));
+    EXPECT_TRUE(save(record("phone", "/door", "/s", "/n")));
+    EXPECT_EQ(subscriptions(), kSubscriptions + kRow + "1\n");
+    EXPECT_EQ(allSubscriptions().size(), 1U);
+}
+
 /// The table's file cannot be opened when the commit wants to copy the new rows over it.
 TEST_F(Failure, SaveWhoseCommitFailsIsFalseAndLeavesNoTransaction) {
     const std::string table = file("Subscriptions.table");

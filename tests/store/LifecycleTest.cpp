@@ -11,6 +11,7 @@ namespace {
 using Notification::FileSubscriptionDatabase;
 using Notification::ISubscriptionDB;
 using Notification::VEMOFileSubscriptionDB;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -42,11 +43,22 @@ TEST_F(StoreLifecycle, EmptyPathIsRefusedAndNothingIsCreated) {
     EXPECT_FALSE(fileExists("_filedb"));
 }
 
-TEST_F(StoreLifecycle, EmptyPathLeavesAnOpenStoreOpen) {
-    open();
-    std::string empty;
-    EXPECT_FALSE(store->init(empty, 60));
-    EXPECT_TRUE(savePending(1, record("lamp", "/on", "", "/notify")));
+TEST_F(StoreLifecycle, RefusedPathLeavesTheStoreAsItWas) {
+    for (const std::string& text : {std::string(), std::string("a\0b", 3)}) {
+        std::string refused = text;
+        EXPECT_FALSE(store->init(refused, 60));
+        EXPECT_FALSE(savePending(1, record("lamp", "/on", "", "/notify")));
+        EXPECT_THAT(storeErrors(),
+                    Contains("savePendingMySubscription: the store is not open; call init first"));
+
+        open();
+        EXPECT_FALSE(store->init(refused, 60));
+        EXPECT_TRUE(savePending(1, record("lamp", "/on", "", "/notify")));
+        EXPECT_EQ(allOfDevice("lamp").size(), 1U);
+        EXPECT_TRUE(store->deletePendingMySubscription(1));
+        store->deinit();
+        log.clear();
+    }
 }
 
 TEST_F(StoreLifecycle, FreshDirectoryGetsMySubscriptionsOnly) {
@@ -120,14 +132,30 @@ TEST_F(StoreLifecycle, FileInPlaceOfTheDirectoryIsReported) {
     EXPECT_EQ(readFile(directory()), "not a directory\n");
 }
 
-TEST_F(StoreLifecycle, OperationsAfterAFailedInitDoNotCrash) {
+TEST_F(StoreLifecycle, OperationsAfterAFailedInitAnswerWhatTheDatabaseAnswers) {
+    open();
+    ASSERT_TRUE(savePending(1, record("lamp", "/on", "", "/notify")));
+    const std::string mine = mySubscriptions();
     std::string where = temporary.file("no/such/parent/home");
     ASSERT_FALSE(store->init(where, 0));
+    Core::Database::Filedb::FileDatabase same;
+    ASSERT_FALSE(same.init(where));
+
     Records records;
+    log.clear();
+    EXPECT_EQ(same.executeQuery("SELECT ROWID FROM Subscriptions;"), nullptr);
     EXPECT_FALSE(store->getSubscriptions(records));
     EXPECT_THAT(records, IsEmpty());
+    EXPECT_EQ(store->deletePendingMySubscription(1),
+              same.executeUpdate("DELETE FROM MySubscriptions WHERE requestId = 1;") == 0);
+    EXPECT_EQ(log.count("the store is not open"), 0);
+    EXPECT_EQ(mySubscriptions(), mine);
+
+    store->deinit();
+    EXPECT_FALSE(store->deletePendingMySubscription(1));
+    EXPECT_EQ(log.count("the store is not open"), 1);
     open();
-    EXPECT_TRUE(savePending(1, record("lamp", "/on", "", "/notify")));
+    EXPECT_EQ(allOfDevice("lamp").size(), 1U);
 }
 
 TEST_F(StoreLifecycle, DeinitOfAStoreThatWasNeverOpenedIsTrue) {

@@ -27,7 +27,10 @@ namespace Kalt::Vemo::Notification {
 /// A row's ROWID is the subscription's identifier towards the framework.
 ///
 /// Errors: no call throws. A failure is a line in the platform log and the result false.
-/// - Every operation before a successful `init`, and after `deinit`: false.
+/// - Every operation before `init`, and after `deinit`: false.
+/// - An `init` whose path is empty or holds a NUL byte leaves the store as it was. After any other failed
+///   `init` the store keeps its new database until `deinit` or the next `init`, and operations answer what
+///   that database answers: true then does not mean that something was stored.
 /// - A statement that the database refuses while it runs (a missing table, for example) is logged there and
 ///   counts as done: the result is true.
 /// - What a table cannot give back as written is refused before anything is changed: a "~", a line feed or a
@@ -47,7 +50,8 @@ public:
     FileSubscriptionDatabase(const FileSubscriptionDatabase&) = delete;
     FileSubscriptionDatabase& operator=(const FileSubscriptionDatabase&) = delete;
 
-    /// Opens the store in the directory `path` followed by "_filedb"; an earlier opening ends first.
+    /// Opens the store in the directory `path` followed by "_filedb". An earlier opening ends first, unless
+    /// the path is refused.
     ///
     /// @param path          not empty, without a NUL byte; the directory that is to hold the store's own must
     ///                      exist
