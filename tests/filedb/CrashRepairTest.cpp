@@ -4,6 +4,7 @@
 // and a new start of the engine the tables hold what they held before the statement or the transaction, or
 // what it makes of them, and never anything else.
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -30,6 +31,8 @@ const std::vector<std::string> kEntries = {"",
                                            "/notes.backup",
                                            "/orders.table",
                                            "/orders.backup",
+                                           "/ledger.table",
+                                           "/ledger.backup",
                                            "/tags.table",
                                            "/tags.backup"};
 
@@ -151,6 +154,14 @@ std::string dump(const Files& files) {
     return out.str();
 }
 
+std::string nameOfScenario(const ::testing::TestParamInfo<const char*>& scenario) {
+    std::string name;
+    for (const char* c = scenario.param; *c != '\0'; ++c) {
+        name += *c == '-' ? '_' : *c;
+    }
+    return name;
+}
+
 }  // namespace
 
 TEST_P(CrashRepairTest, LeavesTheStateBeforeOrAfterWhereverTheWriterStops) {
@@ -193,13 +204,151 @@ TEST_P(CrashRepairTest, LeavesTheStateBeforeOrAfterWhereverTheWriterStops) {
 INSTANTIATE_TEST_SUITE_P(Writers, CrashRepairTest,
                          ::testing::Values("insert", "update", "delete", "create", "drop",
                                            "commit-three-tables", "commit-drop-of-changed-table"),
-                         [](const ::testing::TestParamInfo<const char*>& scenario) {
-                             std::string name;
-                             for (const char* c = scenario.param; *c != '\0'; ++c) {
-                                 name += *c == '-' ? '_' : *c;
-                             }
-                             return name;
-                         });
+                         nameOfScenario);
+
+/// What a restart of the program after the crash leaves for `repair`: the journal is at rest, and the working
+/// copy of an interrupted copy-over is named by nobody.
+class CrashRestartRepairTest : public CrashRepairTest {
+protected:
+    static constexpr int kRowCount = 200;
+
+    void SetUp() override {
+        CrashRepairTest::SetUp();
+        const LogCapture quiet;
+        FileDatabase database;
+        ASSERT_TRUE(database.init(root() + "/original"));
+        ASSERT_EQ(0, database.executeUpdate("CREATE TABLE ledger (entry TEXT);"));
+        ASSERT_TRUE(database.beginTransaction());
+        for (int row = 1; row <= kRowCount; ++row) {
+            const std::string entry = "an entry of middling length, number " + std::to_string(row);
+            ASSERT_EQ(0, database.executeUpdate("INSERT INTO ledger (entry) VALUES ('?');", entry.c_str()));
+        }
+        ASSERT_TRUE(database.commitTransaction());
+        before_ = tables("original");
+    }
+
+    void restart() {
+        const LogCapture quiet;
+        FileDatabase engine;
+        ASSERT_TRUE(engine.init(root() + "/db"));
+    }
+
+    /// The command that the report of a repair names for a reading.
+    static std::string commandFor(const std::string& reading, const std::string& report) {
+        const std::size_t found = report.find(reading);
+        EXPECT_NE(std::string::npos, found) << report;
+        const std::size_t begin = found + reading.size();
+        return found == std::string::npos ? "false" : report.substr(begin, report.find('\n', begin) - begin);
+    }
+};
+
+TEST_P(CrashRestartRepairTest, LeavesTheStateBeforeOrAfterOrThePersonToDecideBetweenThem) {
+    restore();
+    const std::vector<Call> calls = callsOf(root(), paths(), writer());
+    const Files after = tables("db");
+    ASSERT_NE(before_, after);
+
+    std::set<std::string> outcomes;
+    for (const Call& call : calls) {
+        if (!call.isChange) {
+            continue;
+        }
+        SCOPED_TRACE(call.name + " number " + std::to_string(call.ordinal));
+        const auto stopAndRestart = [&] {
+            restore();
+            ASSERT_EQ(-9, trace(root(), "/dev/null", paths(), stopAt(call), writer()).status);
+            restart();
+        };
+        stopAndRestart();
+        const Files torn = tables("db");
+        const bool isTorn = torn != before_ && torn != after;
+        const ProgramResult repaired = repair();
+        if (repaired.status == 0) {
+            const Files found = tables("db");
+            ASSERT_TRUE(found == before_ || found == after) << repaired.out << dump(database());
+            outcomes.insert(isTorn ? "torn" : found == after ? "after" : "before");
+        } else {
+            ASSERT_EQ(1, repaired.status) << repaired.out << repaired.err;
+            ASSERT_EQ(torn, tables("db")) << repaired.out;
+            outcomes.insert(isTorn ? "torn and sound" : "undecided");
+            const std::string take = commandFor("to take it: ", repaired.out);
+            ASSERT_EQ(0, runProgram(root(), {"/bin/sh", "-c", take}).status) << take;
+            ASSERT_EQ(0, repair().status);
+            ASSERT_EQ(after, tables("db"));
+
+            stopAndRestart();
+            const std::string keep = commandFor(
+                torn.size() == after.size() ? "to keep the table: " : "to do without it: ", repair().out);
+            ASSERT_EQ(0, runProgram(root(), {"/bin/sh", "-c", keep}).status) << keep;
+            ASSERT_EQ(0, repair().status);
+            ASSERT_EQ(torn, tables("db"));
+        }
+        const ProgramResult checked = check();
+        ASSERT_EQ(0, checked.status) << checked.out;
+    }
+    const std::map<std::string, std::set<std::string>> expected = {
+        {"insert", {"before", "undecided", "after"}},
+        {"create", {"before", "undecided", "torn", "after"}},
+        {"shorten-200-rows", {"before", "undecided", "torn", "after"}},
+        {"lengthen-200-rows", {"before", "undecided", "after"}},
+    };
+    EXPECT_EQ(expected.at(GetParam()), outcomes);
+}
+
+TEST_P(CrashRestartRepairTest, KeepsEveryRowWhereverTheCopyOverStopped) {
+    // The writer is stopped when the copy-over is decided and has not begun.
+    restore();
+    const std::vector<Call> calls = callsOf(root(), paths(), writer());
+    const Files after = tables("db");
+    Files stopped;
+    for (auto call = calls.begin(); stopped["master_rollback"].rfind("1\n", 0) != 0; ++call) {
+        ASSERT_NE(calls.end(), call);
+        restore();
+        trace(root(), "/dev/null", paths(), stopAt(*call), writer());
+        stopped = database();
+    }
+    ASSERT_EQ(before_, tables("db"));
+    const auto backup = std::find_if(stopped.begin(), stopped.end(), [](const auto& file) {
+        return fs::path(file.first).extension() == ".backup";
+    });
+    ASSERT_NE(stopped.end(), backup);
+    const std::string table = fs::path(backup->first).stem().string() + ".table";
+    const std::string& copy = backup->second;
+    ASSERT_EQ(after.at(table), copy);
+    const std::string old = stopped.count(table) > 0 ? stopped[table] : "";
+
+    std::size_t finished = 0;
+    const std::size_t step = copy.size() > 1000 ? 499 : 1;
+    for (std::size_t written = 0; written < copy.size(); written += step) {
+        SCOPED_TRACE(written);
+        restore();
+        plant(stopped);
+        const std::string torn = copy.substr(0, written) + old.substr(std::min(written, old.size()));
+        plant(table, torn);
+        restart();
+        ASSERT_EQ("0\n", readFile(path("master_rollback")));
+        ASSERT_EQ(torn, readFile(path(table)));
+        ASSERT_EQ(copy, readFile(path(backup->first)));
+        const bool isTableSound = check().out.find(table + ":") == std::string::npos;
+
+        const ProgramResult repaired = repair();
+        if (isTableSound && torn != copy) {
+            ASSERT_EQ(1, repaired.status) << repaired.out;
+            ASSERT_EQ(torn, readFile(path(table)));
+            ASSERT_EQ(copy, readFile(path(backup->first)));
+            continue;
+        }
+        ASSERT_EQ(0, repaired.status) << repaired.out << repaired.err;
+        ASSERT_EQ(after, tables("db")) << repaired.out;
+        ASSERT_EQ((Files{{table, torn}, {backup->first, copy}}), filesIn("db_filedb.repair-1"));
+        ++finished;
+    }
+    EXPECT_GT(finished, 3U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Writers, CrashRestartRepairTest,
+                         ::testing::Values("insert", "create", "shorten-200-rows", "lengthen-200-rows"),
+                         nameOfScenario);
 
 using RepairRestartTest = PlantedDirectoryTest;
 
@@ -211,18 +360,23 @@ TEST_F(RepairRestartTest, EndsTheSameWayWhereverAnEarlierRunStopped) {
                            {"a.backup", note + "'new'~1\n"},
                            {"b.table", note + "'dropped'~1\n"},
                            {"c.table", note + "'z'~2\n'a'~1\nbad\n"},
-                           {"c.backup", note},
-                           {"d.table", "no definition"}};
-    const Files expected = {
-        {"a.table", note + "'new'~1\n"}, {"c.table", note + "'a'~1\n'z'~2\n"}, {"master_rollback", "0\n"}};
+                           {"c.backup", note + "'"},
+                           {"d.table", "no definition"},
+                           {"e.table", note + "'torn'~1\n'"},
+                           {"e.backup", note + "'torn'~1\n2~2\n"}};
+    const Files expected = {{"a.table", note + "'new'~1\n"},
+                            {"c.table", note + "'a'~1\n'z'~2\n"},
+                            {"e.table", note + "'torn'~1\n'2'~2\n"},
+                            {"master_rollback", "0\n"}};
     const std::vector<std::string> asides = {"db_filedb.repair-1", "db_filedb.repair-2"};
     const auto paths = [&] {
         std::vector<std::string> all = {root()};
         for (const std::string& directory : {std::string("db_filedb"), asides[0]}) {
             all.push_back(root() + "/" + directory);
-            for (const char* name : {"README", "a.table", "a.backup", "b.table", "c.table", "c.backup",
-                                     "d.table", "c.rejects", "master_rollback", "a.table.repair-tmp",
-                                     "c.table.repair-tmp", "master_rollback.repair-tmp"}) {
+            for (const char* name :
+                 {"README", "a.table", "a.backup", "b.table", "c.table", "c.backup", "d.table", "e.table",
+                  "e.backup", "c.rejects", "master_rollback", "a.table.repair-tmp", "c.table.repair-tmp",
+                  "e.table.repair-tmp", "master_rollback.repair-tmp"}) {
                 all.push_back(root() + "/" + directory + "/" + name);
             }
         }

@@ -33,6 +33,15 @@ bool drop(FileDatabase& database) {
     return database.executeUpdate("DROP TABLE orders;") == 0;
 }
 
+bool shortenRows(FileDatabase& database) {
+    return database.executeUpdate("UPDATE ledger SET entry='?';", "short") == 0;
+}
+
+bool lengthenRows(FileDatabase& database) {
+    return database.executeUpdate("UPDATE ledger SET entry='?';",
+                                  "an entry that is longer than any of those that were there before") == 0;
+}
+
 bool commitThreeTables(FileDatabase& database) {
     return database.beginTransaction() && insert(database) && update(database) &&
            database.executeUpdate("DELETE FROM orders WHERE price > '?';", "2") == 0 &&
@@ -54,6 +63,8 @@ int main(int argc, char** argv) {
         {"delete", deleteRow},
         {"create", create},
         {"drop", drop},
+        {"shorten-200-rows", shortenRows},
+        {"lengthen-200-rows", lengthenRows},
         {"commit-three-tables", commitThreeTables},
         {"commit-drop-of-changed-table", commitDropOfChangedTable}};
     const auto scenario = argc == 3 ? scenarios.find(argv[2]) : scenarios.end();

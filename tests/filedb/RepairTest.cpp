@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <optional>
 
 #include "CheckTestSupport.h"
 
@@ -21,6 +22,46 @@ const std::string kInterrupted =
     "tables was "
     "interrupted; run \"filedb repair\" before the next init, which would not finish it\n";
 const std::string kReset = "db_filedb/master_rollback: reset to the line \"0\"\n";
+const std::string kTakesUnnamed =
+    "takes the content of its working copy, which no journal line names: the table is what an interrupted "
+    "copy-over leaves, and that is finished";
+const std::string kTaken = "set aside: working copy that the table now equals";
+const std::string kUncommitted = "set aside: working copy of a transaction that was not committed";
+const std::string kTellsDecision =
+    "; nothing tells whether it counts: \"filedb repair\" names a command for each way\n";
+const std::string kOneDecision =
+    "1 decision left to you: for each run one of its two commands, then \"filedb repair\" again\n";
+
+std::string takeCommand(bool hasTable) {
+    return hasTable ? "mkdir db_filedb/t.kept && cp -p db_filedb/t.table db_filedb/t.kept && "
+                      "cp db_filedb/t.backup db_filedb/t.table"
+                    : "cp -p db_filedb/t.backup db_filedb/t.table";
+}
+
+std::string keepCommand() {
+    return "mkdir db_filedb/t.kept && mv db_filedb/t.backup db_filedb/t.kept";
+}
+
+/// What a repair prints about a working copy that a person has to decide about.
+std::string decision(bool hasTable) {
+    const std::string place = "db_filedb/t.backup: ";
+    const std::string take =
+        place + "if a copy-over was interrupted, it counts; to take it: " + takeCommand(hasTable) + "\n";
+    if (hasTable) {
+        return place +
+               "left in place, as is the table: no journal line names it, the two differ, and no file tells "
+               "which of them counts\n" +
+               take + place +
+               "if its transaction was not committed or the table was changed later, the table counts; to "
+               "keep "
+               "the table: " +
+               keepCommand() + "\n";
+    }
+    return place + "left in place: no journal line names it, and there is no table\n" + take + place +
+           "if its transaction was not committed or the table was dropped later, it does not count; to do "
+           "without it: " +
+           keepCommand() + "\n";
+}
 
 /// A directory, what `repair` prints about it, and what is where afterwards. The journal is "0" before and
 /// after unless the row says otherwise.
@@ -30,6 +71,16 @@ struct Damage {
     std::string out;
     Files after;
     Files aside;
+};
+
+/// A table (none: it is missing) and its working copy that no journal line names, and the content that the
+/// table ends up with when a person keeps the table, or takes the copy.
+struct Decision {
+    const char* title;
+    std::optional<std::string> table;
+    std::string copy;
+    std::optional<std::string> kept;
+    std::string taken;
 };
 
 class RepairTest : public PlantedDirectoryTest {
@@ -63,6 +114,73 @@ protected:
         EXPECT_EQ("nothing to repair\n", repair().out);
         EXPECT_EQ(after, database());
         EXPECT_EQ((std::vector<std::string>{"db_filedb", "db_filedb.repair-1"}), listDirectory(root()));
+    }
+
+    /// Repairs a directory with a working copy that nobody can tell about but a person: first dry, then for
+    /// good, and, for each of the two commands, once more after that command.
+    void expectDecision(const Decision& row) {
+        SCOPED_TRACE(row.title);
+        const auto plantRow = [&] {
+            clear();
+            plant({{"master_rollback", "0\n"}, {"t.backup", row.copy}});
+            if (row.table) {
+                plant("t.table", *row.table);
+            }
+            return database();
+        };
+        const bool hasTable = row.table.has_value();
+        for (const bool takes : {true, false}) {
+            SCOPED_TRACE(takes ? "taking the copy" : "keeping the table");
+            const Files planted = plantRow();
+            const std::string report = decision(hasTable) + kOneDecision;
+            const ProgramResult dry = repair({"--dry-run"});
+            EXPECT_EQ(report, dry.out);
+            EXPECT_EQ(1, dry.status);
+            for (int run = 0; run < 2; ++run) {
+                const ProgramResult found = check();
+                EXPECT_THAT(found.out, ::testing::HasSubstr(kTellsDecision));
+                EXPECT_EQ(1, found.status);
+                const ProgramResult result = repair();
+                EXPECT_EQ(report + found.out.substr(0, found.out.rfind('\n', found.out.size() - 2) + 1),
+                          result.out);
+                EXPECT_EQ("", result.err);
+                EXPECT_EQ(1, result.status);
+                EXPECT_EQ(planted, database());
+                EXPECT_EQ(std::vector<std::string>{"db_filedb"}, listDirectory(root()));
+            }
+
+            const std::string command = takes ? takeCommand(hasTable) : keepCommand();
+            EXPECT_EQ(0, runShell(command).status) << command;
+            if (hasTable || !takes) {
+                EXPECT_NE(0, runShell(command).status)
+                    << "a second run might replace what the first one kept";
+            }
+            const ProgramResult settled = repair();
+            EXPECT_EQ(0, settled.status) << settled.out;
+            Files after = {{"master_rollback", "0\n"}};
+            if (takes || row.kept) {
+                after["t.table"] = takes ? row.taken : *row.kept;
+            }
+            EXPECT_EQ(after, database());
+            EXPECT_EQ(0, check().status);
+            for (const auto& [name, content] : planted) {
+                EXPECT_TRUE(isSomewhere(content)) << "the original of " << name << " is gone";
+            }
+        }
+    }
+
+    ProgramResult runShell(const std::string& command) {
+        return runProgram(root(), {"/bin/sh", "-c", command});
+    }
+
+    /// Whether a file with this content is in the database or in what a repair kept.
+    bool isSomewhere(const std::string& content) const {
+        for (const auto& entry : fs::recursive_directory_iterator(root())) {
+            if (entry.is_regular_file() && readFile(entry.path().string()) == content) {
+                return true;
+            }
+        }
+        return false;
     }
 
     static std::string replaced(std::string text, const std::string& from, const std::string& to) {
@@ -303,12 +421,6 @@ TEST_F(RepairTest, FinishesAnInterruptedCopyOver) {
              kInterrupted + journalLine + kReset + done(2, 0),
          {{"t.table", oldText}},
          {{"master_rollback", journal}, {"t.backup", kNote + "'ne"}}},
-        {"a working copy that the journal does not name is not taken",
-         {{"master_rollback", "1\n"}, {"t.table", oldText}, {"t.backup", newText}},
-         at("t.backup", "set aside: working copy of a transaction that was not committed") + kInterrupted +
-             kReset + done(2, 0),
-         {{"t.table", oldText}},
-         {{"master_rollback", "1\n"}, {"t.backup", newText}}},
         {"a whole working copy with a value that is not in its stored form",
          {{"master_rollback", journal}, {"t.table", torn}, {"t.backup", kNote + "5~1\n'x~2\n"}},
          takes + at("t.backup:4", "mended: column \"text\": value \"5\"" + kTextForm) +
@@ -323,6 +435,174 @@ TEST_F(RepairTest, FinishesAnInterruptedCopyOver) {
     };
     for (const Damage& row : rows) {
         expectRepair(row);
+    }
+}
+
+TEST_F(RepairTest, FinishesATornTableFromAWorkingCopyThatNoJournalLineNames) {
+    const std::string oldText = kNote + "'first row'~1\n'second row'~2\n'third row'~3\n";
+    const std::string newText = kNote + "'1st'~1\n'2nd'~2\n'3rd'~3\n'4th'~4\n";
+    const std::string grown = kNote + "'the first one'~1\n'the second one'~2\n'the third one'~3\n";
+    const auto torn = [&](const std::string& copy, std::size_t written) {
+        return copy.substr(0, written) + oldText.substr(std::min(written, oldText.size()));
+    };
+    const auto finished = [](const char* title, const std::string& table, const std::string& copy,
+                             int count) {
+        return Damage{title,
+                      {{"t.table", table}, {"t.backup", copy}},
+                      at("t.table", kTakesUnnamed) +
+                          at("t.table", "rewritten: " + std::to_string(count) +
+                                            (count == 1 ? " record" : " records") + " kept, 0 rejected") +
+                          at("t.backup", kTaken) + done(2, 0),
+                      {{"t.table", copy}},
+                      {{"t.table", table}, {"t.backup", copy}}};
+    };
+    std::vector<Damage> rows = {
+        finished("inside a record, the table is longer than the copy", torn(newText, kNote.size() + 6),
+                 newText, 4),
+        finished("inside a record, the table is shorter than the copy", torn(grown, kNote.size() + 12), grown,
+                 3),
+        finished("inside a record, the table is as long as the copy",
+                 newText.substr(0, newText.size() - 4) + "d'4\n", newText, 4),
+        finished("between two records, which repeats a ROWID", torn(newText, kNote.size() + 16), newText, 4),
+        finished("everything is written, the rest is not truncated", newText + "'third'~3\n", newText, 4),
+        finished("everything is written in a table that becomes empty", kNote + "~1\n'second'~2\n", kNote, 0),
+        finished("a beginning and nothing else", newText.substr(0, newText.size() - 4), newText, 4),
+        finished("a beginning of the definition and nothing else", newText.substr(0, 7), newText, 4),
+        finished("one byte in common", "t" + std::string(40, '\0'), newText, 4),
+        finished("the table was made and nothing was written yet", "", newText, 4),
+    };
+    rows.push_back(
+        {"the copy has a value that is not in its stored form",
+         {{"t.table", kNote + "'a'~1\n'"}, {"t.backup", kNote + "'a'~1\n5~2\n"}},
+         at("t.table", kTakesUnnamed) + at("t.backup:5", "mended: column \"text\": value \"5\"" + kTextForm) +
+             at("t.table", "rewritten: 2 records kept, 0 rejected") + at("t.backup", kTaken) + done(2, 0),
+         {{"t.table", kNote + "'a'~1\n'5'~2\n"}},
+         {{"t.table", kNote + "'a'~1\n'"}, {"t.backup", kNote + "'a'~1\n5~2\n"}}});
+    for (const Damage& row : rows) {
+        expectRepair(row);
+    }
+}
+
+TEST_F(RepairTest, SetsAsideAWorkingCopyThatNoJournalLineNamesAndThatHasNothingToGive) {
+    const std::string text = kNote + "'a'~1\n";
+    const std::vector<Damage> rows = {
+        {"it equals a sound table",
+         {{"t.table", text}, {"t.backup", text}},
+         at("t.backup", kTaken) + done(1, 0),
+         {{"t.table", text}},
+         {{"t.backup", text}}},
+        {"it equals an unsound table",
+         {{"t.table", text + "bad\n"}, {"t.backup", text + "bad\n"}},
+         at("t.table:5", "rejected: too few fields: 1 for 2 columns") +
+             at("t.table", "rewritten: 1 record kept, 1 rejected") + at("t.backup", kTaken) + done(2, 1),
+         {{"t.table", text}},
+         {{"t.table", text + "bad\n"}, {"t.backup", text + "bad\n"}, {"t.rejects", "5\tbad\n"}}},
+        {"mended it equals the table",
+         {{"t.table", text}, {"t.backup", kNote + "a~1\n"}},
+         at("t.backup", kTaken) + done(1, 0),
+         {{"t.table", text}},
+         {{"t.backup", kNote + "a~1\n"}}},
+        {"it is not whole, the table is sound",
+         {{"t.table", text}, {"t.backup", text + "'b"}},
+         at("t.backup", kUncommitted) + done(1, 0),
+         {{"t.table", text}},
+         {{"t.backup", text + "'b"}}},
+        {"it is not whole, the table has lost the end of its last line",
+         {{"t.table", text + "'b'~"}, {"t.backup", kNote + "'"}},
+         at("t.table:5", "rejected: " + kNoLineFeed) + at("t.table", "rewritten: 1 record kept, 1 rejected") +
+             at("t.backup", kUncommitted) + done(2, 1),
+         {{"t.table", text}},
+         {{"t.table", text + "'b'~"}, {"t.backup", kNote + "'"}, {"t.rejects", "5\t'b'~\n"}}},
+        {"it is not whole, and there is no table",
+         {{"t.backup", ""}},
+         at("t.backup", kUncommitted) + done(1, 0),
+         {},
+         {{"t.backup", ""}}},
+    };
+    for (const Damage& row : rows) {
+        expectRepair(row);
+    }
+}
+
+TEST_F(RepairTest, LeavesATableAndAWorkingCopyThatNoJournalLineNamesForAPersonToDecide) {
+    const std::string shorter = kNote + "'a'~1\n";
+    const std::string longer = shorter + "'b'~2\n";
+    const std::string other = "other~ROWID\n4~1\n\n'a'~1\n";
+    const std::string zeros(64, '\0');
+    const std::vector<Decision> rows = {
+        {"both are sound", other, shorter, other, shorter},
+        {"a torn record that reads as a record", kNote + "'new a'~1\n", kNote + "'new value'~1\n",
+         kNote + "'new a'~1\n", kNote + "'new value'~1\n"},
+        {"the table begins with the copy", longer, shorter, longer, shorter},
+        {"the copy begins with the table", shorter, longer, shorter, longer},
+        {"an unsound table with another definition", other + "bad\n", shorter, other, shorter},
+        {"an unsound table with a definition that begins alike", "text~a~ROWID\n4~4~1\n\n'x'~1\n", shorter,
+         "text~a~ROWID\n4~4~1\n\n", shorter},
+        {"a table that is no beginning of the copy", zeros, shorter, std::nullopt, shorter},
+        {"a torn table and a copy with a line that cannot be kept", shorter + "'", longer + "bad\n", shorter,
+         longer},
+        {"a copy with a line that cannot be kept", shorter, longer + "bad\n", shorter, longer},
+        {"no table", std::nullopt, shorter, std::nullopt, shorter},
+    };
+    for (const Decision& row : rows) {
+        expectDecision(row);
+    }
+}
+
+TEST_F(RepairTest, LeavesADecisionWhereADirectoryStandsInThePlaceOfTheTable) {
+    plant({{"master_rollback", "0\n"}, {"t.backup", kNote}});
+    fs::create_directory(path("t.table"));
+    const ProgramResult result = repair();
+    EXPECT_EQ(
+        at("t.table", "set aside: not a regular file") + decision(false) + done(1, 0) + kOneDecision +
+            "db_filedb/t.backup:1: warning: leftover working copy, not in the journal: whole, 0 records, "
+            "there is no table" +
+            kTellsDecision,
+        result.out);
+    EXPECT_EQ(1, result.status);
+    EXPECT_EQ((Files{{"master_rollback", "0\n"}, {"t.backup", kNote}}), database());
+    EXPECT_EQ(0, runShell(takeCommand(false)).status);
+    EXPECT_EQ(0, repair().status);
+    EXPECT_EQ((Files{{"master_rollback", "0\n"}, {"t.table", kNote}}), database());
+}
+
+TEST_F(RepairTest, MendsTheRestOfADirectoryInWhichItLeavesADecision) {
+    plant({{"master_rollback", "1\n\x03~u\n"},
+           {"README", "hello"},
+           {"s.table", kNote + "x\n"},
+           {"t.table", kNote},
+           {"t.backup", kNote + "'t'~1\n"},
+           {"u.table", kNote},
+           {"u.backup", kNote + "'u'~1\n"}});
+    const ProgramResult result = repair();
+    EXPECT_EQ(1, result.status);
+    EXPECT_THAT(result.out,
+                ::testing::HasSubstr(done(5, 1) + kOneDecision + "db_filedb/t.backup:1: warning: "));
+    EXPECT_EQ((Files{{"master_rollback", "0\n"},
+                     {"s.table", kNote},
+                     {"t.table", kNote},
+                     {"t.backup", kNote + "'t'~1\n"},
+                     {"u.table", kNote + "'u'~1\n"}}),
+              database());
+}
+
+TEST_F(RepairTest, NamesCommandsThatAShellTakesWhateverTheDirectoryIsCalled) {
+    for (const char* name : {"-rf", "two words", "it's $HOME; \"x\" `y` * ~", "bell\a\x1b[31m\xff%s\\n's"}) {
+        SCOPED_TRACE(name);
+        clear();
+        plant({{"master_rollback", "0\n"}, {"t.table", kNote}, {"t.backup", kNote + "'t'~1\n"}});
+        const std::string directory = std::string(name) + "_filedb";
+        fs::rename(root() + "/db_filedb", root() + "/" + directory);
+        const auto run = [&] { return runProgram(root(), {filedbProgram(), "repair", "--", name}); };
+        const ProgramResult result = run();
+        EXPECT_EQ(1, result.status) << result.err;
+        EXPECT_EQ(std::string::npos, result.out.find_first_of("\a\x1b\xff"));
+        const std::string take = "to take it: ";
+        const std::size_t begin = result.out.find(take) + take.size();
+        const std::string command = result.out.substr(begin, result.out.find('\n', begin) - begin);
+        EXPECT_EQ(0, runShell(command).status) << command;
+        EXPECT_EQ(0, run().status);
+        EXPECT_EQ((Files{{"master_rollback", "0\n"}, {"t.table", kNote + "'t'~1\n"}}), filesIn(directory));
     }
 }
 
@@ -359,6 +639,22 @@ TEST_F(RepairTest, FinishesEveryTableOfACommit) {
           {"b.backup", kNote},
           {"c.table", kNote + "'c'~1\n"},
           {"d.table", kNote + "'d'~1\n"}}});
+}
+
+TEST_F(RepairTest, DropsATableWhoseWorkingCopyIsStillThere) {
+    const Files before = {
+        {"master_rollback", "1\n5~t\n"}, {"t.table", kNote}, {"t.backup", kNote + "'a'~1\n"}};
+    expectRepair(
+        {"changed and then dropped",
+         before,
+         at("t.table", "set aside: the interrupted DROP TABLE is finished") +
+             at("t.backup", "set aside: working copy of a dropped table") + kInterrupted +
+             at("master_rollback:2",
+                "mended: table \"t\" (DROP TABLE): the next init takes this line for a state line, keeps "
+                "the table as it is and leaves a working copy where it is") +
+             kReset + done(3, 0),
+         {},
+         before});
 }
 
 TEST_F(RepairTest, KeepsTheTablesOfATransactionThatWasNotCommitted) {

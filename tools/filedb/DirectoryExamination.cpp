@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "FileUtils.h"
+#include "Journal.h"
 #include "Printable.h"
 #include "StoredForm.h"
 
@@ -29,6 +30,18 @@ const char* describeAge(const RawFile& copy, const RawFile& content) {
         return "changed at the same time as the table";
     }
     return age(copy) > age(content) ? "newer than the table" : "older than the table";
+}
+
+// Whether the table is what a stopped copy-over leaves: a beginning of the working copy, and what else was
+// there before. A copy-over never changes a definition, and an empty table is one that was just made.
+bool isTorn(const TableExamination& table, const TableExamination& copy) {
+    if (table.isSound()) {
+        return false;
+    }
+    if (table.hasSoundDefinition()) {
+        return table.definition() == copy.definition();
+    }
+    return table.text().empty() || table.text().front() == copy.text().front();
 }
 
 }  // namespace
@@ -102,15 +115,44 @@ void DirectoryExamination::examineTable(const std::string& name, const std::stri
 
 void DirectoryExamination::examineCopy(const std::string& name, const std::string& table, Findings& found) {
     RawFile file = RawFile::read(directory_ + "/" + name);
-    tables_[table].copyKind = file.kind;
+    Table& files = tables_[table];
+    files.copyKind = file.kind;
     if (!file.isRegular()) {
         found.push_back({name, 1, Finding::Severity::kError, file.problem});
         noteUnreadable(name, file);
         return;
     }
-    tables_[table].copy = std::make_unique<TableExamination>(name, std::move(file.text));
+    files.copy = std::make_unique<TableExamination>(name, std::move(file.text));
+    const auto entry = journal_->entries().find(table);
+    files.copyUse = entry == journal_->entries().end() ? useOfUnnamedCopy(files)
+                                                       : useOfNamedCopy(files, entry->second.operation);
     const RawFile content = RawFile::read(directory_ + "/" + table + kTableSuffix);
     found.push_back({name, 1, Finding::Severity::kWarning, describeCopy(table, file, content)});
+}
+
+DirectoryExamination::CopyUse DirectoryExamination::useOfNamedCopy(const Table& files, int operation) const {
+    if (!journal_->isCopying() || operation == kDropOperation) {
+        return CopyUse::kUncommitted;
+    }
+    return files.copy->isWhole() ? CopyUse::kFinish : CopyUse::kCutShort;
+}
+
+// The start of the engine after an interrupted copy-over resets the journal and leaves the working copy of
+// the journal's first table behind. So the content of a working copy that no line names may have been
+// decided.
+DirectoryExamination::CopyUse DirectoryExamination::useOfUnnamedCopy(const Table& files) {
+    const TableExamination& copy = *files.copy;
+    if (!copy.isWhole()) {
+        return CopyUse::kUncommitted;
+    }
+    if (files.content == nullptr) {
+        return CopyUse::kUndecided;
+    }
+    const std::string& text = files.content->text();
+    if (text == copy.text() || text == copy.mendedText()) {
+        return CopyUse::kEqual;
+    }
+    return copy.rejects().empty() && isTorn(*files.content, copy) ? CopyUse::kFinish : CopyUse::kUndecided;
 }
 
 std::string DirectoryExamination::describeCopy(const std::string& table, const RawFile& copyFile,
@@ -118,7 +160,8 @@ std::string DirectoryExamination::describeCopy(const std::string& table, const R
     const Table& files = tables_.at(table);
     const TableExamination& copy = *files.copy;
     std::string text = "leftover working copy";
-    text += journal_->entries().count(table) > 0 ? ": " : ", not in the journal: ";
+    const bool isNamed = journal_->entries().count(table) > 0;
+    text += isNamed ? ": " : ", not in the journal: ";
     if (!copy.isWhole()) {
         text += "not whole";
         return copy.isSound() ? text
@@ -126,14 +169,23 @@ std::string DirectoryExamination::describeCopy(const std::string& table, const R
                                     copy.findings().front().text + ")";
     }
     text += "whole, ";
-    if (files.content == nullptr) {
-        return text + counted(copy.recordCount(), "record") + ", there is no table";
-    }
-    if (copy.text() == files.content->text()) {
+    if (files.content != nullptr && copy.text() == files.content->text()) {
         return text + "equal to the table";
     }
-    return text + counted(copy.recordCount(), "record") + " where the table has " +
-           std::to_string(files.content->recordCount()) + ", " + describeAge(copyFile, contentFile);
+    text += counted(copy.recordCount(), "record");
+    text += files.content == nullptr
+                ? ", there is no table"
+                : " where the table has " + std::to_string(files.content->recordCount()) + ", " +
+                      describeAge(copyFile, contentFile);
+    if (isNamed) {
+        return text;
+    }
+    if (files.copyUse == CopyUse::kFinish) {
+        text += "; the table is what an interrupted copy-over leaves: \"filedb repair\" finishes it";
+    } else if (files.copyUse == CopyUse::kUndecided) {
+        text += "; nothing tells whether it counts: \"filedb repair\" names a command for each way";
+    }
+    return text;
 }
 
 }  // namespace Kalt::Vemo::Tool

@@ -15,12 +15,23 @@ namespace Kalt::Vemo::Tool {
 /// Everything there is to say about the files of one database directory. Reads, and leaves no trace.
 class DirectoryExamination {
 public:
+    /// What a working copy is good for.
+    enum class CopyUse {
+        kNone,         // there is none, or no regular file
+        kFinish,       // its copy-over was interrupted: the table is to hold its content
+        kEqual,        // the table holds its content already
+        kCutShort,     // its copy-over was interrupted, but it is not whole
+        kUncommitted,  // it was never to be copied over the table
+        kUndecided     // it may be either of kFinish and kUncommitted, and only a person can tell
+    };
+
     /// A table's two files. An examination is there when the file is regular.
     struct Table {
         RawFile::Kind kind = RawFile::Kind::kMissing;
         RawFile::Kind copyKind = RawFile::Kind::kMissing;
         std::unique_ptr<TableExamination> content;
         std::unique_ptr<TableExamination> copy;
+        CopyUse copyUse = CopyUse::kNone;
     };
 
     /// Throws: std::system_error when the directory cannot be read.
@@ -49,6 +60,8 @@ private:
     void examineEntry(const std::string& name, std::map<std::string, Findings>& found);
     void examineTable(const std::string& name, const std::string& table, Findings& found);
     void examineCopy(const std::string& name, const std::string& table, Findings& found);
+    CopyUse useOfNamedCopy(const Table& files, int operation) const;
+    static CopyUse useOfUnnamedCopy(const Table& files);
     std::string describeCopy(const std::string& table, const RawFile& copy, const RawFile& content) const;
     void noteUnreadable(const std::string& name, const RawFile& file);
 

@@ -15,6 +15,7 @@ using namespace Core::Database::Filedb;
 namespace {
 
 constexpr const char* kRejectsSuffix = ".rejects";
+constexpr const char* kKeptSuffix = ".kept";
 constexpr const char* kJournalAtRest = "0\n";
 
 // One line a rejected line: its number in the original, a tabulator, and its bytes.
@@ -67,33 +68,44 @@ void DirectoryRepair::setAside(const std::string& name, const std::string& reaso
     act([&] { aside_.moveIn(name); });
 }
 
-// The operation of an interrupted copy-over that is still to be done on the table, 0 for none.
-int DirectoryRepair::finishedOperation(const std::string& table) const {
+const JournalExamination::Entry* DirectoryRepair::journalEntry(const std::string& table) const {
     const auto& entries = examination_.journal().entries();
     const auto entry = entries.find(table);
-    return examination_.journal().isCopying() && entry != entries.end() ? entry->second.operation : 0;
+    return entry == entries.end() ? nullptr : &entry->second;
+}
+
+bool DirectoryRepair::isDropFinished(const std::string& table) const {
+    const JournalExamination::Entry* const entry = journalEntry(table);
+    return examination_.journal().isCopying() && entry != nullptr && entry->operation == kDropOperation;
 }
 
 void DirectoryRepair::mendTable(const std::string& table, const Table& files) {
-    const std::string name = table + kTableSuffix;
-    const int operation = finishedOperation(table);
-    const bool takesCopy =
-        operation != 0 && operation != kDropOperation && files.copy != nullptr && files.copy->isWhole();
+    settleContent(table, files);
+    if (files.copyKind != RawFile::Kind::kMissing) {
+        settleCopy(table, files);
+    }
+}
 
-    if (takesCopy) {
+void DirectoryRepair::settleContent(const std::string& table, const Table& files) {
+    const std::string name = table + kTableSuffix;
+    if (files.copyUse == CopyUse::kFinish) {
         useContent(table, files, *files.copy, true);
-    } else if (files.kind == RawFile::Kind::kUnusable) {
+        return;
+    }
+    if (files.kind == RawFile::Kind::kUnusable) {
         setAside(name, "not a regular file");
-    } else if (files.content != nullptr && operation == kDropOperation) {
+        return;
+    }
+    if (files.content == nullptr || files.copyUse == CopyUse::kUndecided) {
+        return;
+    }
+    if (isDropFinished(table)) {
         setAside(name, "the interrupted DROP TABLE is finished");
-    } else if (files.content != nullptr && !files.content->hasSoundDefinition()) {
+    } else if (!files.content->hasSoundDefinition()) {
         const Finding& finding = files.content->findings().front();
         setAside(name, "broken definition (line " + std::to_string(finding.line) + ": " + finding.text + ")");
-    } else if (files.content != nullptr && !files.content->isSound()) {
+    } else if (!files.content->isSound()) {
         useContent(table, files, *files.content, false);
-    }
-    if (files.copyKind != RawFile::Kind::kMissing) {
-        setCopyAside(table, files, takesCopy);
     }
 }
 
@@ -107,7 +119,11 @@ void DirectoryRepair::useContent(const std::string& table, const Table& files,
         return;
     }
     if (isFromCopy) {
-        say(name, "takes the content of its working copy: the interrupted copy-over is finished");
+        say(name,
+            journalEntry(table) != nullptr
+                ? "takes the content of its working copy: the interrupted copy-over is finished"
+                : "takes the content of its working copy, which no journal line names: the table is what "
+                  "an interrupted copy-over leaves, and that is finished");
     }
     for (const Finding& mend : content.mends()) {
         say(lineOf(source, mend.line), "mended: " + mend.text);
@@ -131,18 +147,57 @@ void DirectoryRepair::useContent(const std::string& table, const Table& files,
     });
 }
 
-void DirectoryRepair::setCopyAside(const std::string& table, const Table& files, bool isTaken) {
+void DirectoryRepair::settleCopy(const std::string& table, const Table& files) {
     const std::string name = table + kBackupSuffix;
-    if (files.copy == nullptr) {
-        setAside(name, "not a regular file");
-    } else if (isTaken) {
-        setAside(name, "working copy that the table now equals");
-    } else if (finishedOperation(table) != 0) {
-        setAside(
-            name,
-            "working copy is not whole: the copy-over cannot be finished, the table keeps its own content");
+    switch (files.copyUse) {
+        case CopyUse::kNone:
+            setAside(name, "not a regular file");
+            break;
+        case CopyUse::kFinish:
+        case CopyUse::kEqual:
+            setAside(name, "working copy that the table now equals");
+            break;
+        case CopyUse::kCutShort:
+            setAside(name,
+                     "working copy is not whole: the copy-over cannot be finished, the table keeps its own "
+                     "content");
+            break;
+        case CopyUse::kUncommitted:
+            setAside(name, isDropFinished(table) ? "working copy of a dropped table"
+                                                 : "working copy of a transaction that was not committed");
+            break;
+        case CopyUse::kUndecided:
+            leaveDecision(table, files.content != nullptr);
+            break;
+    }
+}
+
+// Each of the two commands first keeps what it is going to replace, in a directory that the next repair sets
+// aside; it stops when that directory is there already, so it does no harm when it is run twice.
+void DirectoryRepair::leaveDecision(const std::string& table, bool hasTable) {
+    ++decisionCount_;
+    const std::string name = table + kBackupSuffix;
+    const std::string content = shellPath(directory_ + "/" + table + kTableSuffix);
+    const std::string copy = shellPath(directory_ + "/" + name);
+    const std::string kept = shellPath(directory_ + "/" + table + kKeptSuffix);
+    const std::string keep = "mkdir " + kept + " && ";
+    if (hasTable) {
+        say(name,
+            "left in place, as is the table: no journal line names it, the two differ, and no file tells "
+            "which of them counts");
+        say(name, "if a copy-over was interrupted, it counts; to take it: " + keep + "cp -p " + content +
+                      " " + kept + " && cp " + copy + " " + content);
+        say(name,
+            "if its transaction was not committed or the table was changed later, the table counts; to keep "
+            "the table: " +
+                keep + "mv " + copy + " " + kept);
     } else {
-        setAside(name, "working copy of a transaction that was not committed");
+        say(name, "left in place: no journal line names it, and there is no table");
+        say(name, "if a copy-over was interrupted, it counts; to take it: cp -p " + copy + " " + content);
+        say(name,
+            "if its transaction was not committed or the table was dropped later, it does not count; to do "
+            "without it: " +
+                keep + "mv " + copy + " " + kept);
     }
 }
 
@@ -176,13 +231,17 @@ void DirectoryRepair::resetJournal() {
 }
 
 void DirectoryRepair::conclude() {
-    if (actionCount_ == 0) {
+    if (actionCount_ > 0) {
+        out_ << counted(actionCount_, "action") << ", " << counted(rejectCount_, "rejected line")
+             << ": originals " << (dryRun_ ? "would be kept in " : "are kept in ") << printable(aside_.path())
+             << '\n';
+    } else if (decisionCount_ == 0) {
         out_ << "nothing to repair\n";
-        return;
     }
-    out_ << counted(actionCount_, "action") << ", " << counted(rejectCount_, "rejected line")
-         << ": originals " << (dryRun_ ? "would be kept in " : "are kept in ") << printable(aside_.path())
-         << '\n';
+    if (decisionCount_ > 0) {
+        out_ << counted(decisionCount_, "decision")
+             << " left to you: for each run one of its two commands, then \"filedb repair\" again\n";
+    }
 }
 
 }  // namespace Kalt::Vemo::Tool

@@ -5,12 +5,17 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstring>
 
 namespace Kalt::Vemo::Tool {
 
 namespace {
 
 constexpr std::size_t kLongestQuote = 60;
+
+// What a shell takes as it stands, anywhere in a word.
+constexpr const char* kPlainInShell =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_./-+,:@";
 
 bool isControl(utf8proc_int32_t codePoint) {
     const utf8proc_category_t category = utf8proc_category(codePoint);
@@ -25,6 +30,20 @@ std::size_t printableLength(std::string_view bytes) {
     const utf8proc_ssize_t length =
         utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(bytes.data()), limit, &codePoint);
     return length <= 0 || isControl(codePoint) ? 0 : static_cast<std::size_t>(length);
+}
+
+// What `printf` of a shell prints as `bytes`: each that is not plain as an octal escape.
+std::string octalEscaped(const std::string& bytes) {
+    std::string text;
+    for (const char byte : bytes) {
+        std::array<char, 5> escape = {byte};
+        if (byte == '\0' || std::strchr(kPlainInShell, byte) == nullptr) {
+            static_cast<void>(std::snprintf(escape.data(), escape.size(), "\\%03o",
+                                            static_cast<unsigned int>(static_cast<unsigned char>(byte))));
+        }
+        text += escape.data();
+    }
+    return text;
 }
 
 }  // namespace
@@ -54,6 +73,21 @@ std::string quoted(std::string_view bytes) {
         bytes = bytes.substr(0, kLongestQuote);
     }
     return "\"" + printable(bytes) + (isCut ? "\"..." : "\"");
+}
+
+std::string shellPath(const std::string& path) {
+    const std::string word = (path.rfind('-', 0) == 0 ? "./" : "") + path;
+    if (word.find_first_not_of(kPlainInShell) == std::string::npos) {
+        return word;
+    }
+    if (printable(word) != word) {
+        return "\"$(printf '" + octalEscaped(word) + "')\"";
+    }
+    std::string text;
+    for (const char byte : word) {
+        text += byte == '\'' ? "'\\''" : std::string(1, byte);
+    }
+    return "'" + text + "'";
 }
 
 std::string counted(std::size_t count, const std::string& noun) {

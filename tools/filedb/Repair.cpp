@@ -21,6 +21,11 @@ constexpr const char* kFooter =
 missing last line feed is added behind a complete record; empty fields, quotes around numbers and the like
 are put into the form in which the database stores them; records are sorted by ROWID.
 
+After a crash and a new start of the program no journal line names the working copy any more. It is then
+taken only for a table that is empty, or unsound and a beginning of the copy followed by other bytes. A
+sound table that differs from the copy is left together with the copy: both readings and the command
+for each are printed, the exit status is 1. Run one of the two, then the repair once more.
+
 Everything else is set aside, nothing is deleted: the directory PATH_filedb.repair-N beside the database
 takes the original of every changed file, the working copies of transactions that were not committed,
 tables with a broken definition, files that are none of the database's, and TABLE.rejects with the
@@ -30,8 +35,8 @@ Stop the process that uses the database first. There is no lock file: repair ref
 process that it can see has the journal open, and it cannot see processes of other users unless it runs as
 root. A repair that was itself interrupted is simply run again.
 
-Exit status: 0 the database is sound, 1 findings are left, 2 wrong usage, a database in use, or a file
-that could not be read or written.
+Exit status: 0 the database is sound, 1 findings or a decision are left, 2 wrong usage, a database in use,
+or a file that could not be read or written.
 
 Examples:
   filedb repair /var/lib/app/subscriptions --dry-run
@@ -45,9 +50,10 @@ int repair(const std::string& path, bool dryRun) {
     if (!dryRun) {
         argument.requireUnused();
     }
-    DirectoryRepair(directory, dryRun, std::cout).run();
+    DirectoryRepair repair(directory, dryRun, std::cout);
+    repair.run();
     if (dryRun) {
-        return kDone;
+        return repair.leavesDecision() ? kFailed : kDone;
     }
     const DirectoryExamination after(directory);
     printFindings(std::cout, directory, after.findings());

@@ -59,6 +59,14 @@ bool TableExamination::isWhole() const {
     return hasSoundDefinition_ && text_.back() == '\n' && text_.find('\0') == std::string::npos;
 }
 
+std::string_view TableExamination::definition() const {
+    std::size_t end = 0;
+    for (std::size_t line = 0; line < kMetaLineCount; ++line) {
+        end = text_.find('\n', end) + 1;
+    }
+    return std::string_view(text_).substr(0, end);
+}
+
 std::string TableExamination::mendedText() const {
     std::vector<Record> records = records_;
     if (hasHiddenRowId_) {

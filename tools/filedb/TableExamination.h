@@ -42,6 +42,9 @@ public:
     /// as the last byte. Records with wrong content may be in it.
     bool isWhole() const;
 
+    /// The first three lines, each with its line feed. Requires: hasSoundDefinition().
+    std::string_view definition() const;
+
     std::size_t recordCount() const { return recordCount_; }
     const std::string& text() const { return text_; }
 
