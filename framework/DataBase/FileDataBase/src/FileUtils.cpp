@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <locale>
 #include <sstream>
+#include <system_error>
 #include <utility>
 
 #include "DatabaseException.h"
@@ -35,6 +37,19 @@ DatabaseException readError() {
     return {"getNextRecordFromTableFile", __LINE__, "DB Error: Error occurred during file reading"};
 }
 
+// Makes a file that must not be there yet; so there is nothing that opening it could wait for.
+FILE* openNewFile(const std::string& fileName, const std::string& mode) {
+    File::logUse(fileName, mode.c_str());
+    FILE* stream = std::fopen(fileName.c_str(), (mode + "e").c_str());  // "e": closed when a program starts
+    if (stream == nullptr) {
+        const std::string cause = std::generic_category().message(errno);
+        FILEDB_LOG(kLogInfo, "Cannot open '%s' with mode '%s': %s", fileName.c_str(), mode.c_str(),
+                   cause.c_str());
+        throw DatabaseException("openFile", __LINE__, "DataBase Error: Couldn't open the corresponding file");
+    }
+    return stream;
+}
+
 }  // namespace
 
 FILE* FileUtils::openFile(const std::string& fileName, const std::string& mode) {
@@ -43,6 +58,9 @@ FILE* FileUtils::openFile(const std::string& fileName, const std::string& mode) 
         FILEDB_LOG(kLogInfo, "Cannot open '%s' with mode '%s': a mode begins with r, w or a",
                    fileName.c_str(), mode.c_str());
         throw DatabaseException("openFile", __LINE__, "DataBase Error: Couldn't open the corresponding file");
+    }
+    if (mode.front() != 'r' && mode.find('x') != std::string::npos) {
+        return openNewFile(fileName, mode);
     }
     FILE* stream = File::open(fileName, mode).intoStream(mode);
     std::rewind(stream);
