@@ -141,7 +141,8 @@ TEST_F(LogFormatTest, AnErrorCarriesTheLineThatRaisedIt) {
 
 }  // namespace
 
-static void record(unsigned int line, int level, const char* format, va_list arguments) {
+__attribute__((format(printf, 3, 0))) static void record(unsigned int line, int level, const char* format,
+                                                         va_list arguments) {
     if (level == -2) {
         char text[4096];
         static_cast<void>(std::vsnprintf(text, sizeof(text), format, arguments));

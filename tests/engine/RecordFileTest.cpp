@@ -1,9 +1,11 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <random>
 #include <string>
 #include <vector>
@@ -135,6 +137,29 @@ TEST_F(RecordFileTest, OpenRefusesAModeThatFopenDoesNotKnow) {
         EXPECT_FALSE(fileExists(missing));
         EXPECT_EQ(raisedBy([&] { FileUtils::openFile(present, mode); }), kOpenError);
         EXPECT_EQ(readFile(present), "a~b\n");
+    }
+}
+
+TEST_F(RecordFileTest, OpenWithAnXMakesAFileAndTakesNoneThatIsThere) {
+    const std::string present = temporary.file("present");
+    writeFile(present, "a~b\n");
+    const std::string link = temporary.file("link");
+    std::filesystem::create_symlink("nowhere", link);
+    for (const char* const mode : {"wx", "wx+", "w+x", "wbx", "w+bx", "wb+x", "ax", "a+x"}) {
+        SCOPED_TRACE(mode);
+        for (const std::string& taken : {present, link, temporary.path(), temporary.file("missing/new")}) {
+            EXPECT_EQ(raisedBy([&] { FileUtils::openFile(taken, mode); }), kOpenError);
+        }
+        EXPECT_EQ(readFile(present), "a~b\n");
+        EXPECT_FALSE(fileExists(temporary.file("nowhere")));
+
+        const std::string missing = temporary.file(std::string("missing-") + mode);
+        FILE* stream = FileUtils::openFile(missing, mode);
+        EXPECT_EQ(std::ftell(stream), 0);
+        EXPECT_EQ(fcntl(fileno(stream), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+        FileUtils::writeRecordToTableFile(stream, {"a", "b"});
+        FileUtils::closeFile(stream);
+        EXPECT_EQ(readFile(missing), "a~b\n");
     }
 }
 

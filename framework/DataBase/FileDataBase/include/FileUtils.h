@@ -35,7 +35,8 @@ class FileUtils {
 public:
     /// Opens `fileName` and stands at its start. A named pipe or a device never makes the call wait.
     ///
-    /// @param mode as for `fopen`; it begins with "r", "w" or "a"
+    /// @param mode as for `fopen`; it begins with "r", "w" or "a". With an "x" after "w" or "a" the file must
+    ///             not exist.
     /// Throws: "DataBase Error: Couldn't open the corresponding file".
     static FILE* openFile(const std::string& fileName, const std::string& mode);
 
