@@ -590,6 +590,46 @@ TEST_F(CrashTest, AFailedStatementLeavesTheTransactionAsItWas) {
     }
 }
 
+TEST_F(CrashTest, AFailedWriteInATransactionLeavesItAsBeforeTheStatement) {
+    const Story earlier{
+        "", {"BEGIN", "INSERT INTO t (a, b) VALUES (?, '?');", "INSERT INTO u (a) VALUES (?);"}, {}};
+    for (const Trouble& trouble : kTroubles) {
+        SCOPED_TRACE(trouble.name);
+        int refusals = 0;
+        forEveryStep([&](int n) {
+            restore();
+            open(earlier);
+            log.clear();
+            const bool reached =
+                underFault(trouble, n, [&] { step(*database, "UPDATE t SET a=?, b='?' WHERE a = 2;"); });
+            const bool failed = !errorsOfStatement().empty();
+            refusals += failed ? 1 : 0;
+            EXPECT_EQ(table("t"), base_.at("t.table"));
+            EXPECT_EQ(table("u"), base_.at("u.table"));
+
+            log.clear();
+            std::vector<std::string> wanted{"1|one|1", "2|two|2", "3|three|3", "9|nine|4"};
+            if (!failed) {
+                wanted[1] = "9|nine|2";
+            }
+            EXPECT_EQ(rowsOf("t"), wanted);
+            step(*database, "INSERT INTO t (a, b) VALUES (?, '?');");
+            wanted.emplace_back("9|nine|5");
+            EXPECT_EQ(rowsOf("t"), wanted);
+            EXPECT_EQ(rowsOf("u")->size(), 4U);
+            EXPECT_THAT(errorsOfStatement(), IsEmpty());
+            EXPECT_TRUE(database->rollbackTransaction());
+            EXPECT_EQ(files(), base_);
+
+            step(*database, "INSERT INTO t (a, b) VALUES (?, '?');");
+            EXPECT_THAT(errorsOfStatement(), IsEmpty());
+            EXPECT_EQ(table("t"), base_.at("t.table") + "9~'nine'~4\n");
+            return reached;
+        });
+        EXPECT_GT(refusals, 0);
+    }
+}
+
 TEST_F(CrashTest, AFirstStatementThatFailsInATransactionIsUndoneByTheRollback) {
     for (const Story& story : kStatements) {
         SCOPED_TRACE(story.name);

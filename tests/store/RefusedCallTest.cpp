@@ -60,7 +60,7 @@ const std::vector<Operation> kOperations = {
     {"updateMySubscriptionBySubscriptionUri",
      [](auto& store, auto& /*saved*/) {
          std::string uri = "/s/2";
-         std::string resource = "/o";
+         std::string resource = "31";  // it is checked as a value of the first column
          return store.updateMySubscriptionBySubscriptionUri(uri, resource);
      }},
     {"deleteMySubscriptionBySubscriptionUri",
