@@ -6,19 +6,9 @@
 #include <vector>
 
 #include "File.h"
+#include "TableFormat.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
-
-/// The character that joins the fields of a line, and the longest line, line feed included, that reads back
-/// whole.
-inline constexpr char FIELD_SEPARATOR = '~';
-inline constexpr std::size_t kMaxLineLength = 1023;
-
-/// What the names of a database's files are made of; docs/file-format.md draws the directory.
-inline constexpr const char* kDirectorySuffix = "_filedb";
-inline constexpr const char* kJournalName = "master_rollback";
-inline constexpr const char* kTableSuffix = ".table";
-inline constexpr const char* kBackupSuffix = ".backup";
 
 /// Lines and records of a database's files, read and written through streams of the C library; File does it
 /// without a stream.

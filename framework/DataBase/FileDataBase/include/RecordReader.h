@@ -1,10 +1,12 @@
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "FieldScan.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
@@ -58,51 +60,6 @@ private:
     std::string_view uncut_;
     std::vector<std::string_view> fields_;
 };
-
-/// Walks the bytes of a text that end a field, FIELD_SEPARATOR, line feed and NUL, and looks at the text in
-/// windows of kWindow bytes. What a window holds is kept from one line to the next, so no byte is looked at
-/// twice.
-class FieldEnds {
-public:
-    static constexpr int kWindow = 64;
-
-    /// The text to walk begins at `position`.
-    void restart(const char* position) {
-        unseen_ = position;
-        ends_ = 0;
-    }
-
-    /// The next such byte, or null when no window in front of `limit` holds one. Requires: what restart() was
-    /// given reaches up to `limit`, which never moves back.
-    const char* next(const char* limit) {
-        while (ends_ == 0) {
-            if (limit - unseen_ < kWindow) {
-                return nullptr;
-            }
-            ends_ = inWindow(unseen_);
-            unseen_ += kWindow;
-        }
-        const int position = __builtin_ctzll(ends_);
-        ends_ &= ends_ - 1;
-        return unseen_ - kWindow + position;
-    }
-
-    /// Bit i tells whether byte i of the window ends a field. The second function gives the same on a
-    /// processor without an instruction for it.
-    static std::uint64_t inWindow(const char* window);
-    static std::uint64_t inWindowPortably(const char* window);
-
-private:
-    const char* unseen_ = nullptr;  // behind the last window
-    std::uint64_t ends_ = 0;        // those of the last window that were not handed out yet
-};
-
-/// Whether every line of `text` is in the very form in which a writer would store its record: no empty field,
-/// no NUL byte, no line over the format's length, a line feed at the end. An empty line counts as damage,
-/// too.
-///
-/// @param lines receives the number of lines, when the answer is yes
-bool isWellFormed(std::string_view text, int& lines);
 
 /// Walks the records of a table file in one buffered pass, without an allocation per record.
 ///

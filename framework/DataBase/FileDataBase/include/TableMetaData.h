@@ -4,19 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "TableFormat.h"
+
 namespace Kalt::Vemo::Core::Database::Filedb {
 
 class FileUtils;
 class RecordReader;
-
-/// The name of the hidden last column of a table without a single INTEGER primary key.
-inline constexpr const char* kRowIdColumn = "ROWID";
-
-/// The word that stands for a missing value, in statements and in files.
-inline constexpr const char* kNullWord = "NULL";
-
-/// What a column's flag number is made of.
-enum ColumnFlag : long { kIntegerFlag = 1, kRealFlag = 2, kTextFlag = 4, kTypeMask = 7, kNotNullFlag = 256 };
 
 /// A table's definition: its columns, their flag numbers and its primary key.
 ///

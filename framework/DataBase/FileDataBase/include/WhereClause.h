@@ -1,11 +1,14 @@
 #pragma once
 
+#include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
+
+#include "PrimaryKey.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
+class CompiledCondition;
 class Record;
 class TableMetaData;
 
@@ -113,79 +116,13 @@ public:
     const std::vector<std::string>& postfix() const { return postfix_; }
 
 private:
-    enum class Operator : unsigned char {
-        equal,
-        greater,
-        less,
-        greaterOrEqual,
-        lessOrEqual,
-        notEqual,
-        like,
-        logicalAnd,
-        logicalOr,
-        meaningless
-    };
-
-    struct OperatorEntry;
-
-    /// What a postfix operand stands for, found out once, and its value. A name that no column has is kept as
-    /// it is, because it is an error only when a record is evaluated. A column has one object, however many
-    /// operators name it.
-    struct Operand {
-        enum class Kind : unsigned char { literal, column, unknownColumn, result };
-
-        /// Takes the value from a field as it is stored.
-        void take(std::string_view field);
-
-        void setResult(bool result);
-        bool isTrue() const;
-
-        std::string_view value;  // without quotes
-        Kind kind = Kind::literal;
-        unsigned char type = 0;
-        bool null = false;
-        bool holds = false;  // what a result says
-        bool used = false;   // whether an earlier step has it
-        std::size_t column = 0;
-        const std::string* name = nullptr;  // of a column
-        std::string scratch;                // holds a value that had to be rewritten
-    };
-
-    /// One operator of the condition with its operands, in the order in which they are computed.
-    struct Step {
-        const OperatorEntry* op = nullptr;
-        bool tooFewOperands = false;
-        bool fetchRight = false;  // whether the step is the first that needs the column
-        bool fetchLeft = false;
-        unsigned char type = 0;  // how the operator compares
-        Operand* right = nullptr;
-        Operand* left = nullptr;
-        Operand* result = nullptr;
-    };
-
-    static const OperatorEntry* findOperator(std::string_view token);
-    void appendPostfix(std::vector<std::string> tokens);
-    void closeBracket(std::vector<std::string>& stack);
-    void compile();
-    void resolve(const std::string& token, Operand& operand) const;
-    Operand* knownColumn(Operand& operand);
-    static bool firstUse(Operand& operand);
-    void fetch(Operand& operand, Record& record) const;
-    static int apply(const OperatorEntry& entry, unsigned char type, const Operand& left,
-                     const Operand& right);
-    template <typename Value>
-    static int relation(Operator op, const Value& left, const Value& right);
-    static int compare(Operator op, unsigned char type, std::string_view left, std::string_view right);
+    CompiledCondition& compiled();
 
     TableMetaData& metaData_;
     std::vector<std::string> postfix_;
-
-    // The postfix list, resolved: made at the first evaluation, and anew when the list may have changed
-    // since.
-    std::vector<Step> steps_;
-    std::vector<Operand> operands_;
-    bool compiled_ = false;
-    bool wellFormed_ = false;  // one value is left at the end
+    /// The postfix list, resolved: made at the first evaluation, and anew when the list may have changed.
+    std::unique_ptr<CompiledCondition> compiled_;
+    PrimaryKey key_;
 };
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -14,6 +14,7 @@
 #include "EngineLog.h"
 #include "FileResultTable.h"
 #include "RecordReader.h"
+#include "ResultRows.h"
 #include "StringConversion.h"
 #include "TableMetaData.h"
 #include "Utils.h"
@@ -347,131 +348,87 @@ std::size_t TableMetaData::visibleColumnCount() const {
 
 // ---- FileResultTable ----
 
-FileResultTable::FileResultTable() = default;
+namespace {
+
+// Every integer is read as an unsigned 64-bit number, of which a getter keeps the low bits.
+template <typename Integer>
+Integer readInteger(ResultRows& rows, int columnIndex) {
+    return rows.read(columnIndex)
+               ? static_cast<Integer>(StringConversion::stringTouint64(std::string(rows.value())))
+               : 0;
+}
+
+}  // namespace
+
+FileResultTable::FileResultTable() : FileResultTable(std::make_unique<ResultRows>()) {}
+
+FileResultTable::FileResultTable(std::unique_ptr<ResultRows> rows) : rows_(std::move(rows)) {}
 
 FileResultTable::~FileResultTable() = default;
 
-void FileResultTable::addLabel(std::string label) {
-    columnLabels_.push_back(std::move(label));
-    columnCount_ = static_cast<int>(columnLabels_.size());
-}
-
-void FileResultTable::reserve(std::size_t labels) {
-    columnLabels_.reserve(labels);
-}
-
-void FileResultTable::startRow(std::size_t size) {
-    if (rowCount_ == 0) {
-        cells_.reserve(size);
-        cellEnds_.reserve(columnLabels_.size());
-    }
-}
-
 int FileResultTable::getCount() {
-    return rowCount_;
+    return rows_->rowCount();
 }
 
 bool FileResultTable::next() {
-    if (cursor_ >= rowCount_) {
-        return false;
-    }
-    ++cursor_;
-    return true;
+    return rows_->next();
 }
 
 bool FileResultTable::wasNull() {
-    return wasNull_;
-}
-
-inline int FileResultTable::getColumnLabelIndex(const std::string& columnLabel) const {
-    if (columnLabel.empty() || cursor_ < 1) {
-        throw DatabaseException("getColumnLabelIndex", __LINE__,
-                                "ResultSet Error: Wrong column Label or rowset is not set");
-    }
-    const auto found = std::find(columnLabels_.begin(), columnLabels_.end(), columnLabel);
-    if (found == columnLabels_.end()) {
-        throw DatabaseException("getColumnLabelIndex", __LINE__,
-                                "ResultSet Error: Column Label is not found in Result column List...");
-    }
-    return static_cast<int>(found - columnLabels_.begin()) + 1;
-}
-
-inline bool FileResultTable::readCheckNullness(int columnIndex) {
-    const auto column = static_cast<std::size_t>(columnIndex) - 1;
-    if (columnIndex < 1 || columnIndex > columnCount_ || cursor_ < 1 || column >= cellsPerRow_) {
-        throw DatabaseException("readCheckNullness", __LINE__,
-                                "ResultSet Error: Wrong column Index or rowset is not set");
-    }
-    currentValue_ = cell(static_cast<std::size_t>(cursor_) - 1, column);
-    wasNull_ = currentValue_.empty() || currentValue_ == kNullWord;
-    if (!wasNull_ && currentValue_.front() == '\'' && currentValue_.back() == '\'') {
-        currentValue_ = currentValue_.size() == 1 ? std::string_view()
-                                                  : currentValue_.substr(1, currentValue_.size() - 2);
-    }
-    return wasNull_;
+    return rows_->wasNull();
 }
 
 std::string FileResultTable::getString(int columnIndex) {
-    return readCheckNullness(columnIndex) ? std::string() : std::string(currentValue_);
+    return rows_->read(columnIndex) ? std::string(rows_->value()) : std::string();
 }
 
 bool FileResultTable::getBoolean(int columnIndex) {
-    if (readCheckNullness(columnIndex) || currentValue_ == "0") {
+    if (!rows_->read(columnIndex) || rows_->value() == "0") {
         return false;
     }
-    if (currentValue_ == "1") {
+    if (rows_->value() == "1") {
         return true;
     }
     throw DatabaseException("getBoolean", __LINE__, "ResultSet Error: Can't convert to Boolean Value");
 }
 
-// Every integer is read as an unsigned 64-bit number, of which a getter keeps the low bits.
-template <typename Integer>
-Integer FileResultTable::readInteger(int columnIndex) {
-    if (readCheckNullness(columnIndex)) {
-        return 0;
-    }
-    return static_cast<Integer>(StringConversion::stringTouint64(std::string(currentValue_)));
-}
-
 signed char FileResultTable::getByte(int columnIndex) {
-    return readInteger<signed char>(columnIndex);
+    return readInteger<signed char>(*rows_, columnIndex);
 }
 short FileResultTable::getShort(int columnIndex) {
-    return readInteger<short>(columnIndex);
+    return readInteger<short>(*rows_, columnIndex);
 }
 int FileResultTable::getInt(int columnIndex) {
-    return readInteger<int>(columnIndex);
+    return readInteger<int>(*rows_, columnIndex);
 }
 std::int64_t FileResultTable::getLong(int columnIndex) {
-    return readInteger<std::int64_t>(columnIndex);
+    return readInteger<std::int64_t>(*rows_, columnIndex);
 }
 
 float FileResultTable::getDouble(int columnIndex) {
-    return readCheckNullness(columnIndex) ? 0.0F
-                                          : StringConversion::stringToFloat(std::string(currentValue_));
+    return rows_->read(columnIndex) ? StringConversion::stringToFloat(std::string(rows_->value())) : 0.0F;
 }
 
 std::string FileResultTable::getString(const std::string& columnLabel) {
-    return getString(getColumnLabelIndex(columnLabel));
+    return getString(rows_->indexOf(columnLabel));
 }
 bool FileResultTable::getBoolean(const std::string& columnLabel) {
-    return getBoolean(getColumnLabelIndex(columnLabel));
+    return getBoolean(rows_->indexOf(columnLabel));
 }
 signed char FileResultTable::getByte(const std::string& columnLabel) {
-    return getByte(getColumnLabelIndex(columnLabel));
+    return getByte(rows_->indexOf(columnLabel));
 }
 short FileResultTable::getShort(const std::string& columnLabel) {
-    return getShort(getColumnLabelIndex(columnLabel));
+    return getShort(rows_->indexOf(columnLabel));
 }
 int FileResultTable::getInt(const std::string& columnLabel) {
-    return getInt(getColumnLabelIndex(columnLabel));
+    return getInt(rows_->indexOf(columnLabel));
 }
 std::int64_t FileResultTable::getLong(const std::string& columnLabel) {
-    return getLong(getColumnLabelIndex(columnLabel));
+    return getLong(rows_->indexOf(columnLabel));
 }
 float FileResultTable::getDouble(const std::string& columnLabel) {
-    return getDouble(getColumnLabelIndex(columnLabel));
+    return getDouble(rows_->indexOf(columnLabel));
 }
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

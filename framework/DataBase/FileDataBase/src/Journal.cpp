@@ -15,8 +15,9 @@ namespace Kalt::Vemo::Core::Database::Filedb {
 
 namespace {
 
-constexpr std::string_view kAtRest = "0\n";
-constexpr std::string_view kCopying = "1\n";
+std::string stateLine(bool copying) {
+    return std::string(copying ? kCopyingState : kAtRestState) + '\n';
+}
 
 // The code of a journal line: cut to 8 bits, after a conversion that is as wide on every device. The raw byte
 // of a line that was never overwritten is no digit and gives 0, which makes recovery discard the table's
@@ -57,7 +58,7 @@ bool Journal::read(const std::function<void(signed char operation, const std::st
         if (stateLine) {
             // A line "1" tells of an interrupted copy-over; the line behind it is taken for a state line as
             // well, so the first table's working copy stays where it is.
-            stateLine = !fields.empty() && fields[0] == "1";
+            stateLine = !fields.empty() && fields[0] == kCopyingState;
         } else if (fields.size() == 2) {
             report(toOperation(fields[0]), std::string(fields[1]));
         }
@@ -115,7 +116,7 @@ void Journal::writeState(bool copying) {
     if (appends_ && copying && saysCopying_) {
         return;
     }
-    file_.writeAt(0, copying ? kCopying : kAtRest);
+    file_.writeAt(0, stateLine(copying));
     saysCopying_ = copying;
 }
 
@@ -129,7 +130,7 @@ void Journal::reset(const std::string& path) {
     }
     // Cut first: tables behind a state line "0" would have their working copies removed by the next init,
     // also those that an interrupted copy-over still needs.
-    cutOff(kAtRest.size());
+    cutOff(stateLine(false).size());
     writeState(false);
 }
 

@@ -11,6 +11,7 @@
 #include "IDatabase.h"
 #include "IResultTable.h"
 #include "Log.h"
+#include "Refusal.h"
 #include "StringConversion.h"
 #include "VEMOFileSubscriptionDB.h"
 
@@ -19,6 +20,7 @@ namespace Kalt::Vemo::Notification {
 using Core::Database::IDatabase;
 using Core::Database::IResultTable;
 using Core::Database::Filedb::EngineAccess;
+using Core::Database::Filedb::lastRefusal;
 using Core::Database::Filedb::Refusal;
 using Platform::StringConversion;
 
@@ -63,7 +65,7 @@ bool send(IDatabase& database, const char* sql, const Values&... values) {
 
 // The database's result does not tell of a statement that the operating system kept from being stored.
 bool wasRefusedBySystem() {
-    return EngineAccess::lastRefusal() == Refusal::system;
+    return lastRefusal() == Refusal::system;
 }
 
 template <typename... Values>
@@ -74,8 +76,7 @@ bool update(IDatabase& database, const char* sql, const Values&... values) {
 /// An update that makes rows longer; false, with nothing changed, when one of them would not fit in its line.
 template <typename... Values>
 bool updateThatFits(const char* operation, IDatabase& database, const char* sql, const Values&... values) {
-    return update(database, sql, values...) &&
-           (EngineAccess::lastRefusal() != Refusal::content || refuseLength(operation));
+    return update(database, sql, values...) && (lastRefusal() != Refusal::content || refuseLength(operation));
 }
 
 template <typename... Values>
@@ -200,7 +201,7 @@ bool insertRow(const char* operation, IDatabase& database, std::size_t shortestL
         EngineAccess::endTransaction(database);
         throw;
     }
-    const Refusal refusal = EngineAccess::lastRefusal();
+    const Refusal refusal = lastRefusal();
     if (refusal == Refusal::content) {
         // Near the limit the ROWID and an expireTime of NULL decide whether the row fits.
         EngineAccess::endTransaction(database);

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstdarg>
+#include <string>
+#include <vector>
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+/// The values of a statement's placeholders: one for each "?" of its text, in their order.
+using Values = std::vector<std::string>;
+
+namespace BoundValues {
+
+/// One argument for each "?" of the raw text, also for one inside a literal; a null pointer becomes the word
+/// NULL.
+Values take(const std::string& sql, va_list arguments);
+
+/// The SQL text that takes the place of `holder`, which is ? or '?'. Quotes inside the value are not doubled:
+/// whoever reads the literal decides where it ends.
+///
+/// @param index position of the placeholder in its statement
+/// Throws: DatabaseException "Not provided value for value Holder: %s", "Invalid value for value holder
+/// String:
+/// (%s)".
+std::string textFor(const std::string& holder, const Values& values, unsigned int index);
+
+}  // namespace BoundValues
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Comparison.h"
+#include "Operators.h"
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+class Record;
+class TableMetaData;
+
+/// One operand of a condition: what its word stands for, and its value for a record.
+struct Operand {
+    enum class Kind : unsigned char { literal, column, unknownColumn, result };
+
+    /// Finds out what the word stands for: a literal in quotes, a number, or else a column. A name that no
+    /// column has is an error only when it is fetched. `word` and `metaData` must outlive the operand.
+    void resolve(const std::string& word, const TableMetaData& metaData);
+
+    bool isColumn() const { return kind == Kind::column || kind == Kind::unknownColumn; }
+
+    /// Takes a column's value from the record. Requires: isColumn().
+    ///
+    /// Throws: "Column %s not found in Table Definition", "DB Error: Record has fewer fields than Table
+    /// Definition".
+    void fetch(Record& record, const TableMetaData& metaData);
+
+    ComparedValue value;
+    Kind kind = Kind::literal;
+    unsigned char type = 0;
+    bool isFetched = false;  ///< by an earlier step
+    std::size_t column = 0;
+    const std::string* name = nullptr;  ///< of a column
+};
+
+/// A condition in postfix form, made ready to be evaluated for many records: which operands an operator meets
+/// does not depend on the record, so the evaluation's stack is run through once. A column is fetched once a
+/// record, however many operators name it.
+///
+/// Lifetime: postfix list and metadata must outlive the object, unchanged.
+class CompiledCondition {
+public:
+    CompiledCondition(const std::vector<std::string>& postfix, const TableMetaData& metaData);
+    CompiledCondition(const CompiledCondition&) = delete;
+    CompiledCondition& operator=(const CompiledCondition&) = delete;
+
+    /// Whether the record satisfies the condition.
+    ///
+    /// Throws: "Syntax Error: evaluate stack contains less 2 operands.", "Syntax Error: Where clause is
+    /// wrong", and Operand::fetch's errors.
+    bool evaluate(Record& record);
+
+private:
+    /// One operator with its operands, in the order in which they are computed.
+    struct Step {
+        const OperatorEntry* op = nullptr;
+        bool hasTooFewOperands = false;
+        bool fetchesRight = false;  // whether the step is the first that needs the column
+        bool fetchesLeft = false;
+        unsigned char type = 0;  // how the operator compares
+        Operand* right = nullptr;
+        Operand* left = nullptr;
+        Operand* result = nullptr;
+    };
+
+    Operand* knownColumn(Operand& operand);
+    static bool isFirstUse(Operand& operand);
+
+    const TableMetaData& metaData_;
+    std::vector<Operand> operands_;
+    std::vector<Step> steps_;
+    bool leavesOneValue_ = false;
+    bool loneOperandHolds_ = false;
+};
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <atomic>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "BoundValues.h"
+#include "CountedLock.h"
+#include "Statements.h"
+#include "TableStore.h"
+
+class Tokenizer;
+
+namespace Kalt::Vemo::Core::Database {
+class IResultTable;
+}
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+/// What is behind a FileDatabase: takes statements in, keeps the lock, sends each statement to its handler
+/// and decides what the calls return. IDatabase tells what each call does, and when.
+class Engine {
+public:
+    explicit Engine(Statements::LineCheck mayStore) : statements_(store_, mayStore) {}
+
+    bool init(const std::string& path);
+    void deinit();
+
+    void beginTransaction();
+    bool commitTransaction();
+    bool rollbackTransaction();
+
+    /// See EngineAccess::endTransaction.
+    void abandonTransaction();
+
+    std::int64_t lastInsertRowId() const { return lastInsertRowId_; }
+
+    /// @param arguments one `const char*` for each "?" of the text
+    int update(const std::string& sql, va_list arguments);
+
+    /// @return null on any failure
+    std::unique_ptr<IResultTable> query(const std::string& sql, va_list arguments);
+
+private:
+    int dispatch(const std::string& statement, const Values& values);
+    int dispatchAlter(Tokenizer& words);
+    void dispatchChange(const std::vector<std::string>& head, Tokenizer& words, const Values& values);
+    void createTableIfMissing(Tokenizer& words);
+    void transactionEnded();
+    void lock();
+    void unlock();
+
+    TableStore store_;
+    Statements statements_;
+    std::unique_ptr<CountedLock> lock_;  // from init to deinit
+    bool transactionActive_ = false;
+    std::size_t countsBeforeTransaction_ = 0;       // of the lock, held by the thread of the transaction
+    std::atomic<std::int64_t> lastInsertRowId_{0};  // read without the lock
+};
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "Comparison.h"
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+class Record;
+class TableMetaData;
+
+/// The rule that no two records of a table have the same primary key. Its columns are looked up once, when a
+/// comparison first needs them.
+///
+/// Lifetime: the metadata must outlive the object. Throws: DatabaseException, where a function says so.
+class PrimaryKey {
+public:
+    explicit PrimaryKey(const TableMetaData& metaData) : metaData_(metaData) {}
+
+    /// Throws: "DB Error: PRIMARY KEY must be unique" when both records have the same key; NULL keys differ.
+    /// "Column %s not found in Table Definition", "DB Error: Record has fewer fields than Table Definition".
+    void requireDifferent(Record& a, Record& b);
+
+    /// Compares the record at `index` with the first `count` ones but itself. Throws: as requireDifferent.
+    void requireUnique(const std::vector<std::vector<std::string>>& records, std::size_t count,
+                       std::size_t index);
+
+private:
+    struct Column {
+        std::size_t index;
+        unsigned char type;
+    };
+
+    const Column& column(std::size_t position);
+
+    const TableMetaData& metaData_;
+    std::vector<Column> columns_;  // as far as they were needed
+    ComparedValue left_;
+    ComparedValue right_;
+};
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -1,0 +1,46 @@
+#include "BoundValues.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "DatabaseException.h"
+#include "EngineLog.h"
+#include "TableFormat.h"
+#include "Utils.h"
+
+namespace Kalt::Vemo::Core::Database::Filedb::BoundValues {
+
+namespace {
+
+constexpr const char* kLogTag = "FileDatabase";
+
+}  // namespace
+
+Values take(const std::string& sql, va_list arguments) {
+    Values values;
+    const auto count = static_cast<std::size_t>(std::count(sql.begin(), sql.end(), '?'));
+    values.reserve(count);
+    while (values.size() < count) {
+        const char* argument = va_arg(arguments, const char*);
+        values.emplace_back(argument == nullptr ? kNullWord : argument);
+    }
+    return values;
+}
+
+std::string textFor(const std::string& holder, const Values& values, unsigned int index) {
+    if (index >= values.size()) {
+        throw DatabaseException("validateValuePlaceHolder", __LINE__,
+                                "Not provided value for value Holder: %s", holder.c_str());
+    }
+    const std::string_view trimmed = Utils::trimmed(holder);
+    if (trimmed != "?" && trimmed != "'?'") {
+        throw DatabaseException("validateValuePlaceHolder", __LINE__,
+                                "Invalid value for value holder String: (%s)", std::string(trimmed).c_str());
+    }
+    const std::string& value = values[index];
+    std::string result = trimmed == "?" || value == kNullWord ? value : Utils::inSingleQuotes(value);
+    FILEDB_LOG(kLogTrace, "Value Holder:%s Value:%s", holder.c_str(), result.c_str());
+    return result;
+}
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb::BoundValues

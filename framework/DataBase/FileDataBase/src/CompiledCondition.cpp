@@ -1,0 +1,147 @@
+#include "CompiledCondition.h"
+
+#include <algorithm>
+
+#include "DatabaseException.h"
+#include "EngineErrors.h"
+#include "EngineLog.h"
+#include "RecordReader.h"
+#include "TableMetaData.h"
+#include "Utils.h"
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+namespace {
+
+constexpr const char* kLogTag = "WhereClause";
+
+constexpr auto kInteger = static_cast<unsigned char>(ValueType::integer);
+constexpr auto kReal = static_cast<unsigned char>(ValueType::real);
+constexpr auto kText = static_cast<unsigned char>(ValueType::text);
+constexpr unsigned char kNoType = 0xFF;  // the table file gives the column no flag number
+
+// A column decides over a literal; otherwise text beats real and real beats integer.
+unsigned char typeOf(const Operand& left, const Operand& right) {
+    const bool leftIsColumn = left.kind == Operand::Kind::column;
+    const bool rightIsColumn = right.kind == Operand::Kind::column;
+    if (leftIsColumn == rightIsColumn) {
+        return std::max(left.type, right.type);
+    }
+    return rightIsColumn ? right.type : left.type;
+}
+
+}  // namespace
+
+void Operand::resolve(const std::string& word, const TableMetaData& metaData) {
+    if (!word.empty() && word.front() == '\'') {
+        value.text = withoutQuotes(word, value.scratch);
+        type = kText;
+        return;
+    }
+    value.text = word;
+    if (const int number = Utils::isNumber(word)) {
+        type = number == 1 ? kInteger : kReal;
+        return;
+    }
+    name =
+        metaData.hasAliasPrimaryKey() && word == kRowIdColumn ? &metaData.primaryKeyColumns().front() : &word;
+    const std::vector<std::string>& names = metaData.columnNames();
+    const auto found = std::find(names.begin(), names.end(), *name);
+    if (found == names.end()) {
+        kind = Kind::unknownColumn;
+        return;
+    }
+    kind = Kind::column;
+    column = static_cast<std::size_t>(found - names.begin());
+    type = column < metaData.columnFlags().size()
+               ? static_cast<unsigned char>(metaData.flagOf(column) & kTypeMask)
+               : kNoType;
+}
+
+void Operand::fetch(Record& record, const TableMetaData& metaData) {
+    if (kind == Kind::unknownColumn) {
+        static_cast<void>(Utils::getColumnNameIndex(*name, metaData.columnNames()));
+    }
+    if (!record.has(column) || type == kNoType) {
+        throw shortRecordError("getOperandValueType");
+    }
+    value.take(record[column]);
+}
+
+CompiledCondition::CompiledCondition(const std::vector<std::string>& postfix, const TableMetaData& metaData)
+    : metaData_(metaData) {
+    operands_.reserve(postfix.size());  // steps and stack point to them
+    steps_.reserve(postfix.size() / 2 + 1);
+    std::vector<Operand*> stack;
+    stack.reserve(postfix.size());
+    for (const std::string& word : postfix) {
+        const OperatorEntry* const entry = findOperator(word);
+        Operand& operand = operands_.emplace_back();
+        if (entry == nullptr) {
+            operand.resolve(word, metaData);
+            stack.push_back(knownColumn(operand));
+            continue;
+        }
+        Step& step = steps_.emplace_back();
+        step.op = entry;
+        step.hasTooFewOperands = stack.size() < 2;
+        if (step.hasTooFewOperands) {
+            break;  // an evaluation ends here
+        }
+        step.right = stack.back();
+        stack.pop_back();
+        step.left = stack.back();
+        step.type = typeOf(*step.left, *step.right);
+        step.fetchesRight = isFirstUse(*step.right);
+        step.fetchesLeft = isFirstUse(*step.left);
+        operand.kind = Operand::Kind::result;
+        operand.type = kInteger;
+        step.result = &operand;
+        stack.back() = &operand;
+    }
+    leavesOneValue_ = stack.size() == 1;
+    loneOperandHolds_ = postfix.front() != "0";
+}
+
+// The operand that already stands for the same column, otherwise `operand` itself.
+Operand* CompiledCondition::knownColumn(Operand& operand) {
+    if (operand.kind != Operand::Kind::column) {
+        return &operand;
+    }
+    return &*std::find_if(operands_.begin(), operands_.end(), [&](const Operand& other) {
+        return other.kind == Operand::Kind::column && other.column == operand.column;
+    });
+}
+
+bool CompiledCondition::isFirstUse(Operand& operand) {
+    const bool isFirst = operand.isColumn() && !operand.isFetched;
+    operand.isFetched = true;
+    return isFirst;
+}
+
+bool CompiledCondition::evaluate(Record& record) {
+    bool result = false;
+    for (const Step& step : steps_) {
+        if (step.hasTooFewOperands) {
+            throw DatabaseException("evaluate", __LINE__,
+                                    "Syntax Error: evaluate stack contains less 2 operands.");
+        }
+        if (step.fetchesRight) {
+            step.right->fetch(record, metaData_);
+        }
+        if (step.fetchesLeft) {
+            step.left->fetch(record, metaData_);
+        }
+        result = apply(*step.op, step.type, step.left->value, step.right->value);
+        step.result->value.setResult(result);
+        FILEDB_LOG(kLogTrace, "Result of operation = %d. [0=fail, 1=success]", result ? 1 : 0);
+    }
+    if (!leavesOneValue_) {
+        throw DatabaseException("evaluate", __LINE__, "Syntax Error: Where clause is wrong");
+    }
+    const bool isSatisfied = steps_.empty() ? loneOperandHolds_ : result;
+    FILEDB_LOG(kLogTrace, "%s", isSatisfied ? "WHERE evaluation is true." : "WHERE evaluation is fail.");
+    return isSatisfied;
+}
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -1,0 +1,289 @@
+#include "Engine.h"
+
+#include <optional>
+#include <utility>
+
+#include "DatabaseException.h"
+#include "EngineLog.h"
+#include "FileResultTable.h"
+#include "Query.h"
+#include "Refusal.h"
+#include "ResultRows.h"
+#include "SqlText.h"
+#include "Tokenizer.h"
+#include "Utils.h"
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+namespace {
+
+constexpr const char* kLogTag = "FileDatabase";
+
+// Words of a statement's head end at white space or at an opening bracket.
+constexpr const char* kHeadDelimiter = "( \t\n\v\f\r";
+constexpr int kHeadWords = 3;
+
+// Results of an update.
+constexpr int kDone = 0;
+constexpr int kRefused = 1;
+constexpr int kColumnIsPossible = 1;
+constexpr int kFailed = -1;
+
+std::string checkRemoveSemiColon(const std::string& statement) {
+    static const std::string kTrailing = std::string(";") + WHITESPACE;
+    const std::size_t last = statement.find_last_not_of(kTrailing);
+    if (last == std::string::npos || statement.find(';', last) == std::string::npos) {
+        throw DatabaseException("checkRemoveSemiColon", __LINE__,
+                                "Syntax Error: No ; found at end of Statement");
+    }
+    std::string result = statement.substr(0, last + 1);
+    FILEDB_LOG(kLogTrace, "Statement After Removing trailing Semicolon:%s", result.c_str());
+    return result;
+}
+
+}  // namespace
+
+// ---- Opening and closing ----
+
+bool Engine::init(const std::string& path) {
+    FILEDB_LOG(kLogInfo, "%s", "init");
+    try {
+        if (!store_.open(path)) {
+            FILEDB_LOG(kLogError, "%s", "DataBase Init: DB Directory creation failed");
+            return false;
+        }
+        lock_ = std::make_unique<CountedLock>();
+        transactionActive_ = false;
+        return true;
+    } catch (const std::exception& error) {
+        FILEDB_LOG(kLogError, "init Exception: %s", error.what());
+        return false;
+    }
+}
+
+void Engine::deinit() {
+    FILEDB_LOG(kLogInfo, "%s", "deinit");
+    store_.close();
+    lock_.reset();
+}
+
+// Before init and after deinit there is no mutex, and nobody to keep out.
+void Engine::lock() {
+    if (lock_ != nullptr) {
+        lock_->lock();
+    }
+}
+
+void Engine::unlock() {
+    if (lock_ != nullptr) {
+        lock_->unlock();
+    }
+}
+
+// ---- Changes ----
+
+int Engine::update(const std::string& sql, va_list arguments) {
+    FILEDB_LOG(kLogInfo, "%s", "executeUpdate");
+    FILEDB_LOG(kLogTrace, "passed SQL:'%s'", sql.c_str());
+    forgetRefusal();
+    if (!store_.hasDirectory()) {
+        FILEDB_LOG(kLogError, "%s", "DB Error: Data Base is not initialised");
+        return kRefused;
+    }
+    try {
+        const Values values = BoundValues::take(sql, arguments);
+        return dispatch(checkRemoveSemiColon(sql), values);
+    } catch (const std::exception& error) {
+        // Also for a failure before the lock was taken: inside a transaction the thread then gives back one
+        // count.
+        unlock();
+        noteRefusal(error);
+        FILEDB_LOG(kLogError, "executeUpdate Exception: %s", error.what());
+        return kRefused;
+    }
+}
+
+// Recognises the statement by its first three words. Unlocks once, except where a comment says so.
+int Engine::dispatch(const std::string& statement, const Values& values) {
+    Tokenizer words(statement, kHeadDelimiter);
+    const std::vector<std::string> head = words.split(kHeadWords);
+    lock();
+    store_.finishEarlierWork();
+    if (head.size() < kHeadWords) {
+        throw DatabaseException("executeUpdate", __LINE__, "DB Syntax Error: Incomplete Statement.");
+    }
+    if (head[0] == "ALTER" && head[1] == "TABLE") {
+        return dispatchAlter(words);
+    }
+    if (head[0] == "CREATE" && head[1] == "TABLE" && head[2] == "IF") {
+        createTableIfMissing(words);
+    } else {
+        dispatchChange(head, words, values);
+    }
+    unlock();
+    return kDone;
+}
+
+// What these handlers return does not reach the caller: they report their failures to the log.
+void Engine::dispatchChange(const std::vector<std::string>& head, Tokenizer& words, const Values& values) {
+    const auto change = [&](auto handler) {
+        store_.requireEarlierWorkDone();
+        handler();
+    };
+    if (head[0] == "INSERT" && head[1] == "INTO") {
+        change([&] {
+            const std::optional<std::int64_t> rowId =
+                statements_.insertTable(head[2], words.remainder(), values);
+            lastInsertRowId_ = rowId.value_or(lastInsertRowId_);
+        });
+    } else if (head[0] == "UPDATE" && head[2] == "SET") {
+        change([&] { static_cast<void>(statements_.updateTable(head[1], words.remainder(), values)); });
+    } else if (head[0] == "DELETE" && head[1] == "FROM") {
+        change([&] { static_cast<void>(statements_.deleteTable(head[2], words.remainder(), values)); });
+    } else if (head[0] == "CREATE" && head[1] == "TABLE") {
+        change([&] { static_cast<void>(statements_.createTable(head[2], words.remainder())); });
+    } else if (head[0] == "DROP" && head[1] == "TABLE") {
+        change([&] { static_cast<void>(statements_.dropTable(head[2], words.remainder())); });
+    } else {
+        FILEDB_LOG(kLogError, "%s", "Syntax Error: unsupported Error");
+    }
+}
+
+// The accepted form is ALTER TABLE, any word, the table's name, ADD COLUMN, name, type: the third word is
+// skipped.
+int Engine::dispatchAlter(Tokenizer& words) {
+    const std::string tableName = words.next();
+    if (tableName.empty()) {
+        throw DatabaseException("executeUpdate", __LINE__, "DB Syntax Error: error after TABLE key word.");
+    }
+    const TablePlace place = store_.locate(tableName);
+    if (!TableStore::exists(place)) {
+        // Clients count on it: the thread keeps one more count of the lock here.
+        return kDone;
+    }
+    FILEDB_LOG(kLogInfo, "Table (%s) exists, so ADDING Passed column.", place.fileName.c_str());
+    const std::string add = words.next();
+    const std::string column = words.next();
+    const std::string name = words.next();
+    const std::string type = words.next();
+    if (add != "ADD" || column != "COLUMN" || type.empty()) {
+        throw DatabaseException(
+            "executeUpdate", __LINE__,
+            "DB Syntax Error: error after TABLE key word - Non-supported ALTER TABLE format");
+    }
+    const bool isPossible = statements_.alterTable(tableName, name, type);
+    unlock();
+    return isPossible ? kColumnIsPossible : kFailed;
+}
+
+void Engine::createTableIfMissing(Tokenizer& words) {
+    const std::string notWord = words.next();
+    const std::string existsWord = words.next();
+    const std::string tableName = words.next();
+    if (notWord != "NOT" || existsWord != "EXISTS" || tableName.empty()) {
+        throw DatabaseException("executeUpdate", __LINE__, "DB Syntax Error: error after IF key word.");
+    }
+    const TablePlace place = store_.locate(tableName);
+    if (TableStore::exists(place)) {
+        FILEDB_LOG(kLogInfo, "(%s) Table is already exists.", place.fileName.c_str());
+        return;
+    }
+    store_.requireEarlierWorkDone();
+    static_cast<void>(statements_.createTable(tableName, words.remainder()));
+}
+
+// ---- Queries ----
+
+std::unique_ptr<IResultTable> Engine::query(const std::string& sql, va_list arguments) {
+    FILEDB_LOG(kLogInfo, "%s", "executeQuery");
+    FILEDB_LOG(kLogTrace, "passed SQL:%s", sql.c_str());
+    if (!store_.hasDirectory()) {
+        FILEDB_LOG(kLogError, "%s", "DB Error: Data Base is not initialised");
+        return nullptr;
+    }
+    try {
+        const Values values = BoundValues::take(sql, arguments);
+        const std::string statement = checkRemoveSemiColon(sql);
+        const SqlText::Select select = SqlText::parseSelect(statement);
+        lock();
+        store_.finishEarlierWork();
+        auto result = std::make_unique<FileResultTable>(selectRows(store_, statement, select, values));
+        unlock();
+        return result;
+    } catch (const std::exception& error) {
+        // Also for a failure before the lock was taken: inside a transaction the thread then gives back one
+        // count.
+        unlock();
+        FILEDB_LOG(kLogError, "executeQuery Exception: %s", error.what());
+        return nullptr;
+    }
+}
+
+// ---- Transactions ----
+
+void Engine::beginTransaction() {
+    FILEDB_LOG(kLogInfo, "%s", "beginTransaction");
+    lock();
+    if (!transactionActive_ && lock_ != nullptr) {
+        countsBeforeTransaction_ = lock_->count() - 1;
+    }
+    store_.beginTransaction();
+    transactionActive_ = true;
+}
+
+// Both ends of a transaction release two counts of the lock: their own and that of beginTransaction. Refusal
+// and failure keep what they found and took: after a refusal the thread holds one count more.
+
+bool Engine::commitTransaction() {
+    FILEDB_LOG(kLogInfo, "%s", "commitTransaction");
+    lock();
+    if (!transactionActive_) {
+        FILEDB_LOG(kLogError, "%s", "cannot commit - no transaction is active");
+        return false;
+    }
+    try {
+        store_.commitTransaction();
+    } catch (const std::exception& error) {
+        FILEDB_LOG(kLogError, "commitTransaction Exception: %s", error.what());
+        return false;
+    }
+    transactionEnded();
+    return true;
+}
+
+bool Engine::rollbackTransaction() {
+    FILEDB_LOG(kLogInfo, "%s", "rollbackTransaction");
+    lock();
+    if (!transactionActive_) {
+        FILEDB_LOG(kLogError, "%s", "cannot rollback - no transaction is active");
+        return false;
+    }
+    try {
+        store_.rollBackTransaction();
+    } catch (const std::exception& error) {
+        FILEDB_LOG(kLogError, "rollbackTransaction Exception: %s", error.what());
+        return false;
+    }
+    transactionEnded();
+    return true;
+}
+
+void Engine::transactionEnded() {
+    transactionActive_ = false;
+    unlock();
+    unlock();
+}
+
+void Engine::abandonTransaction() {
+    lock();
+    if (transactionActive_) {
+        store_.abandonTransaction();
+        transactionActive_ = false;
+        while (lock_ != nullptr && lock_->count() > countsBeforeTransaction_ + 1) {
+            lock_->unlock();
+        }
+    }
+    unlock();
+}
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb

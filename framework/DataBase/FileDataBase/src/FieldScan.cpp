@@ -1,0 +1,132 @@
+#include "FieldScan.h"
+
+#include <cstddef>
+#include <cstring>
+
+#include "TableFormat.h"
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+namespace {
+
+// How a block is handed from function to function depends on the processor. It never leaves this file.
+#pragma GCC diagnostic ignored "-Wpsabi"
+
+// A block of bytes that is looked at in one go, and what a comparison makes of it: 0xFF for yes, 0 for no.
+using Bytes = unsigned char __attribute__((vector_size(16)));
+constexpr std::size_t kBlock = sizeof(Bytes);
+
+// Bytes whose line feeds are counted in one block of counters, none of which can overflow.
+constexpr std::size_t kStep = 256;
+static_assert(kStep / kBlock <= 255, "a counter must hold the line feeds of its column of a step");
+
+// A line over the format's length holds at least so many whole steps without a line feed.
+constexpr std::size_t kQuietSteps = (kMaxLineLength - (kStep - 1)) / kStep;
+
+inline Bytes load(const char* bytes) {
+    Bytes block;
+    std::memcpy(&block, bytes, sizeof(block));
+    return block;
+}
+
+inline Bytes isEqual(Bytes block, char c) {
+    return reinterpret_cast<Bytes>(block == static_cast<unsigned char>(c));
+}
+
+inline Bytes endsField(Bytes block) {
+    return isEqual(block, FIELD_SEPARATOR) | isEqual(block, '\n');
+}
+
+inline Bytes endsFieldOrText(Bytes block) {
+    return endsField(block) | isEqual(block, '\0');
+}
+
+inline bool endsField(char c) {
+    return c == FIELD_SEPARATOR || c == '\n';
+}
+
+// The sum of counters of at most 127 each.
+inline std::size_t sum(Bytes counters) {
+    constexpr std::uint64_t kEvenBytes = 0x00FF00FF00FF00FF;
+    constexpr std::uint64_t kOnes = 0x0001000100010001;
+    std::uint64_t halves[2];
+    std::memcpy(halves, &counters, sizeof(halves));
+    const std::uint64_t bytes = halves[0] + halves[1];
+    const std::uint64_t pairs = (bytes & kEvenBytes) + (bytes >> 8 & kEvenBytes);
+    return static_cast<std::size_t>(pairs * kOnes >> 48);
+}
+
+// Counts the line feeds of `Count` bytes and looks at one byte more. `damage` becomes other than 0 for a NUL,
+// and for a byte that ends a field and is followed by a byte that ends the next: an empty field.
+template <std::size_t Count>
+inline std::size_t countLineFeeds(const char* bytes, Bytes& damage) {
+    Bytes lineFeeds = {};
+    for (std::size_t i = 0; i < Count; i += kBlock) {
+        const Bytes block = load(bytes + i);
+        damage |= (endsField(block) & endsField(load(bytes + i + 1))) | isEqual(block, '\0');
+        lineFeeds -= isEqual(block, '\n');
+    }
+    return sum(lineFeeds);
+}
+
+bool hasLongLine(std::string_view text) {
+    while (!text.empty()) {
+        const std::size_t length = text.find('\n') + 1;
+        if (length > kMaxLineLength) {
+            return true;
+        }
+        text.remove_prefix(length);
+    }
+    return false;
+}
+
+}  // namespace
+
+bool isWellFormed(std::string_view text, int& lines) {
+    lines = 0;
+    if (text.empty()) {
+        return true;
+    }
+    if (endsField(text.front()) || text.back() != '\n') {
+        return false;
+    }
+    Bytes damage = {};
+    std::size_t count = 1;  // the last byte's line feed
+    std::size_t quiet = 0;
+    bool mayHaveLongLine = false;
+    std::size_t position = 0;
+    for (; position + kStep < text.size(); position += kStep) {
+        const std::size_t lineFeeds = countLineFeeds<kStep>(text.data() + position, damage);
+        count += lineFeeds;
+        quiet = lineFeeds == 0 ? quiet + 1 : 0;
+        mayHaveLongLine = mayHaveLongLine || quiet >= kQuietSteps;
+    }
+    for (; position + kBlock < text.size(); position += kBlock) {
+        count += countLineFeeds<kBlock>(text.data() + position, damage);
+    }
+    bool isDamaged = sum(damage & 1) != 0;
+    for (; position + 1 < text.size(); ++position) {
+        const char c = text[position];
+        isDamaged = isDamaged || c == '\0' || (endsField(c) && endsField(text[position + 1]));
+        count += c == '\n' ? 1 : 0;
+    }
+    lines = static_cast<int>(count);
+    return !isDamaged && !(mayHaveLongLine && hasLongLine(text));
+}
+
+std::uint64_t FieldEnds::inWindowPortably(const char* window) {
+    constexpr Bytes kBits = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
+    constexpr std::uint64_t kOnes = 0x0101010101010101;
+    std::uint64_t ends = 0;
+    for (std::size_t i = 0; i < kWindow; i += kBlock) {
+        const Bytes bits = endsFieldOrText(load(window + i)) & kBits;
+        std::uint64_t halves[2];
+        std::memcpy(halves, &bits, sizeof(halves));
+        // The product's highest byte is the sum of all eight: the bits side by side.
+        ends |= (halves[0] * kOnes >> 56) << i;
+        ends |= (halves[1] * kOnes >> 56) << (i + 8);
+    }
+    return ends;
+}
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb
