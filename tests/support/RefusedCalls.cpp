@@ -56,6 +56,8 @@ void restoreFiles(const std::string& directory, const Files& content) {
     for (const auto& [name, bytes] : content) {
         const auto old = found.find(name);
         if (old == found.end() || old->second != bytes) {
+            // A new file: some file systems put one that is emptied and written anew on the disk at once.
+            std::filesystem::remove(directory + "/" + name);
             writeFile(directory + "/" + name, bytes);
         }
     }
