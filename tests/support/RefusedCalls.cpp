@@ -83,7 +83,7 @@ void mustEnd(const std::string& what, const std::function<void()>& work) {
         return;
     }
     ADD_FAILURE() << what << " is held up: it has not ended after " << kPatience.count() << " seconds";
-    std::fflush(stdout);
+    static_cast<void>(std::fflush(stdout));
     std::abort();
 }
 
