@@ -116,7 +116,7 @@ TEST_F(UnreadableFileTest, ALineOverTheEdgeOfABlockReadsWhole) {
                 wanted.push_back(cell + "|" + rowId);
             };
             const std::size_t edge = blocks * kBlock - before;
-            while (edge - text.size() > 2 * 100) {
+            while (edge - text.size() > 200) {
                 add(100);
             }
             add(edge - text.size());

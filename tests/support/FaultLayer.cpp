@@ -371,10 +371,6 @@ bool streamWorks(Call call, FILE* stream) {
     return false;
 }
 
-mode_t permissions(int flags, va_list arguments) {
-    return (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
-}
-
 // The system gives the descriptor free whatever it answers.
 int close(int descriptor) {
     const bool closes = works(Call::kClose, {nullptr, descriptor});
@@ -432,7 +428,7 @@ int __wrap_remove(const char* path);
 int __wrap_open(const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
-    const mode_t mode = Layer::permissions(flags, arguments);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
     return Layer::opens(path, flags) ? __real_open(path, flags, mode) : -1;
 }
@@ -440,7 +436,7 @@ int __wrap_open(const char* path, int flags, ...) {
 int __wrap_open64(const char* path, int flags, ...) {
     va_list arguments;
     va_start(arguments, flags);
-    const mode_t mode = Layer::permissions(flags, arguments);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
     return Layer::opens(path, flags) ? __real_open64(path, flags, mode) : -1;
 }

@@ -56,6 +56,8 @@ void restoreFiles(const std::string& directory, const Files& content) {
     for (const auto& [name, bytes] : content) {
         const auto old = found.find(name);
         if (old == found.end() || old->second != bytes) {
+            // A new file: some file systems put one that is emptied and written anew on the disk at once.
+            std::filesystem::remove(directory + "/" + name);
             writeFile(directory + "/" + name, bytes);
         }
     }
@@ -81,7 +83,7 @@ void mustEnd(const std::string& what, const std::function<void()>& work) {
         return;
     }
     ADD_FAILURE() << what << " is held up: it has not ended after " << kPatience.count() << " seconds";
-    std::fflush(stdout);
+    static_cast<void>(std::fflush(stdout));
     std::abort();
 }
 
