@@ -128,7 +128,11 @@ void WhereClause::removeEscapeCharacter(std::string& value) {
 void WhereClause::checkPrimaryKeyValidation(std::vector<std::string>& a, std::vector<std::string>& b) {
     Record recordA(a);
     Record recordB(b);
-    key_.requireDifferent(recordA, recordB);
+    checkPrimaryKeyValidation(recordA, recordB);
+}
+
+void WhereClause::checkPrimaryKeyValidation(Record& a, Record& b) {
+    key_.requireDifferent(a, b);
 }
 
 void WhereClause::updatePrimaryKeyValidation(std::vector<std::vector<std::string>>& rows, int count,
