@@ -33,6 +33,9 @@ namespace Kalt::Vemo::Notification {
 ///   that database answers: true then does not mean that something was stored.
 /// - A statement that the database refuses while it runs (a missing table, for example) is logged there and
 ///   counts as done: the result is true.
+/// - A change that the operating system refuses (a full disk, no descriptor left) is false, and then means:
+/// not
+///   confirmed. It holds up no other call: when the system obliges again, the next one works.
 /// - What a table cannot give back as written is refused before anything is changed: a "~", a line feed or a
 ///   NUL byte in a text to be stored, a NUL byte in any argument, a row whose line in the file would be
 ///   longer than 1023 bytes.
@@ -42,7 +45,8 @@ namespace Kalt::Vemo::Notification {
 /// Quotes inside a text are stored as they are; the text "NULL" is stored as NULL and reads back empty.
 ///
 /// Threads: `init` and `deinit` belong to the owner, before and after all other traffic; every other call may
-/// come from any thread. A save that failed after it began keeps the database's lock for its thread.
+/// come from any thread. A save whose statement the database refuses to take keeps the database's lock for
+/// its thread, until that thread's next save.
 class VEMO_DATABASE_EXPORT FileSubscriptionDatabase : public ISubscriptionDB {
 public:
     FileSubscriptionDatabase();
