@@ -22,6 +22,7 @@ install(DIRECTORY framework/DataBase/include/
     FILES_MATCHING PATTERN "*.h")
 install(FILES
     framework/DataBase/FileDataBase/include/FileDatabase.h
+    framework/DataBase/FileDataBase/include/FileResultTable.h
     framework/subscriptionstore/filedatabase/include/SubscriptionFileDatabase.h
     framework/subscriptionstore/filedatabase/include/VEMOFileSubscriptionDB.h
     DESTINATION ${VEMO_INSTALL_HEADERS})

@@ -8,14 +8,14 @@
 #include <variant>
 
 #include "DatabaseException.h"
-#include "TableMetaData.h"
-#include "WhereClause.h"
+#include "Operators.h"
+#include "Postfix.h"
 
 namespace Kalt::Vemo::Tool {
 
 using Core::Database::DatabaseException;
-using Core::Database::Filedb::TableMetaData;
-using Core::Database::Filedb::WhereClause;
+using Core::Database::Filedb::operatorOrOperand;
+namespace Postfix = Core::Database::Filedb::Postfix;
 
 namespace {
 
@@ -198,15 +198,13 @@ private:
 
     // The engine would take such a name for an operator, or refuse it, wherever it stands.
     static void requireNoOperator(const std::string& name) {
-        TableMetaData noMetaData(nullptr);
-        int precedence = 0;
-        bool isOperator = true;
+        bool isOperand = false;
         try {
-            isOperator = WhereClause(noMetaData).isOperatorAndprecedence(name, precedence);
+            isOperand = operatorOrOperand(name) == nullptr;
         } catch (const DatabaseException&) {
-            isOperator = true;
+            isOperand = false;
         }
-        if (isOperator) {
+        if (!isOperand) {
             throw Failure("the engine takes the column name " + name +
                           " for an operator; no condition can use it");
         }
@@ -361,21 +359,18 @@ private:
 // ---- What is sent
 
 bool isOperator(const std::string& word) {
-    TableMetaData noMetaData(nullptr);
-    int precedence = 0;
-    return WhereClause(noMetaData).isOperatorAndprecedence(word, precedence);
+    return operatorOrOperand(word) != nullptr;
 }
 
 /// The order in which the engine would evaluate these words, nothing when it refuses them.
 std::optional<Words> engineOrder(Words words) {
-    TableMetaData noMetaData(nullptr);
-    WhereClause where(noMetaData);
+    Words ordered;
     try {
-        where.InfixToPostFix(words);
+        Postfix::append(std::move(words), ordered);
     } catch (const DatabaseException&) {
         return std::nullopt;
     }
-    return where.postfix();
+    return ordered;
 }
 
 /// The words in the order of evaluation, in a form that the engine's conversion leaves as it is: the ")"

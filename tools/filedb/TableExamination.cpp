@@ -4,6 +4,7 @@
 #include <charconv>
 #include <optional>
 
+#include "Comparison.h"
 #include "FileUtils.h"
 #include "Printable.h"
 #include "RecordReader.h"
@@ -312,9 +313,8 @@ bool TableExamination::examineKeyOf(const Line& line, const std::vector<std::str
         if (fields[column] == kNullWord) {
             return true;
         }
-        std::string value = fields[column];
-        comparison_.removeEscapeCharacter(value);
-        joined += value + FIELD_SEPARATOR;
+        std::string scratch;
+        joined.append(withoutQuotes(fields[column], scratch)) += FIELD_SEPARATOR;
         description += (description.empty() ? "" : ", ") + names_[column] + " = " + quoted(fields[column]);
     }
     const auto [first, isNew] = linesOfKeys_.emplace(std::move(joined), line.number);

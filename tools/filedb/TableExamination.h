@@ -9,8 +9,6 @@
 #include <vector>
 
 #include "Finding.h"
-#include "TableMetaData.h"
-#include "WhereClause.h"
 
 namespace Kalt::Vemo::Tool {
 
@@ -92,8 +90,6 @@ private:
     std::vector<std::size_t> key_;  // positions of the key's columns
     bool hasHiddenRowId_ = false;
 
-    Core::Database::Filedb::TableMetaData noMetaData_{nullptr};
-    Core::Database::Filedb::WhereClause comparison_{noMetaData_};  // for its rule of comparing quoted values
     std::unordered_map<std::uint64_t, std::size_t> linesOfRowIds_;
     std::unordered_map<std::string, std::size_t> linesOfKeys_;
     std::uint64_t largestRowId_ = 0;
