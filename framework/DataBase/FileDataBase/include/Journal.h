@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "File.h"
@@ -52,6 +53,11 @@ public:
     /// Overwrites the state line. In a journal that was not reset since it was opened the state goes to the
     /// end, and a state "1" only once.
     void writeState(bool copying);
+
+    /// Puts the journal into the form from which read() gives these tables with their operations: for a
+    /// commit that cannot be finished as long as the system refuses it. No byte is added, so a full disk does
+    /// not matter. Tables that the journal does not name are passed over.
+    void leaveToRecovery(const std::set<std::string>& tables);
 
     /// Leaves the one line "0", whatever another program has done to the journal. The file at `path` is made
     /// anew when that name no longer leads to the open file.

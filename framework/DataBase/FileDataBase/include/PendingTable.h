@@ -66,8 +66,13 @@ public:
     /// Copies the working copy over the table. It is looked for before the table is touched: without it the
     /// table stays as it was.
     ///
+    /// @param isRetry whether this was decided before: then a working copy that another program has removed
+    ///                meanwhile is not missed when memory holds its content
     /// Throws: as File::open, File::overwrite and FileUtils::overwriteFrom.
-    void copyOver(const std::string& copyName, const std::string& tableName);
+    void copyOver(const std::string& copyName, const std::string& tableName, bool isRetry);
+
+    /// Another table's refused change has spoilt the working copy, to which both names lead.
+    void distrustCopy();
 
     void closeFile() { original_ = {}; }
 
@@ -78,7 +83,8 @@ private:
     bool onDisk_ = true;
     bool torn_ = false;
     TableVersion version_;
-    FileIdentity copy_;  // of the working copy, while it holds version_
+    bool holdsText_ = false;  // whether version_ is the table's content, as far as is known
+    FileIdentity copy_;       // of the working copy, while it holds version_
     OpenTable original_;
     Difference difference_ = Difference::none();  // between version_ and the table's own file
 };

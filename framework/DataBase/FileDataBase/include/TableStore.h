@@ -58,7 +58,7 @@ public:
     bool open(const std::string& path);
 
     /// Closes every file. An open transaction is left as a crash would leave it; a copy-over that the system
-    /// has interrupted is tried once more.
+    /// has interrupted is tried once more, and otherwise left to the next opening.
     void close();
 
     /// Whether open() was ever called.
@@ -129,23 +129,24 @@ public:
     void commit();
 
 private:
-    enum class Unfinished { nothing, recovery, commit, cleanUp };
+    enum class Unfinished { nothing, recovery, commit, cleanUpAfterCommit, cleanUpAfterRollback };
 
     std::string fileNameOf(const std::string& tableName, std::string_view suffix) const;
     std::string workingCopyFor(Operation operation, const std::string& tableName);
     void recover();
     void finish();
-    void finishDecidedWork();
+    void settleDecidedWork() noexcept;
     void writeFirstVersion(Operation operation, const std::string& tableName, const std::string& backupName,
                            OpenTable table, TableVersion version);
     static void writeNextVersion(PendingTable& pending, const std::string& backupName, OpenTable table,
                                  TableVersion version);
+    bool isSharedCopy(const std::string& backupName);
     void takeBackJournalLine();
     void commitAtOnce();
     void discard();
-    void copyOver(const std::string& tableName, PendingTable& pending);
+    void copyOver(const std::string& tableName, PendingTable& pending, bool isRetry);
     void finishTornTables();
-    void cleanUp();
+    void cleanUp(Unfinished kind);
 
     std::string directory_;
     std::string journalPath_;

@@ -47,13 +47,14 @@ std::string checkRemoveSemiColon(const std::string& statement) {
 
 bool Engine::init(const std::string& path) {
     FILEDB_LOG(kLogInfo, "%s", "init");
+    transactionActive_ = false;
     try {
+        // Also for an opening that fails: a statement of any thread may complete it.
+        lock_ = std::make_unique<CountedLock>();
         if (!store_.open(path)) {
             FILEDB_LOG(kLogError, "%s", "DataBase Init: DB Directory creation failed");
             return false;
         }
-        lock_ = std::make_unique<CountedLock>();
-        transactionActive_ = false;
         return true;
     } catch (const std::exception& error) {
         FILEDB_LOG(kLogError, "init Exception: %s", error.what());

@@ -111,6 +111,25 @@ void Journal::markDropped(const std::string& table) {
     }
 }
 
+// The digits first: in front of them a state "1" still says that nothing is to be loaded.
+void Journal::leaveToRecovery(const std::set<std::string>& tables) {
+    const Text text = requireFile().readWhole();
+    if (appends_) {
+        return;  // it was not changed since it was read
+    }
+    RecordReader records(text.view());
+    for (bool isStateLine = true; records.next(); isStateLine = false) {
+        const std::vector<std::string_view>& fields = records.fields();
+        if (!isStateLine && fields.size() == 2 && fields[0].size() == 1 &&
+            tables.count(std::string(fields[1])) != 0) {
+            const char code = fields[0].front();
+            const char digit = code < '0' ? static_cast<char>('0' + code) : code;
+            file_.writeAt(static_cast<std::size_t>(fields[0].data() - text.data()), {&digit, 1});
+        }
+    }
+    writeState(false);
+}
+
 void Journal::writeState(bool copying) {
     requireFile();
     if (appends_ && copying && saysCopying_) {

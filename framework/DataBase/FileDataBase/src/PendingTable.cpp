@@ -17,8 +17,10 @@ void PendingTable::drop() {
 TableVersion PendingTable::take(const OpenTable& table) {
     if (table.identity == copy_) {
         copy_ = {};
+        holdsText_ = false;
         return std::move(version_);
     }
+    holdsText_ = false;
     // How this content differs from the table's own file, nobody has seen.
     original_ = {};
     return TableVersion(table.file.readWhole(table.identity));
@@ -32,6 +34,7 @@ void PendingTable::write(File copy, const Difference& difference, TableVersion v
         copy_ = {};
         if (version.undo) {
             version_ = TableVersion(std::move(version).previous());
+            holdsText_ = true;
             onDisk_ = false;
         }
         throw;
@@ -39,6 +42,7 @@ void PendingTable::write(File copy, const Difference& difference, TableVersion v
     version_ = std::move(version);
     version_.undo.reset();
     difference_ = difference_.with(version_.difference);
+    holdsText_ = true;
     onDisk_ = true;
 }
 
@@ -50,10 +54,20 @@ void PendingTable::restore(const std::string& copyName) {
     onDisk_ = true;
 }
 
-void PendingTable::copyOver(const std::string& copyName, const std::string& tableName) {
-    if (FileIdentity::of(copyName) == copy_) {
+void PendingTable::distrustCopy() {
+    copy_ = {};
+    onDisk_ = onDisk_ && !holdsText_;
+}
+
+void PendingTable::copyOver(const std::string& copyName, const std::string& tableName, bool isRetry) {
+    const FileIdentity copyNow = FileIdentity::of(copyName);
+    const bool isGone = copyNow.size < 0;
+    if (copyNow == copy_ || (isGone && holdsText_ && (isRetry || torn_))) {
         copyFromMemory(tableName);
         return;
+    }
+    if (!isGone) {
+        holdsText_ = false;
     }
     File copy = File::open(copyName, "r+");
     copy.requireRegular();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <utility>
+#include <vector>
 
 #include "Directory.h"
 #include "EngineErrors.h"
@@ -49,22 +50,28 @@ bool removeFile(const std::string& fileName) {
 // ---- Opening and closing ----
 
 bool TableStore::open(const std::string& path) {
-    finishDecidedWork();
-    directory_ = path + kDirectorySuffix;
-    journalPath_ = directory_ + "/" + kJournalName;
+    std::string directory = path + kDirectorySuffix;
+    std::string journalPath = directory + "/" + kJournalName;
+    settleDecidedWork();
+    // From here on nothing is left of an earlier directory but its journal, which stays open until the new
+    // one is opened.
+    pendingTables_.clear();
+    leftOver_.clear();
+    directory_ = std::move(directory);
+    journalPath_ = std::move(journalPath);
+    autoCommit_ = true;
+    unfinished_ = Unfinished::nothing;
     if (!Platform::Filesystem::Directory::createDirectory(directory_)) {
         journal_.close();
-        pendingTables_.clear();
-        leftOver_.clear();
-        unfinished_ = Unfinished::nothing;
         return false;
     }
+    unfinished_ = Unfinished::recovery;
     recover();
     return true;
 }
 
 void TableStore::close() {
-    finishDecidedWork();
+    settleDecidedWork();
     journal_.close();
     for (const auto& [tableName, pending] : pendingTables_) {
         pending->closeFile();
@@ -74,14 +81,12 @@ void TableStore::close() {
 
 // Reads the journal, and completes or discards what it tells of.
 void TableStore::recover() {
-    unfinished_ = Unfinished::recovery;
     journal_.open(journalPath_);
     pendingTables_.clear();
     const bool found = journal_.read([this](signed char operation, const std::string& table) {
         pendingTables_.try_emplace(table, std::make_unique<PendingTable>(operation));
     });
-    autoCommit_ = true;
-    found ? commit() : cleanUp();
+    found ? commit() : cleanUp(Unfinished::cleanUpAfterCommit);
 }
 
 // ---- Work that an earlier call could not complete ----
@@ -130,24 +135,36 @@ void TableStore::finish() {
         case Unfinished::commit:
             commit();
             break;
-        case Unfinished::cleanUp:
-            cleanUp();
+        case Unfinished::cleanUpAfterCommit:
+        case Unfinished::cleanUpAfterRollback:
+            cleanUp(unfinished_);
             break;
     }
 }
 
-// The last chance for tables that would otherwise stay half overwritten. Whatever else is left to do can be
-// read from the journal.
-void TableStore::finishDecidedWork() {
+// The last chance for tables that would otherwise stay half overwritten, before their texts in memory go.
+// What the system still refuses is put down in the journal, for the next opening.
+void TableStore::settleDecidedWork() noexcept {
     try {
-        if (unfinished_ == Unfinished::commit) {
-            finish();
-        } else {
-            finishTornTables();
-        }
+        unfinished_ == Unfinished::commit ? finish() : finishTornTables();
+        return;
     } catch (const std::exception& error) {
-        FILEDB_LOG(kLogError, "finishDecidedWork Exception: %s", error.what());
+        FILEDB_LOG(kLogError, "settleDecidedWork Exception: %s", error.what());
     }
+    try {
+        std::set<std::string> decided;
+        for (const auto& [tableName, pending] : pendingTables_) {
+            const bool isDecided = unfinished_ == Unfinished::commit || pending->isTorn();
+            const bool hasCopy = FileIdentity::of(fileNameOf(tableName, kBackupSuffix)).size >= 0;
+            if (isDecided && (hasCopy || pending->operation() == kDropOperation)) {
+                decided.insert(tableName);
+            }
+        }
+        journal_.leaveToRecovery(decided);
+    } catch (const std::exception& error) {
+        FILEDB_LOG(kLogError, "leaveToRecovery Exception: %s", error.what());
+    }
+    pendingTables_.clear();
 }
 
 // ---- Tables ----
@@ -180,8 +197,8 @@ bool TableStore::exists(const TablePlace& place) {
 }
 
 std::optional<OpenTable> TableStore::openForChange(const TablePlace& place) {
+    finishTornTables();  // another name may lead to the same table
     if (place.pending != nullptr && !place.pending->isOnDisk()) {
-        finishTornTables();
         place.pending->restore(place.fileName);
     }
     OpenTable table{File::openExisting(place.fileName, true), {}};
@@ -276,12 +293,26 @@ void TableStore::writeFirstVersion(Operation operation, const std::string& table
         pendingTables_[tableName] = std::move(pending);
         leftOver_.erase(backupName);
     } catch (...) {
-        if (isOurs && !removeFile(backupName)) {
+        if (isOurs && !isSharedCopy(backupName) && !removeFile(backupName)) {
             leftOver_.insert(backupName);
         }
         takeBackJournalLine();
         throw;
     }
+}
+
+// Whether the working copy is also that of another table, whose name leads to the same file. Its content has
+// gone then.
+bool TableStore::isSharedCopy(const std::string& backupName) {
+    const FileIdentity copy = FileIdentity::of(backupName);
+    bool isShared = false;
+    for (const auto& [tableName, pending] : pendingTables_) {
+        if (FileIdentity::of(fileNameOf(tableName, kBackupSuffix)).sameFile(copy)) {
+            pending->distrustCopy();
+            isShared = true;
+        }
+    }
+    return isShared;
 }
 
 void TableStore::writeNextVersion(PendingTable& pending, const std::string& backupName, OpenTable table,
@@ -328,7 +359,7 @@ void TableStore::discard() {
         entry = entry->second->operation() == kDropOperation ? pendingTables_.erase(entry) : std::next(entry);
     }
     try {
-        cleanUp();
+        cleanUp(Unfinished::cleanUpAfterRollback);
     } catch (const std::exception& error) {
         FILEDB_LOG(kLogError, "cleanUpBackupData Exception: %s", error.what());
     }
@@ -337,8 +368,20 @@ void TableStore::discard() {
 // ---- Transactions ----
 
 void TableStore::commitTransaction() {
-    if (unfinished_ == Unfinished::recovery || unfinished_ == Unfinished::commit) {
-        finish();
+    switch (unfinished_) {
+        case Unfinished::nothing:
+            break;
+        case Unfinished::cleanUpAfterRollback:
+            throw SystemRefusal("commitTransaction", __LINE__,
+                                "DB Error: The transaction was rolled back, there is nothing to commit; roll "
+                                "back again to end it");
+        case Unfinished::recovery:
+        case Unfinished::commit:
+            finish();
+            break;
+        case Unfinished::cleanUpAfterCommit:
+            cleanUp(unfinished_);
+            return;
     }
     commit();
 }
@@ -350,7 +393,7 @@ void TableStore::rollBackTransaction() {
         autoCommit_ = true;
         return;
     }
-    cleanUp();
+    cleanUp(Unfinished::cleanUpAfterRollback);
 }
 
 void TableStore::abandonTransaction() {
@@ -358,7 +401,7 @@ void TableStore::abandonTransaction() {
         rollBackTransaction();
     } catch (const std::exception& error) {
         FILEDB_LOG(kLogError, "abandonTransaction Exception: %s", error.what());
-        unfinished_ = Unfinished::cleanUp;
+        unfinished_ = Unfinished::cleanUpAfterRollback;
     }
     autoCommit_ = true;
 }
@@ -370,6 +413,7 @@ void TableStore::commit() {
             pending->restore(fileNameOf(tableName, kBackupSuffix));
         }
     }
+    const bool isRetry = unfinished_ == Unfinished::commit;
     journal_.writeState(true);
     if (autoCommit_) {
         unfinished_ = Unfinished::commit;
@@ -379,38 +423,41 @@ void TableStore::commit() {
         if (operation == kDropOperation) {
             removeFile(fileNameOf(tableName, kTableSuffix));
         } else if (operation >= kInsertOperation && operation <= kCreateOperation) {
-            copyOver(tableName, *pending);
+            copyOver(tableName, *pending, isRetry);
         }
     }
     journal_.writeState(false);
-    cleanUp();
+    cleanUp(Unfinished::cleanUpAfterCommit);
 }
 
-void TableStore::copyOver(const std::string& tableName, PendingTable& pending) {
-    pending.copyOver(fileNameOf(tableName, kBackupSuffix), fileNameOf(tableName, kTableSuffix));
+void TableStore::copyOver(const std::string& tableName, PendingTable& pending, bool isRetry) {
+    pending.copyOver(fileNameOf(tableName, kBackupSuffix), fileNameOf(tableName, kTableSuffix), isRetry);
 }
 
 // A table that a failed copy-over left half written is made whole before its working copy may be touched.
 void TableStore::finishTornTables() {
     for (const auto& [tableName, pending] : pendingTables_) {
         if (pending->isTorn()) {
-            copyOver(tableName, *pending);
+            copyOver(tableName, *pending, true);
         }
     }
 }
 
-void TableStore::cleanUp() {
+void TableStore::cleanUp(Unfinished kind) {
     FILEDB_LOG(kLogInfo, "%s", "cleanUpBackupData");
     finishTornTables();
-    unfinished_ = Unfinished::cleanUp;  // from here on working copies may be gone
+    std::vector<std::string> copies;
+    copies.reserve(pendingTables_.size() + leftOver_.size());
     for (const auto& [tableName, pending] : pendingTables_) {
-        removeFile(fileNameOf(tableName, kBackupSuffix));
+        copies.push_back(fileNameOf(tableName, kBackupSuffix));
     }
-    for (const std::string& backupName : leftOver_) {
+    copies.insert(copies.end(), leftOver_.begin(), leftOver_.end());
+    unfinished_ = kind;  // from here on working copies may be gone
+    for (const std::string& backupName : copies) {
         removeFile(backupName);
     }
-    leftOver_.clear();
     pendingTables_.clear();
+    leftOver_.clear();
     journal_.reset(journalPath_);
     autoCommit_ = true;
     unfinished_ = Unfinished::nothing;

@@ -183,6 +183,34 @@ std::size_t bytesOfTextAsInteger(const std::string& text) {
     return isNumber ? bytesOfInteger(text) : bytesOfText(text);
 }
 
+/// The transaction of a save. It ends with the object, at the latest, unless it is to stay open.
+class SaveTransaction {
+public:
+    explicit SaveTransaction(IDatabase& database) : database_(database) { database.beginTransaction(); }
+    ~SaveTransaction() { end(); }
+    SaveTransaction(const SaveTransaction&) = delete;
+    SaveTransaction& operator=(const SaveTransaction&) = delete;
+
+    bool commit() {
+        isOpen_ = !database_.commitTransaction();
+        return !isOpen_;
+    }
+
+    void stayOpen() { isOpen_ = false; }
+
+    /// Nobody may have to wait for a transaction that can come to nothing.
+    void end() {
+        if (isOpen_) {
+            isOpen_ = false;
+            EngineAccess::endTransaction(database_);
+        }
+    }
+
+private:
+    IDatabase& database_;
+    bool isOpen_ = true;
+};
+
 /// Inserts a row in a transaction of its own and sets the record's identifier.
 ///
 /// @param shortestLine bytes of the row's line in the narrowest layout, with the shortest ROWID
@@ -193,34 +221,23 @@ bool insertRow(const char* operation, IDatabase& database, std::size_t shortestL
     if (!fits(operation, shortestLine)) {
         return false;
     }
-    database.beginTransaction();
-    bool isTaken = false;
-    try {
-        isTaken = insert();
-    } catch (...) {
-        EngineAccess::endTransaction(database);
-        throw;
-    }
+    SaveTransaction transaction(database);
+    const bool isTaken = insert();
     const Refusal refusal = lastRefusal();
+    if (refusal == Refusal::none && isTaken) {
+        record.subscriptionId = database.getLastInsertRowid();
+        return transaction.commit();
+    }
+    if (refusal == Refusal::none) {
+        transaction.stayOpen();  // with its lock, until the thread's next save
+    }
+    transaction.end();
     if (refusal == Refusal::content) {
         // Near the limit the ROWID and an expireTime of NULL decide whether the row fits.
-        EngineAccess::endTransaction(database);
         return refuseLength(operation);
     }
-    if (!isTaken || refusal == Refusal::system) {
-        logError("Database INSERT failed!");
-        // Otherwise it stays open, with its lock, until the thread's next save.
-        if (refusal == Refusal::system) {
-            EngineAccess::endTransaction(database);
-        }
-        return false;
-    }
-    record.subscriptionId = database.getLastInsertRowid();
-    if (!database.commitTransaction()) {
-        EngineAccess::endTransaction(database);
-        return false;
-    }
-    return true;
+    logError("Database INSERT failed!");
+    return false;
 }
 
 /// The text with the value in place of each "?". Nothing escapes quotes and blanks in it.
@@ -333,7 +350,8 @@ bool FileSubscriptionDatabase::run(const char* name, Operation operation) {
         }
         return operation(*database_);
     } catch (const std::exception& error) {
-        logError(std::string(name) + ": " + error.what());
+        // Without a text that is put together: there may be no memory for it.
+        Log::Log::log(__FILE__, __LINE__, kLogModule, kLogTag, kLogError, "%s: %s", name, error.what());
         return false;
     }
 }
