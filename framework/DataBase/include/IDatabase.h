@@ -71,9 +71,9 @@ public:
     ///
     /// @param sql as for executeQuery
     /// @return 1 when the statement's form was refused before it ran, or when it was to change something
-    ///         while the operating system still keeps an earlier change from being finished. 0 otherwise, also
-    ///         when the statement was not recognised or failed while it ran: the log tells. ALTER TABLE on an
-    ///         existing table gives 1 on success and -1 on failure.
+    ///         while the operating system still keeps an earlier change from being finished. 0 otherwise,
+    ///         also when the statement was not recognised or failed while it ran: the log tells. ALTER TABLE
+    ///         on an existing table gives 1 on success and -1 on failure.
     virtual int executeUpdate(const char* sql, ...) = 0;
 
 protected:
