@@ -1,9 +1,13 @@
 #pragma once
 
+#include <cstddef>
+#include <cstring>
 #include <string>
 #include <string_view>
 
+#include "EngineLog.h"
 #include "Operators.h"
+#include "TableFormat.h"
 
 /// How values are compared: in conditions, and in the check of a primary key.
 namespace Kalt::Vemo::Core::Database::Filedb {
@@ -11,28 +15,107 @@ namespace Kalt::Vemo::Core::Database::Filedb {
 /// How an ordering operator compares.
 enum class ValueType : unsigned char { integer = 1, real = 2, text = 4 };
 
-/// The text without the quotes that enclose it, doubled quotes inside as one; a lone quote inside swallows
-/// the character behind it. Unchanged when it does not begin with a quote.
-///
-/// @param scratch holds the result when a quote inside had to be rewritten
-std::string_view withoutQuotes(std::string_view text, std::string& scratch);
+// The functions in front of `holds` are here because a condition calls them for each record of a table.
+
+// Most texts that differ do so at one of their ends.
+inline bool isEqual(const char* text, std::string_view other) {
+    return other.empty() || (text[0] == other.front() && text[other.size() - 1] == other.back() &&
+                             std::memcmp(text, other.data(), other.size()) == 0);
+}
+
+inline bool isEqual(std::string_view text, std::string_view other) {
+    return text.size() == other.size() && isEqual(text.data(), other);
+}
+
+inline bool startsWith(std::string_view value, std::string_view start) {
+    return value.size() >= start.size() && isEqual(value.data(), start);
+}
+
+inline bool endsWith(std::string_view value, std::string_view end) {
+    return value.size() >= end.size() && isEqual(value.data() + (value.size() - end.size()), end);
+}
+
+inline bool contains(std::string_view value, std::string_view part) {
+    if (part.empty() || part.size() > value.size()) {
+        return part.empty();
+    }
+    const char* position = value.data();
+    const char* const stop = position + (value.size() - part.size()) + 1;  // no match begins here or later
+    while (position != stop) {
+        const void* const found =
+            std::memchr(position, part.front(), static_cast<std::size_t>(stop - position));
+        if (found == nullptr) {
+            return false;
+        }
+        position = static_cast<const char*>(found);
+        if (isEqual(position, part)) {
+            return true;
+        }
+        ++position;
+    }
+    return false;
+}
 
 /// Whether the value matches the pattern, in which "%" stands for any text, at the pattern's ends only.
-bool matchesPattern(std::string_view value, std::string_view pattern);
+inline bool matchesPattern(std::string_view value, std::string_view pattern) {
+    if (pattern.empty()) {
+        return value.empty();
+    }
+    const bool anyStart = pattern.front() == '%';
+    const bool anyEnd = pattern.back() == '%';
+    if (anyStart && anyEnd && pattern.size() >= 2) {
+        return contains(value, pattern.substr(1, pattern.size() - 2));
+    }
+    if (anyStart) {
+        return endsWith(value, pattern.substr(1));
+    }
+    if (anyEnd) {
+        return startsWith(value, pattern.substr(0, pattern.size() - 1));
+    }
+    return isEqual(value, pattern);
+}
+
+/// withoutQuotes() of a text that has quotes inside.
+std::string_view withInnerQuotes(std::string_view text, std::string& scratch);
+
+/// The text without the quotes that enclose it, doubled quotes inside as one; a lone quote inside swallows
+/// the character after it. Unchanged when it does not begin with a quote.
+///
+/// @param scratch holds the result when a quote inside had to be rewritten
+inline std::string_view withoutQuotes(std::string_view text, std::string& scratch) {
+    if (text.empty() || text.front() != '\'') {
+        return text;
+    }
+    text.remove_prefix(1);
+    if (!text.empty()) {
+        text.remove_suffix(1);
+    }
+    return text.find('\'') == std::string_view::npos ? text : withInnerQuotes(text, scratch);
+}
 
 /// Whether `op`, one of the six that compare, holds: as text, as unsigned 64-bit integers or as
 /// single-precision numbers, see ValueType. False for any other type code.
 bool holds(Operator op, unsigned char type, std::string_view left, std::string_view right);
 
+/// The number that a text stands for where a truth value is meant.
+bool isNotZero(std::string_view text);
+
 /// What an operator is applied to.
 struct ComparedValue {
     /// Takes a field as it is stored.
-    void take(std::string_view field);
+    void take(std::string_view field) {
+        isNull = isEqual(field, kNullWord);
+        text = withoutQuotes(field, scratch);
+    }
 
     /// Becomes what an operator has given.
-    void setResult(bool value);
+    void setResult(bool value) {
+        isResult = true;
+        result = value;
+        text = std::string_view(value ? "1" : "0", 1);
+    }
 
-    bool isTrue() const;
+    bool isTrue() const { return isResult ? result : isNotZero(text); }
 
     std::string_view text;  ///< without quotes
     bool isNull = false;
@@ -44,7 +127,27 @@ struct ComparedValue {
 /// Applies an operator. A comparison with NULL does not hold.
 ///
 /// @param type the type code by which the ordering operators compare
-bool apply(const OperatorEntry& entry, unsigned char type, const ComparedValue& left,
-           const ComparedValue& right);
+inline bool apply(const OperatorEntry& entry, unsigned char type, const ComparedValue& left,
+                  const ComparedValue& right) {
+    ::Kalt::Vemo::Log::Log::log(
+        __FILE__, __LINE__, kLogModule, "WhereClause", kLogTrace, "left:[%.*s] right:[%.*s] operator:[%.*s]",
+        static_cast<int>(left.text.size()), left.text.data(), static_cast<int>(right.text.size()),
+        right.text.data(), static_cast<int>(entry.text.size()), entry.text.data());
+    const bool isNull = left.isNull || right.isNull;
+    switch (entry.op) {
+        case Operator::logicalAnd:
+            return left.isTrue() && right.isTrue();
+        case Operator::logicalOr:
+            return left.isTrue() || right.isTrue();
+        case Operator::meaningless:
+            return false;
+        case Operator::equal:
+            return !isNull && isEqual(left.text, right.text);
+        case Operator::like:
+            return !isNull && matchesPattern(left.text, right.text);
+        default:
+            return !isNull && holds(entry.op, type, left.text, right.text);
+    }
+}
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -116,8 +116,6 @@ public:
     const std::vector<std::string>& postfix() const { return postfix_; }
 
 private:
-    CompiledCondition& compiled();
-
     TableMetaData& metaData_;
     std::vector<std::string> postfix_;
     /// The postfix list, resolved: made at the first evaluation, and anew when the list may have changed.

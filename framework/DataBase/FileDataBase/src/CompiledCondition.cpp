@@ -30,6 +30,15 @@ unsigned char typeOf(const Operand& left, const Operand& right) {
     return rightIsColumn ? right.type : left.type;
 }
 
+// The usual case of Operand::fetch.
+inline void fetchColumn(Operand& operand, Record& record, const TableMetaData& metaData) {
+    if (operand.kind == Operand::Kind::column && operand.type != kNoType && record.has(operand.column)) {
+        operand.value.take(record[operand.column]);
+    } else {
+        operand.fetch(record, metaData);
+    }
+}
+
 }  // namespace
 
 void Operand::resolve(const std::string& word, const TableMetaData& metaData) {
@@ -127,10 +136,10 @@ bool CompiledCondition::evaluate(Record& record) {
                                     "Syntax Error: evaluate stack contains less 2 operands.");
         }
         if (step.fetchesRight) {
-            step.right->fetch(record, metaData_);
+            fetchColumn(*step.right, record, metaData_);
         }
         if (step.fetchesLeft) {
-            step.left->fetch(record, metaData_);
+            fetchColumn(*step.left, record, metaData_);
         }
         result = apply(*step.op, step.type, step.left->value, step.right->value);
         step.result->value.setResult(result);

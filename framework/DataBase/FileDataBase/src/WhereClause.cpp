@@ -50,13 +50,6 @@ void WhereClause::isNotSupportedOperator(const std::string& token) {
     refuseUnsupportedOperator(token);
 }
 
-CompiledCondition& WhereClause::compiled() {
-    if (!compiled_) {
-        compiled_ = std::make_unique<CompiledCondition>(postfix_, metaData_);
-    }
-    return *compiled_;
-}
-
 bool WhereClause::evaluate(std::vector<std::string>& record) {
     Record fields(record);
     return evaluate(fields);
@@ -64,7 +57,13 @@ bool WhereClause::evaluate(std::vector<std::string>& record) {
 
 bool WhereClause::evaluate(Record& record) {
     FILEDB_LOG(kLogInfo, "%s", "evaluate");
-    return postfix_.empty() || compiled().evaluate(record);
+    if (postfix_.empty()) {
+        return true;
+    }
+    if (!compiled_) {
+        compiled_ = std::make_unique<CompiledCondition>(postfix_, metaData_);
+    }
+    return compiled_->evaluate(record);
 }
 
 int WhereClause::operation(const std::string& op, unsigned char type, const std::string& left,
