@@ -11,8 +11,7 @@
 
 namespace Kalt::Vemo::Core::Database {
 class IDatabase;
-class IResultTable;
-}  // namespace Kalt::Vemo::Core::Database
+}
 
 namespace Kalt::Vemo::Notification {
 
@@ -134,14 +133,6 @@ public:
     }
 
 private:
-    bool openDatabase(const std::string& path);
-    template <typename Operation>
-    bool run(const char* name, Operation operation);
-    bool populateSubscriptionRecords(Core::Database::IResultTable* rows,
-                                     std::list<SubscriptionRecord>& records);
-    bool populateFirstRecord(Core::Database::IResultTable* rows, SubscriptionRecord& record);
-    std::string expiryInstant() const;
-
     std::unique_ptr<Core::Database::IDatabase> database_;
     int subExprTimeVal_ = -1;
 };
