@@ -33,7 +33,14 @@ protected:
         takeErrors();
     }
 
-    /// A transaction that has inserted a row into t, and whose next change of t was refused.
+    /// A transaction that has inserted a row into t.
+    void beginWithARow() {
+        restart();
+        database->beginTransaction();
+        run("INSERT INTO t (a, b) VALUES (?, '?');", "9", "nine");
+    }
+
+    /// The transaction's next change of t, which is refused.
     void refuseChange() {
         EXPECT_EQ(updateOf("t"), 0);
         EXPECT_GT(FaultLayer::hits(), 0);
@@ -49,9 +56,7 @@ protected:
 TEST_F(FaultyTransactionTest, ARefusedChangeLeavesTheTransactionAsItWas) {
     for (const Trouble& trouble : troubles()) {
         SCOPED_TRACE(trouble.name);
-        restart();
-        database->beginTransaction();
-        run("INSERT INTO t (a, b) VALUES (?, '?');", "9", "nine");
+        beginWithARow();
         FaultLayer faults(trouble.fault, 1, true, copyOfT());
         refuseChange();
         expectContentOfTransaction();
@@ -78,9 +83,7 @@ TEST_F(FaultyTransactionTest, ARefusedChangeLeavesTheTransactionAsItWas) {
 TEST_F(FaultyTransactionTest, TheCommitAfterARefusedChangeWritesWhatTheTransactionHad) {
     for (const Trouble& trouble : troubles()) {
         SCOPED_TRACE(trouble.name);
-        restart();
-        database->beginTransaction();
-        run("INSERT INTO t (a, b) VALUES (?, '?');", "9", "nine");
+        beginWithARow();
         {
             const FaultLayer faults(trouble.fault, 1, true, copyOfT());
             refuseChange();
@@ -95,9 +98,7 @@ TEST_F(FaultyTransactionTest, TheCommitAfterARefusedChangeWritesWhatTheTransacti
 TEST_F(FaultyTransactionTest, TheCommitFailsWhileTheWorkingCopyCannotBeWritten) {
     for (const Trouble& trouble : troubles()) {
         SCOPED_TRACE(trouble.name);
-        restart();
-        database->beginTransaction();
-        run("INSERT INTO t (a, b) VALUES (?, '?');", "9", "nine");
+        beginWithARow();
         {
             const FaultLayer faults(trouble.fault, 1, true, copyOfT());
             refuseChange();
@@ -164,9 +165,7 @@ TEST_F(FaultyTransactionTest, AFirstChangeThatWasRefusedWorksWhenTheFaultIsGone)
 TEST_F(FaultyTransactionTest, StatementsThatWriteNoRowsGoOnWhileTheWorkingCopyCannotBeWritten) {
     for (const Trouble& trouble : troubles()) {
         SCOPED_TRACE(trouble.name);
-        restart();
-        database->beginTransaction();
-        run("INSERT INTO t (a, b) VALUES (?, '?');", "9", "nine");
+        beginWithARow();
         const FaultLayer faults(trouble.fault, 1, true, copyOfT());
         refuseChange();
 

@@ -140,7 +140,7 @@ private:
                            OpenTable table, TableVersion version);
     static void writeNextVersion(PendingTable& pending, const std::string& backupName, OpenTable table,
                                  TableVersion version);
-    bool isSharedCopy(const std::string& backupName);
+    bool distrustSharedCopy(const std::string& backupName);
     void takeBackJournalLine();
     void commitAtOnce();
     void discard();

@@ -1,7 +1,7 @@
 #include "TableStore.h"
 
-#include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -293,7 +293,7 @@ void TableStore::writeFirstVersion(Operation operation, const std::string& table
         pendingTables_[tableName] = std::move(pending);
         leftOver_.erase(backupName);
     } catch (...) {
-        if (isOurs && !isSharedCopy(backupName) && !removeFile(backupName)) {
+        if (isOurs && !distrustSharedCopy(backupName) && !removeFile(backupName)) {
             leftOver_.insert(backupName);
         }
         takeBackJournalLine();
@@ -301,9 +301,9 @@ void TableStore::writeFirstVersion(Operation operation, const std::string& table
     }
 }
 
-// Whether the working copy is also that of another table, whose name leads to the same file. Its content has
-// gone then.
-bool TableStore::isSharedCopy(const std::string& backupName) {
+// For a working copy whose content has gone. Whether another table has it as well, because its name leads to
+// the same file; that table goes by what memory holds.
+bool TableStore::distrustSharedCopy(const std::string& backupName) {
     const FileIdentity copy = FileIdentity::of(backupName);
     bool isShared = false;
     for (const auto& [tableName, pending] : pendingTables_) {
