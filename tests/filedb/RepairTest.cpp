@@ -402,6 +402,14 @@ TEST_F(RepairTest, FinishesAnInterruptedCopyOver) {
              kReset + done(3, 0),
          {{"t.table", newText}},
          {{"master_rollback", journal}, {"t.table", torn}, {"t.backup", newText}}},
+        {"left to the next opening by a database that was closed",
+         {{"master_rollback", "0\n3~t\n"}, {"t.table", torn}, {"t.backup", newText}},
+         takes + at("t.table", "rewritten: 1 record kept, 0 rejected") + taken +
+             at("master_rollback:2",
+                "mended: table \"t\" (UPDATE): the next init copies the working copy over the table") +
+             kReset + done(3, 0),
+         {{"t.table", newText}},
+         {{"master_rollback", "0\n3~t\n"}, {"t.table", torn}, {"t.backup", newText}}},
         {"before the table was made",
          {{"master_rollback", journal}, {"t.backup", newText}},
          takes + at("t.table", "rewritten: 1 record kept, 0 rejected") + taken + kInterrupted + journalLine +

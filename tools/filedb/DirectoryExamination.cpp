@@ -124,14 +124,16 @@ void DirectoryExamination::examineCopy(const std::string& name, const std::strin
     }
     files.copy = std::make_unique<TableExamination>(name, std::move(file.text));
     const auto entry = journal_->entries().find(table);
-    files.copyUse = entry == journal_->entries().end() ? useOfUnnamedCopy(files)
-                                                       : useOfNamedCopy(files, entry->second.operation);
+    files.copyUse =
+        entry == journal_->entries().end() ? useOfUnnamedCopy(files) : useOfNamedCopy(files, entry->second);
     const RawFile content = RawFile::read(directory_ + "/" + table + kTableSuffix);
     found.push_back({name, 1, Finding::Severity::kWarning, describeCopy(table, file, content)});
 }
 
-DirectoryExamination::CopyUse DirectoryExamination::useOfNamedCopy(const Table& files, int operation) const {
-    if (!journal_->isCopying() || operation == kDropOperation) {
+DirectoryExamination::CopyUse DirectoryExamination::useOfNamedCopy(
+    const Table& files, const JournalExamination::Entry& entry) const {
+    const bool isDecided = journal_->isCopying() || entry.isCopiedAtInit;
+    if (!isDecided || entry.operation == kDropOperation) {
         return CopyUse::kUncommitted;
     }
     return files.copy->isWhole() ? CopyUse::kFinish : CopyUse::kCutShort;

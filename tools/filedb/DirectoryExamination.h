@@ -60,7 +60,7 @@ private:
     void examineEntry(const std::string& name, std::map<std::string, Findings>& found);
     void examineTable(const std::string& name, const std::string& table, Findings& found);
     void examineCopy(const std::string& name, const std::string& table, Findings& found);
-    CopyUse useOfNamedCopy(const Table& files, int operation) const;
+    CopyUse useOfNamedCopy(const Table& files, const JournalExamination::Entry& entry) const;
     static CopyUse useOfUnnamedCopy(const Table& files);
     std::string describeCopy(const std::string& table, const RawFile& copy, const RawFile& content) const;
     void noteUnreadable(const std::string& name, const RawFile& file);

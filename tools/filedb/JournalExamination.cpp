@@ -116,6 +116,8 @@ void JournalExamination::examineLines(const std::string& text) {
 void JournalExamination::examineTableLine(std::size_t line, const std::string& codeField,
                                           const std::string& table, bool isStateLine) {
     const int operation = recordedOperation(codeField);
+    const int code = loadedOperation(codeField);
+    const bool isCopied = code >= kInsertOperation && code <= kCreateOperation;
     const std::string label = "table " + quoted(table) + " (" + nameOfOperation(operation) + "): ";
     if (operation == 0) {
         report(line, Finding::Severity::kError, "operation code " + quoted(codeField) + " is unknown");
@@ -124,7 +126,7 @@ void JournalExamination::examineTableLine(std::size_t line, const std::string& c
         report(line, Finding::Severity::kError,
                "table name " + quoted(table) + ": no statement could have made it");
     } else if (operation != 0) {
-        entries_.try_emplace(table, Entry{line, operation});
+        entries_.try_emplace(table, Entry{line, operation, isCopied && !isStateLine});
     }
 
     if (isStateLine) {
@@ -140,10 +142,9 @@ void JournalExamination::examineTableLine(std::size_t line, const std::string& c
                label + "the next init goes by line " + std::to_string(first->second));
         return;
     }
-    const int code = loadedOperation(codeField);
     if (code == kDropOperation) {
         report(line, Finding::Severity::kError, label + "the next init removes the table");
-    } else if (code >= kInsertOperation && code <= kCreateOperation) {
+    } else if (isCopied) {
         report(line, Finding::Severity::kError,
                label + "the next init copies the working copy over the table");
     } else {

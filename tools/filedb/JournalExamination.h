@@ -15,7 +15,8 @@ public:
     /// A table's line: what was done to the table.
     struct Entry {
         std::size_t line;
-        int operation;  // 1 to 5
+        int operation;        // 1 to 5
+        bool isCopiedAtInit;  // whether the next start copies the working copy over the table
     };
 
     explicit JournalExamination(const RawFile& file);
