@@ -27,4 +27,24 @@ install_missing() {
 }
 
 build_packages=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcli11-dev libedit-dev libutf8proc-dev)
-test_packages=("${build_packages[@]}" libgtest-dev libgmock-dev locales strace binutils)
+test_packages=("${build_packages[@]}" ccache libgtest-dev libgmock-dev locales strace binutils)
+bench_packages=(libbenchmark-dev libsqlite3-dev)
+
+# configure PRESET: makes build/PRESET, which keeps what it compiles in the compiler cache.
+configure() {
+    echo "== $1: configuring"
+    cmake --preset "$1" -DCMAKE_CXX_COMPILER_LAUNCHER=ccache >/dev/null
+}
+
+# build PRESET [OPTIONS...]: builds everything, or what the options of "cmake --build" name.
+build() {
+    configure "$1"
+    echo "== $1: building"
+    cmake --build --preset "$@"
+}
+
+# run_tests PRESET
+run_tests() {
+    echo "== $1: testing"
+    ctest --preset "$1" --parallel "$(nproc)"
+}
