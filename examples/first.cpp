@@ -13,6 +13,7 @@ int main() {
     DatabaseClient client(database);
     client.execute("CREATE TABLE IF NOT EXISTS lamps (name TEXT, brightness INTEGER);");
     Transaction transaction(database);
+    client.execute("DELETE FROM lamps;");  // what an earlier run left
     client.execute("INSERT INTO lamps (name, brightness) VALUES ('?', ?);", "hall", 80);
     if (!transaction.commit()) {
         return 1;

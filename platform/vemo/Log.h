@@ -11,7 +11,8 @@ enum log_level : int {
     log_trace = 1         ///< values on their way
 };
 
-/// The log of the whole process.
+/// The log of the whole process. Holds nothing of its callers: texts are read during the call only. No call
+/// throws or fails towards its caller.
 ///
 /// Messages go to standard error, one line each, or to the sink that LogSink.h sets. The environment variable
 /// `VEMO_LOG_LEVEL` (`off`, `error`, `info` or `trace`; `error` when unset) says which ones; it is read once,
@@ -29,7 +30,7 @@ public:
     /// @param line   source line of the calling statement
     /// @param module number of the module that writes
     /// @param tag    name of the class that writes, not null
-    /// @param level  importance of the message
+    /// @param level  importance of the message; negative is an error
     /// @param format printf format of the text, of any length; a line feed at the end may be left out
     static void log(const char* file, unsigned int line, int module, const char* tag, log_level level,
                     const char* format, ...) __attribute__((format(printf, 6, 7)));

@@ -4,7 +4,7 @@
 
 namespace Kalt::Vemo::Log {
 
-/// One message on its way to a sink. The texts are valid during the sink's call only.
+/// One message on its way to a sink. The texts are valid during the sink's call only; none is null.
 struct LogMessage {
     const char* file;   ///< source file of the statement that wrote the message
     unsigned int line;  ///< source line of that statement
@@ -20,8 +20,9 @@ using LogSink = std::function<void(const LogMessage&)>;
 
 /// Sends every message with a level of at most `maxLevel` to `sink`, and no other message anywhere.
 ///
-/// An empty sink restores standard error with the threshold that `VEMO_LOG_LEVEL` gives; `maxLevel` then has
-/// no meaning.
+/// @param sink     what takes the messages; an empty one restores standard error with the threshold that
+///                 `VEMO_LOG_LEVEL` gives
+/// @param maxLevel the largest level that goes to the sink; without a meaning for an empty one
 ///
 /// Threads: may be called at any time from any thread. A message that another thread is writing at that
 /// moment may still reach the earlier sink after the call returned, so what that sink refers to must outlive

@@ -4,7 +4,9 @@
 
 namespace Kalt::Vemo::Platform::Filesystem {
 
-/// Directories of the file system. Holds no state; callable from any thread.
+/// Directories of the file system. Holds no state; callable from any thread. Nothing throws.
+///
+///     if (!Directory::createDirectory("/var/lib/app/store_filedb")) { ... }
 class __attribute__((visibility("default"))) Directory {
 public:
     /// Makes sure that a directory exists. Its parent must exist already. A new directory is open to
@@ -13,8 +15,6 @@ public:
     /// @param path absolute, or relative to the working directory; a "/" at the end makes no difference
     /// @return true when the directory was made or was there, also behind a symbolic link; false otherwise,
     ///         with nothing changed
-    ///
-    ///     if (!Directory::createDirectory("/var/lib/app/store_filedb")) { ... }
     static bool createDirectory(const std::string& path);
 };
 

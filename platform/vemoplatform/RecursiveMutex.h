@@ -9,7 +9,7 @@ namespace Kalt::Vemo::Platform::Thread {
 /// A lock that one thread at a time holds, and that its holder may take again.
 ///
 /// It forgives what the standard library's locks do not: an `unlock` by a thread that does not hold it does
-/// nothing, and it may be destroyed while it is held. No thread may be waiting in `lock` at that time.
+/// nothing, and it may be destroyed while it is held.
 ///
 /// Threads: `lock` and `unlock` may be called from any thread. No call throws or fails.
 ///
@@ -19,7 +19,10 @@ namespace Kalt::Vemo::Platform::Thread {
 ///     mutex.unlock();    // now another thread can have it
 class __attribute__((visibility("default"))) RecursiveMutex {
 public:
+    /// Makes a lock that nobody holds.
     RecursiveMutex();
+
+    /// May come while the lock is held, but not while a thread waits for it.
     ~RecursiveMutex();
     RecursiveMutex(const RecursiveMutex&) = delete;
     RecursiveMutex& operator=(const RecursiveMutex&) = delete;

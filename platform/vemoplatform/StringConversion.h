@@ -16,16 +16,22 @@ namespace Kalt::Vemo::Platform {
 ///     StringConversion::stringToFloat("2.5e3V");        // 2500
 class __attribute__((visibility("default"))) StringConversion {
 public:
-    /// Decimal integer; a number beyond either end of the type gives that end.
+    /// Reads a decimal integer.
+    /// @param text begins with the number
+    /// @return the number; beyond either end of the type, that end
     static std::int64_t stringToint64(const std::string& text);
 
-    /// Decimal integer; a minus sign negates modulo 2^64. Digits beyond the type's largest value give that
-    /// value, whatever the sign.
+    /// Reads a decimal integer without its sign; a minus sign negates modulo 2^64.
+    /// @param text begins with the number
+    /// @return the number; for digits beyond the type's largest value that value, whatever the sign
     static std::uint64_t stringTouint64(const std::string& text);
 
-    /// Decimal number with optional fraction and exponent: "12", ".5", "1.", "-2.5e-3". Rounded to the
-    /// nearest float; too large gives infinity with the text's sign, too small gives 0. Hexadecimal text,
-    /// "inf" and "nan" are not numbers here.
+    /// Reads a decimal number with optional fraction and exponent: "12", ".5", "1.", "-2.5e-3". Hexadecimal
+    /// text, "inf" and "nan" are not numbers here.
+    /// @param text begins with the number
+    /// @return the nearest float; infinity with the text's sign for a number that is too large, 0 for one
+    /// that
+    ///         is too small
     static float stringToFloat(const std::string& text);
 };
 

@@ -16,8 +16,23 @@ fi
 
 check_files "$prefix/$INCLUDEDIR/vemofilesubscriptiondb" "$here/headers.txt"
 
+echo "== one version"
+version_header=VEMOFileSubscriptionDBVersion.h
+version_of() { sed -n "s/^#define VEMO_FILESUBSCRIPTIONDB_VERSION_$1 //p" "$prefix/$INCLUDEDIR/vemofilesubscriptiondb/$version_header"; }
+major=$(version_of MAJOR)
+version=$major.$(version_of MINOR).$(version_of PATCH)
+[[ $version =~ ^[0-9]+\.[0-9]+\.[0-9]+$ ]] || fail "$version_header gives the version '$version'"
+# What one place says of the version, and the place.
+same_version() { [[ $1 == "$2" ]] || fail "$3 has '$1', and $version_header '$2'"; }
 soname=$("$OBJDUMP" -p "$prefix/$LIBDIR/libvemofilesubscriptiondb.so" | awk '$1 == "SONAME" { print $2 }')
-[[ $soname == libvemofilesubscriptiondb.so.1 ]] || fail "the library's SONAME is '$soname'"
+same_version "$soname" "libvemofilesubscriptiondb.so.$major" "the library's SONAME"
+same_version "$(basename "$(readlink -f "$prefix/$LIBDIR/libvemofilesubscriptiondb.so")")" \
+    "libvemofilesubscriptiondb.so.$version" "the library's file name"
+same_version "$(PKG_CONFIG_PATH="$prefix/$LIBDIR/pkgconfig" "$PKG_CONFIG" --modversion vemofilesubscriptiondb)" \
+    "$version" "the pkg-config file"
+same_version "$(sed -n 's/^set(PACKAGE_VERSION "\(.*\)")$/\1/p' \
+    "$prefix/$LIBDIR/cmake/VemoFileSubscriptionDB/VemoFileSubscriptionDBConfigVersion.cmake")" \
+    "$version" "the CMake package"
 
 echo "== each header by itself"
 for header in "$prefix/$INCLUDEDIR"/vemofilesubscriptiondb/*.h; do

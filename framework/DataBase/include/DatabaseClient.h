@@ -1,5 +1,10 @@
 #pragma once
 
+/// @file
+/// Statements with values of any type, rows that a loop goes through, transactions that end by themselves:
+/// for programs that use the database through IDatabase. Nothing of the library uses this header; a program
+/// compiles it in.
+
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -27,35 +32,53 @@ inline constexpr std::size_t kMaxStatementValues = 1024;
 
 /// What one "?" of a statement stands for: a text as the database reads it, or NULL.
 ///
-/// Everything that can be bound converts to it by itself: texts, integers, bool (1 and 0), floating point,
-/// std::optional of these, and nullptr or std::nullopt for NULL. Numbers are written the same in every
-/// locale; a floating-point number is written without an exponent, in the fewest digits that read back as the
-/// same number.
+/// Everything that can be bound converts to it by itself. Numbers are written the same in every locale. The
+/// object holds a copy of what it was made of; one thread at a time may use it.
 ///
 /// The database takes the text "NULL" for NULL, also where the statement says '?'. To store these four
 /// letters as a text write ? and bind "'NULL'".
 ///
-/// Throws: std::invalid_argument for a text with a NUL byte, which would be cut there, and for a number that
-/// is not finite.
+///     client.execute("INSERT INTO files (name, size) VALUES ('?', ?);", "a.txt", std::nullopt);
 class Value {
 public:
+    /// NULL.
     Value(std::nullptr_t) {}  // NOLINT(google-explicit-constructor): values are written as arguments
+
+    /// NULL.
     Value(std::nullopt_t) {}  // NOLINT(google-explicit-constructor)
-    Value(std::string text)   // NOLINT(google-explicit-constructor)
+
+    /// A text.
+    /// Throws: std::invalid_argument for a text with a NUL byte, which would end it there.
+    /// @param text the text, without quotes around it
+    Value(std::string text)  // NOLINT(google-explicit-constructor)
         : text_(std::move(text)) {
         if (text_->find('\0') != std::string::npos) {
             throw std::invalid_argument("DatabaseClient: a text with a NUL byte cannot be bound; remove it");
         }
     }
+
+    /// A text. Throws: as for std::string.
+    /// @param text the text, without quotes around it
     Value(std::string_view text) : Value(std::string(text)) {}  // NOLINT(google-explicit-constructor)
-    Value(const char* text) {                                   // NOLINT(google-explicit-constructor)
+
+    /// A text, or NULL.
+    /// @param text the text, without quotes around it; a null pointer for NULL
+    Value(const char* text) {  // NOLINT(google-explicit-constructor)
         if (text != nullptr) {
             text_ = text;
         }
     }
-    Value(bool value) : text_(value ? "1" : "0") {}  // NOLINT(google-explicit-constructor)
-    Value(char) = delete;                            // a letter or a number? Bind a std::string or an int.
 
+    /// A truth value.
+    /// @param value true for 1, false for 0
+    Value(bool value) : text_(value ? "1" : "0") {}  // NOLINT(google-explicit-constructor)
+
+    /// A letter or a number? Bind a std::string or an int.
+    Value(char) = delete;
+
+    /// A number. With a fraction it is written without an exponent, in the fewest digits that read back as
+    /// the same number. Throws: std::invalid_argument for a number that is not finite.
+    /// @param value the number, of any integer or floating-point type
     template <typename Number, std::enable_if_t<std::is_arithmetic_v<Number>, int> = 0>
     Value(Number value) {  // NOLINT(google-explicit-constructor)
         // Room for every digit of the largest double, and of the smallest behind its decimal point.
@@ -74,6 +97,8 @@ public:
         text_.emplace(digits.data(), end.ptr);
     }
 
+    /// A value that may be missing. Throws: as for what it holds.
+    /// @param value what can be bound by itself; nothing for NULL
     template <typename Held>
     Value(const std::optional<Held>& value) {  // NOLINT(google-explicit-constructor)
         if (value) {
@@ -81,33 +106,52 @@ public:
         }
     }
 
-    /// The text for the database, valid as long as the value is unchanged; null for NULL.
+    /// Gives the text for the database.
+    /// @return the text, valid as long as the value is unchanged; null for NULL
     const char* c_str() const noexcept { return text_ ? text_->c_str() : nullptr; }
 
 private:
     std::optional<std::string> text_;
 };
 
-/// The row that a Rows iterator stands on. It looks into the result: it is valid until the iterator moves.
+/// The row that a Rows iterator stands on. It owns nothing and looks into the result: it is valid until the
+/// iterator moves or the result goes. One thread at a time may use the rows of a result.
+///
+///     const std::optional<int> size = row.get<std::optional<int>>("size");
 class Row {
 public:
+    /// Looks into a result.
+    /// @param result stands on a row, and outlives the object
     explicit Row(IResultTable& result) : result_(&result) {}
 
-    /// The cell of a column, by its label or by its index, which counts from 1.
+    /// Reads a cell.
+    ///
+    /// Throws: DatabaseException for a column that is not there, and for a bool whose cell is not 0 or 1;
+    /// std::out_of_range for an integer that `T` has no room for.
     ///
     /// @tparam T std::string, bool, an integer or floating-point type, or std::optional of one of these. Only
     ///           std::optional tells NULL apart; any other type gives an empty text, false or 0 for it.
     ///           Floating point has the single precision that REAL columns store.
-    /// Throws: DatabaseException for a column that is not there, and for a bool whose cell is not 0 or 1;
-    /// std::out_of_range for an integer that `T` has no room for.
+    /// @param label label of the column
+    /// @return what the cell holds
     template <typename T>
     T get(const std::string& label) const {
         return read<T>(label);
     }
+
+    /// Reads a cell, as the form with a std::string.
+    /// @tparam T as there
+    /// @param label label of the column, not null
+    /// @return what the cell holds
     template <typename T>
     T get(const char* label) const {
         return read<T>(std::string(label));
     }
+
+    /// Reads a cell, as the form with a std::string.
+    /// @tparam T as there
+    /// @param index index of the column, from 1
+    /// @return what the cell holds
     template <typename T>
     T get(int index) const {
         return read<T>(index);
@@ -155,49 +199,74 @@ private:
     IResultTable* result_;
 };
 
-/// The rows that a query selected. It owns the result, and goes through it once, from the first row to the
-/// last.
+/// The rows that a query selected. It owns the result, which holds copies of the cells, and goes through it
+/// once, from the first row to the last. One thread at a time may use it.
 ///
 ///     for (const Row row : client.query("SELECT name, size FROM files;")) {
 ///         print(row.get<std::string>("name"), row.get<std::optional<int>>("size"));
 ///     }
 class Rows {
 public:
+    /// An input iterator over the rows. It owns nothing and is valid as long as the Rows.
     class Iterator {
     public:
+        /// @cond what the standard library asks of an iterator
         using iterator_category = std::input_iterator_tag;
         using value_type = Row;
         using difference_type = std::ptrdiff_t;
         using pointer = const Row*;
         using reference = Row;
+        /// @endcond
 
+        /// Moves the result to its next row and stands there.
+        /// @param result outlives the iterator; null for the end
         explicit Iterator(IResultTable* result) : result_(result) { ++*this; }
 
+        /// Gives the row.
+        /// @return the row that the iterator stands on, valid until it moves
         Row operator*() const { return Row(*result_); }
+
+        /// Moves to the next row, or to the end.
+        /// @return the iterator
         Iterator& operator++() {
             if (result_ != nullptr && !result_->next()) {
                 result_ = nullptr;
             }
             return *this;
         }
+
+        /// Compares.
+        /// @param other iterator of the same Rows
+        /// @return whether both are at the end, or neither
         bool operator==(const Iterator& other) const { return result_ == other.result_; }
+
+        /// Compares.
+        /// @param other iterator of the same Rows
+        /// @return whether just one is at the end
         bool operator!=(const Iterator& other) const { return result_ != other.result_; }
 
     private:
-        IResultTable* result_;  // null behind the last row
+        IResultTable* result_;  // null after the last row
     };
 
-    /// Takes over the result of IDatabase::executeQuery, which must not be null.
+    /// Takes over a result.
+    /// @param result what IDatabase::executeQuery gave, not null
     explicit Rows(std::unique_ptr<IResultTable> result) : result_(std::move(result)) {}
 
-    /// Number of rows, also of those already passed.
+    /// Counts the rows.
+    /// @return how many there are, passed ones included
     int count() const { return result_->getCount(); }
 
-    /// Moves to the next row: the first call of begin() stands on the first row, a further one goes on.
+    /// Moves to the next row: the first call stands on the first row, a further one goes on.
+    /// @return an iterator at that row, or at the end
     Iterator begin() { return Iterator(result_.get()); }
+
+    /// Gives the end.
+    /// @return the iterator that begin() and ++ give after the last row
     Iterator end() { return Iterator(nullptr); }
 
-    /// The result itself, for its getters.
+    /// Gives the result itself, for its getters.
+    /// @return the result, which the object goes on owning
     IResultTable& table() { return *result_; }
 
 private:
@@ -208,7 +277,10 @@ private:
 /// caller: that there is exactly one value for each "?", that it is a `const char*`, that the result is
 /// deleted.
 ///
-/// Lifetime: the database must outlive the object, which keeps nothing else. Threads: as the database's.
+/// Ownership: the database must outlive the object, which keeps nothing else. Threads: as the database's.
+///
+/// Errors: a statement that fails while it runs is told in the log alone, as by the database itself; what the
+/// caller did wrong is thrown, before the database is called.
 ///
 ///     FileDatabase database;
 ///     database.init("/var/lib/app/store");
@@ -223,34 +295,49 @@ private:
 ///     }
 class DatabaseClient {
 public:
+    /// Runs statements on a database.
+    /// @param database outlives the object
     explicit DatabaseClient(IDatabase& database) : database_(&database) {}
 
     /// Runs one INSERT, UPDATE, DELETE, CREATE TABLE, DROP TABLE or ALTER TABLE.
     ///
-    /// @return what IDatabase::executeUpdate returns: 0 also for a statement that failed while it ran, which
-    ///         only the log tells
     /// Throws: std::invalid_argument, before the database is called, for a null text, for a number of values
     /// that is not the number of "?" in the text, for more than kMaxStatementValues, and for a value that
     /// cannot be bound.
+    ///
+    /// @param sql    the statement, closed by ";", with '?' where a text belongs and ? where a number belongs
+    /// @param values one for each "?", of any type that a Value can be made of
+    /// @return what IDatabase::executeUpdate returns: 0 also for a statement that failed while it ran, which
+    ///         only the log tells
     template <typename... Values>
     int execute(const char* sql, Values&&... values) const {
         return executeWith(sql, {Value(std::forward<Values>(values))...});
     }
 
-    /// The same with a number of values that is known only now.
+    /// Runs a change with a number of values that is known only now. Throws: as execute.
+    /// @param sql    as for execute
+    /// @param values one for each "?"
+    /// @return as execute
     int executeWith(const char* sql, const std::vector<Value>& values) const {
         return call(&IDatabase::executeUpdate, sql, values);
     }
 
     /// Runs one SELECT.
     ///
-    /// Throws: as execute; DatabaseException when the database refuses the statement, the log tells why.
+    /// Throws: as execute; DatabaseException when the query fails, the log tells why.
+    ///
+    /// @param sql    as for execute
+    /// @param values as for execute
+    /// @return the rows
     template <typename... Values>
     Rows query(const char* sql, Values&&... values) const {
         return queryWith(sql, {Value(std::forward<Values>(values))...});
     }
 
-    /// The same with a number of values that is known only now.
+    /// Runs a query with a number of values that is known only now. Throws: as query.
+    /// @param sql    as for execute
+    /// @param values one for each "?"
+    /// @return the rows
     Rows queryWith(const char* sql, const std::vector<Value>& values) const {
         std::unique_ptr<IResultTable> result(call(&IDatabase::executeQuery, sql, values));
         if (result == nullptr) {
@@ -315,10 +402,17 @@ private:
 
 /// A transaction that is rolled back when the object goes, unless it was committed.
 ///
-/// Threads: the one that makes the object must also end the transaction. Lifetime: the database must outlive
-/// the object. One at a time: a second one inside the first belongs to the same transaction of the database.
+/// Threads: the one that makes the object must also end the transaction; all others wait meanwhile.
+/// Ownership: the database must outlive the object. One at a time: a second one inside the first belongs to
+/// the same transaction of the database. Errors: no call throws.
+///
+///     Transaction transaction(database);
+///     client.execute("DELETE FROM files;");
+///     if (!transaction.commit()) { ... }
 class Transaction {
 public:
+    /// Begins a transaction.
+    /// @param database open, and outlives the object
     explicit Transaction(IDatabase& database) : database_(database), open_(database.beginTransaction()) {}
 
     /// Rolls back what was not committed. A rollback that fails is in the log.
@@ -332,13 +426,15 @@ public:
     Transaction& operator=(const Transaction&) = delete;
 
     /// Makes the changes permanent.
-    ///
-    /// On failure, which the log tells: false, and the transaction stays open.
+    /// @return true when they are; on failure, which the log tells, false, and the transaction stays open
     [[nodiscard]] bool commit() { return end(&IDatabase::commitTransaction); }
 
-    /// Drops the changes now. On failure: as commit.
+    /// Drops the changes now.
+    /// @return as commit
     bool rollback() noexcept { return end(&IDatabase::rollbackTransaction); }
 
+    /// Tells whether there is something to end.
+    /// @return true until a commit or rollback succeeded
     bool isOpen() const noexcept { return open_; }
 
 private:

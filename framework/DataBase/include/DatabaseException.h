@@ -9,10 +9,11 @@ namespace Kalt::Vemo::Core::Database {
 
 /// The one exception type of the database engine.
 ///
-/// Statements report their failures through return values and the log; the only calls from which a client
-/// sees this exception are the getters of `IResultTable`.
+/// Statements report their failures through return values and the log; the only calls of the library from
+/// which a client sees this exception are the getters of `IResultTable`. `DatabaseClient` throws it, too.
 ///
-/// An object never changes after construction, so it may be read from several threads.
+/// Ownership: it holds a copy of its message. Threads: an object never changes after construction, so several
+/// threads may read it.
 ///
 ///     try {
 ///         value = result->getInt("count");
@@ -25,13 +26,14 @@ public:
     ///
     /// @param function name of the function that raises the error
     /// @param line     source line of the throw statement
-    /// @param format   printf format of the text; text beyond 1022 characters is cut off
+    /// @param format   printf format of the text, not null; text beyond 1022 bytes is cut off
     DatabaseException(std::string function, int line, const char* format, ...)
         __attribute__((format(printf, 4, 5)));
 
     ~DatabaseException() override;
 
-    /// The message, valid as long as the exception.
+    /// Tells what went wrong.
+    /// @return the message, valid as long as the exception
     const char* what() const noexcept override;
 
 private:

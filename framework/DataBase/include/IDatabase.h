@@ -11,12 +11,23 @@ class IResultTable;
 
 /// A small relational database that is driven with SQL text. `Filedb::FileDatabase` implements it.
 ///
+/// Ownership: the caller owns the database, and every result that `executeQuery` returns. Results hold
+/// copies: either may go first. No argument of a call is kept.
+///
 /// Errors: no call throws. A failure is written to the platform log, and the result says no more than each
 /// call tells below.
 ///
 /// Threads: `init` and `deinit` belong to the owner, before and after all other traffic. Every other call may
 /// come from any thread; statements run one at a time, and a transaction keeps all other threads waiting from
 /// `beginTransaction` until it ends. The thread that began a transaction must also end it.
+///
+/// One object for each directory: nothing keeps two objects apart that have the same directory open, neither
+/// in two processes nor in one. When a second one is opened while a change or a transaction of the first is
+/// under way, or both change something at the same time, changes are lost. Keeping to one is the program's
+/// duty.
+///
+/// Order of the functions: fixed, because programs that were compiled earlier count on it. The store does
+/// without `deinit` and `rollbackTransaction`; they are for other programs.
 ///
 ///     FileDatabase database;
 ///     database.init("/var/lib/app/store");    // files in /var/lib/app/store_filedb
@@ -26,11 +37,13 @@ class IResultTable;
 ///         database.executeQuery("SELECT size FROM files WHERE name = '?';", "a.txt"));
 class VEMO_DATABASE_EXPORT IDatabase {
 public:
+    /// Closes the database, as `deinit` does.
     virtual ~IDatabase();
 
     /// Opens the database whose files live in the directory `path` followed by "_filedb". The directory is
     /// made when missing (its parent is not), and what an interrupted commit left behind is tidied up.
     ///
+    /// @param path absolute, or relative to the working directory; without the "_filedb"
     /// @return true when the database is ready; false when the directory or its journal cannot be used. What
     ///         an interrupted commit left behind is then tidied up by the next `init`, or before the next
     ///         statement.
@@ -49,14 +62,20 @@ public:
 
     /// Makes the changes of the transaction permanent and releases the lock.
     ///
-    /// On failure (no transaction, or a file that cannot be written): false; the lock counts that the call
-    /// found and took stay with the thread, and an open transaction stays open with its working copies.
+    /// @return true when they are; false when no transaction is open, or when a file cannot be written. On
+    ///         failure the lock counts that the call found and took stay with the thread, and an open
+    ///         transaction stays open with its working copies.
     virtual bool commitTransaction() = 0;
 
-    /// Drops the changes of the transaction and releases the lock. Failures are those of commitTransaction.
+    /// Drops the changes of the transaction and releases the lock.
+    ///
+    /// @return as commitTransaction
     virtual bool rollbackTransaction() = 0;
 
-    /// ROWID of the row that was inserted last; 0 before the first INSERT.
+    /// Tells which row was inserted last, by any thread.
+    ///
+    /// @return its ROWID, which counts from 1; 0 before the first INSERT of this object, and for a table
+    ///         whose primary key is one INTEGER column
     virtual std::int64_t getLastInsertRowid() = 0;
 
     /// Runs one SELECT.
@@ -77,9 +96,11 @@ public:
     virtual int executeUpdate(const char* sql, ...) = 0;
 
 protected:
+    /// @cond for implementations alone
     IDatabase() = default;
     IDatabase(const IDatabase&) = default;
     IDatabase& operator=(const IDatabase&) = default;
+    /// @endcond
 };
 
 }  // namespace Kalt::Vemo::Core::Database

@@ -9,6 +9,7 @@
 #include "FileDatabase.h"
 #include "IDatabase.h"
 #include "IResultTable.h"
+#include "VEMOFileSubscriptionDBVersion.h"
 #include "check.h"
 
 using Kalt::Vemo::Core::Database::DatabaseException;
@@ -46,6 +47,17 @@ void throwWhatTheLibraryDefines() {
     check(message == "main::7 ->error 5\n", "a client can make and throw the exception");
 }
 
+void compareTheVersions() {
+#if VEMO_FILESUBSCRIPTIONDB_VERSION < 10000
+#error "The version of the library compares as a number"
+#endif
+    const auto number = [](int value) { return std::to_string(value); };
+    check(VEMO_FILESUBSCRIPTIONDB_VERSION_STRING == number(VEMO_FILESUBSCRIPTIONDB_VERSION / 10000) + "." +
+                                                        number(VEMO_FILESUBSCRIPTIONDB_VERSION / 100 % 100) +
+                                                        "." + number(VEMO_FILESUBSCRIPTIONDB_VERSION % 100),
+          "the version's text and number agree");
+}
+
 }  // namespace
 
 int main(int, char* arguments[]) {
@@ -65,5 +77,6 @@ int main(int, char* arguments[]) {
     check(dynamic_cast<FileDatabase*>(database.get()) != nullptr, "type information crosses the boundary");
     catchWhatTheLibraryThrows(*rows);
     throwWhatTheLibraryDefines();
+    compareTheVersions();
     return 0;
 }

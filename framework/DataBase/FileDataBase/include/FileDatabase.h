@@ -13,9 +13,9 @@ class Engine;
 
 /// A database kept in plain text files: one directory, one file for each table, one journal.
 ///
-/// `IDatabase` tells what each call does and who may call it when. Lifetime: the object may go at any time
-/// that no call is under way; its destructor calls `deinit`. An open transaction is then left as a crash
-/// would leave it, and the next `init` drops it.
+/// `IDatabase` tells what each call does, what it returns on failure, and which thread may call it when.
+/// Ownership: the object owns its files and may go at any time that no call is under way; its destructor
+/// calls `deinit`. An open transaction is then left as a crash would leave it, and the next `init` drops it.
 ///
 /// What an application should know beyond `IDatabase`:
 /// - Keywords are upper case, and a condition's words are set apart by blanks: `WHERE a = 1`.
@@ -25,18 +25,28 @@ class Engine;
 ///   lines out.
 ///
 /// docs/sql.md describes the statements, docs/file-format.md the files.
+///
+///     FileDatabase database;
+///     if (!database.init("/var/lib/app/store")) { ... }    // files in /var/lib/app/store_filedb
+///     DatabaseClient client(database);                     // DatabaseClient.h
 class VEMO_DATABASE_EXPORT FileDatabase : public IDatabase {
 public:
     /// Says whether a line of so many bytes, line feed included, may be stored. Called in the thread of the
-    /// statement, under the database's lock; it must not use the database.
+    /// statement, under the database's lock; it must not use the database, and must not throw.
     using LineCheck = bool (*)(std::size_t bytes);
 
-    /// Stores every line that INSERT and UPDATE make.
+    /// Makes a database, not yet open, that asks about each line that INSERT and UPDATE are about to store:
+    /// when the answer is no the statement fails as a whole, with a line in the log.
+    /// @param mayStore what is asked; null stores every line
+    explicit FileDatabase(LineCheck mayStore);
+
+    /// @name For programs other than the store
+    /// @{
+
+    /// Makes a database, not yet open, that stores every line that INSERT and UPDATE make.
     FileDatabase();
 
-    /// Asks `mayStore`, unless it is null, about each line that INSERT and UPDATE are about to store: when
-    /// the answer is no the statement fails as a whole, with a line in the log.
-    explicit FileDatabase(LineCheck mayStore);
+    /// @}
 
     ~FileDatabase() override;
     FileDatabase(const FileDatabase&) = delete;

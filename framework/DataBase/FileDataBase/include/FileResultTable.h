@@ -11,14 +11,23 @@ namespace Kalt::Vemo::Core::Database::Filedb {
 class ResultRows;
 
 /// The result of a query: the selected cells as they are stored, a cursor, and getters that convert on each
-/// read. IResultTable tells what every call does.
+/// read. `IResultTable` tells what every call does, what it throws, who owns the object and which thread may
+/// use it.
+///
+///     std::unique_ptr<IResultTable> rows(database.executeQuery("SELECT name FROM files;"));
 class VEMO_DATABASE_EXPORT FileResultTable : public IResultTable {
 public:
-    /// A result without rows and columns.
+    /// For the engine alone: makes the result of a query.
+    /// @param rows what was selected
+    explicit FileResultTable(std::unique_ptr<ResultRows> rows);
+
+    /// @name For programs other than the engine
+    /// @{
+
+    /// Makes a result without rows and columns.
     FileResultTable();
 
-    /// For the engine alone.
-    explicit FileResultTable(std::unique_ptr<ResultRows> rows);
+    /// @}
 
     ~FileResultTable() override;
 
