@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "Command.h"
-#include "ExitStatus.h"
-#include "Prompt.h"
-#include "Shell.h"
-#include "Terminal.h"
+#include "console/ExitStatus.h"
+#include "console/Terminal.h"
+#include "shell/Prompt.h"
+#include "shell/Shell.h"
 
 namespace Kalt::Vemo::Tool {
 
