@@ -241,6 +241,14 @@ TEST_F(ShellTest, RefusesRowsThatDoNotFitIntoALine) {
               "name\r\n" + longest + "\r\n");
 }
 
+TEST_F(ShellTest, UpdateLeavesARecordAloneThatLacksFields) {
+    const std::string damaged = kTwoRooms + "'hall'~3\n";
+    writeFile(tableFile("rooms"), damaged);
+    EXPECT_EQ(shell({"UPDATE rooms SET name = 'yard' WHERE name = 'hall'"}),
+              (ProgramResult{1, "", "error: DB Error: Record has fewer fields than Table Definition\n"}));
+    EXPECT_EQ(rooms(), damaged);
+}
+
 // A row of 210 NULLs takes more than a line, the names and flags of the columns do not.
 TEST_F(ShellTest, RawStatementsStoreRowsOfAnyLength) {
     std::string definitions;

@@ -53,6 +53,14 @@ void append(std::vector<Value>& values, const std::vector<Value>& more) {
     values.insert(values.end(), more.begin(), more.end());
 }
 
+std::string namesOf(const std::vector<Column>& columns) {
+    std::string list;
+    for (const Column& column : columns) {
+        list += (list.empty() ? "" : ", ") + column.name;
+    }
+    return list;
+}
+
 // A value that the check of any value for this column accepts.
 std::string acceptableValue(const Column& column) {
     return column.type == Column::Type::kText ? "''" : "0";
@@ -108,7 +116,6 @@ EngineStatement StatementRewriter::rewriteSelect(TokenCursor& cursor) const {
     result.kind = Kind::kQuery;
     result.table = cursor.expectName("the name of a table");
     const TableSchema schema = schemaOf_(result.table);
-    std::string list;
     for (const std::string& item : items) {
         if (item == "*") {
             result.columns.insert(result.columns.end(), schema.columns.begin(), schema.columns.end());
@@ -116,11 +123,8 @@ EngineStatement StatementRewriter::rewriteSelect(TokenCursor& cursor) const {
             result.columns.push_back(requireColumn(schema, item));
         }
     }
-    for (const Column& column : result.columns) {
-        list += (list.empty() ? "" : ", ") + column.name;
-    }
     const Condition condition = optionalCondition(cursor, schema);
-    result.text = "SELECT " + list + " FROM " + result.table + condition.text() + ";";
+    result.text = "SELECT " + namesOf(result.columns) + " FROM " + result.table + condition.text() + ";";
     result.values = condition.values();
     return result;
 }
@@ -206,6 +210,14 @@ EngineStatement StatementRewriter::rewriteUpdate(TokenCursor& cursor) const {
     }
     result.text = "UPDATE " + result.table + " SET " + list + condition.text() + ";";
     append(result.values, condition.values());
+
+    result.columns = schema.columns;
+    if (schema.hasHiddenRowId) {
+        result.columns.push_back(*schema.find(Core::Database::Filedb::kRowIdColumn));
+    }
+    result.changedRows =
+        "SELECT " + namesOf(result.columns) + " FROM " + result.table + condition.text() + ";";
+    result.conditionValues = condition.values();
     return result;
 }
 

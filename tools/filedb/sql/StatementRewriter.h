@@ -29,6 +29,10 @@ struct EngineStatement {
     std::string table;
     bool isDrop = false;          ///< drops the table
     std::vector<Column> columns;  ///< of a query's result
+
+    /// Of an UPDATE: the query, with its values, that gives `columns` of each row that is to be changed.
+    std::string changedRows;
+    std::vector<Core::Database::Value> conditionValues;
 };
 
 /// Puts statements as a person writes them into the engine's words: keywords in any case become upper case,
