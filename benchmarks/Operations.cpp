@@ -80,7 +80,8 @@ Operation query(std::string name, std::function<void(Subject&, int, Records&)> f
             nullptr};
 }
 
-std::vector<Operation> storeOperations() {
+// What others hold on this device: the table Subscriptions.
+std::vector<Operation> operationsOnOthers() {
     return {
         change("save", nullptr, save, removeSaved),
         change(
@@ -122,6 +123,12 @@ std::vector<Operation> storeOperations() {
             "list all",
             [](Subject& subject, int, Records& records) { check(subject.store().getSubscriptions(records)); },
             true),
+    };
+}
+
+// What this device holds on others: the table MySubscriptions.
+std::vector<Operation> operationsOnMine() {
+    return {
         change("save pending", nullptr, savePending, removePending),
         change("delete pending", savePending, removePending, nullptr),
         change(
@@ -162,6 +169,11 @@ std::vector<Operation> storeOperations() {
                                                                        record.subscribedResource, records));
             },
             true),
+    };
+}
+
+std::vector<Operation> openingOperations() {
+    return {
         {"open and close", false, true, 1, nullptr,
          [](Subject& subject, int) {
              std::string path = subject.path();
@@ -212,9 +224,10 @@ std::vector<Operation> statementOperations() {
 
 const std::vector<Operation>& operations() {
     static const std::vector<Operation> kAll = [] {
-        std::vector<Operation> all = storeOperations();
-        for (Operation& operation : statementOperations()) {
-            all.push_back(std::move(operation));
+        std::vector<Operation> all;
+        for (const auto& list :
+             {operationsOnOthers(), operationsOnMine(), openingOperations(), statementOperations()}) {
+            all.insert(all.end(), list.begin(), list.end());
         }
         return all;
     }();

@@ -6,10 +6,13 @@
 #include "FileDatabase.h"
 #include "IResultTable.h"
 #include "SqliteStore.h"
+#include "TableFormat.h"
 #include "VEMOFileSubscriptionDB.h"
 
 using Kalt::Vemo::Core::Database::IResultTable;
 using Kalt::Vemo::Core::Database::Filedb::FileDatabase;
+using Kalt::Vemo::Core::Database::Filedb::kDirectorySuffix;
+using Kalt::Vemo::Core::Database::Filedb::kTableSuffix;
 using Kalt::Vemo::Notification::ISubscriptionDB;
 using Kalt::Vemo::Notification::SubscriptionRecord;
 using Kalt::Vemo::Notification::VEMOFileSubscriptionDB;
@@ -26,7 +29,7 @@ public:
         : directory_(medium), store_(VEMOFileSubscriptionDB::createInstance()) {
         std::string where = path();
         check(database_.init(where));
-        fill(where + "_filedb/", rows);
+        fill(where + kDirectorySuffix + "/", rows);
         check(store_->init(where, 0));
     }
 
@@ -78,8 +81,8 @@ private:
     }
 
     static void fill(const std::string& directory, int rows) {
-        std::ofstream subscriptions(directory + "Subscriptions.table", std::ios::binary);
-        std::ofstream mine(directory + "MySubscriptions.table", std::ios::binary);
+        std::ofstream subscriptions(directory + "Subscriptions" + kTableSuffix, std::ios::binary);
+        std::ofstream mine(directory + "MySubscriptions" + kTableSuffix, std::ios::binary);
         subscriptions << "deviceId~subscribedResource~subscriptionUri~notificationUri~expireTime~ROWID\n4~4~"
                          "4~4~4~1\n\n";
         mine

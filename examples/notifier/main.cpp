@@ -1,18 +1,37 @@
 // A notification framework in small: reads subscription requests as JSON lines, applies them to a store,
 // tells what came of each, and ends with a table of what is stored.
+//
+// What each request asks of the store is in tools/requests/Runner.cpp, a function for each operation; what
+// another client does with the store's database is in OtherClient.cpp beside it.
 
 #include <CLI/CLI.hpp>
 #include <exception>
 #include <fstream>
 #include <iostream>
+#include <memory>
 #include <string>
+#include <utility>
 
-#include "LogNotes.h"
-#include "Request.h"
-#include "Runner.h"
-#include "TablePrinter.h"
+#include "ISubscriptionDB.h"
+#include "StoredTables.h"
+#include "VEMOFileSubscriptionDB.h"
+#include "console/LogListener.h"
+#include "console/Printable.h"
+#include "requests/Request.h"
+#include "requests/Runner.h"
 
 namespace Notifier {
+
+using Kalt::Vemo::Notification::ISubscriptionDB;
+using Kalt::Vemo::Notification::VEMOFileSubscriptionDB;
+using Kalt::Vemo::Requests::Field;
+using Kalt::Vemo::Requests::MalformedRequest;
+using Kalt::Vemo::Requests::Operation;
+using Kalt::Vemo::Requests::Outcome;
+using Kalt::Vemo::Requests::Request;
+using Kalt::Vemo::Requests::Runner;
+using Kalt::Vemo::Tool::Escapes;
+using Kalt::Vemo::Tool::LogListener;
 
 namespace {
 
@@ -45,11 +64,11 @@ std::string operationsHelp() {
         "\n"
         "Operations (a field in brackets may be left out)\n";
     for (const Operation& operation : Runner::operations()) {
-        text += "  " + operation.name + ":";
+        text += std::string("  ") + operation.name + ":";
         for (const Field& field : operation.fields) {
-            text += field.optional ? " [" + field.name + "]" : " " + field.name;
+            text += std::string(field.optional ? " [" : " ") + field.name + (field.optional ? "]" : "");
         }
-        text += "\n      " + operation.summary + "\n";
+        text += std::string("\n      ") + operation.summary + "\n";
     }
     return text +
            "\n"
@@ -70,12 +89,12 @@ std::string operationsHelp() {
 
 void printNotes(const std::string& place, const std::vector<std::string>& notes) {
     for (const std::string& note : notes) {
-        std::cerr << place << ": note: " << printable(note) << '\n';
+        std::cerr << place << ": note: " << printable(note, Escapes::kReversible) << '\n';
     }
 }
 
 /// Applies one line; a blank one is no request.
-void applyLine(const std::string& line, const std::string& place, Runner& runner, LogNotes& log,
+void applyLine(const std::string& line, const std::string& place, Runner& runner, LogListener& log,
                Counts& counts) {
     if (line.find_first_not_of(" \t\r") == std::string::npos) {
         return;
@@ -83,10 +102,8 @@ void applyLine(const std::string& line, const std::string& place, Runner& runner
     try {
         const Request request = Request::parse(line, Runner::fieldsOf);
         const Outcome outcome = runner.run(request);
-        std::cout << place << ": " << (request.has("at") ? printable(request.text("at")) + ' ' : "")
-                  << request.operation() << (outcome.succeeded ? ": ok" : ": failed")
-                  << (outcome.found.empty() ? "" : ", ") << outcome.found << '\n';
-        printNotes(place, log.take());
+        std::cout << place << ": " << resultLine(request, outcome, Escapes::kReversible) << '\n';
+        printNotes(place, log.takeErrors());
         ++(outcome.succeeded ? counts.succeeded : counts.failed);
     } catch (const MalformedRequest& error) {
         std::cerr << place << ": error: " << error.what() << '\n';
@@ -95,7 +112,8 @@ void applyLine(const std::string& line, const std::string& place, Runner& runner
 }
 
 /// Applies every line. False when the input could not be read to its end.
-bool applyAll(std::istream& input, const std::string& name, Runner& runner, LogNotes& log, Counts& counts) {
+bool applyAll(std::istream& input, const std::string& name, Runner& runner, LogListener& log,
+              Counts& counts) {
     std::string line;
     for (int number = 1; std::getline(input, line); ++number) {
         applyLine(line, name + ':' + std::to_string(number), runner, log, counts);
@@ -116,12 +134,13 @@ int run(const Options& options) {
         }
     }
 
-    LogNotes log;
-    Runner runner(options.path, options.expirySeconds);
+    LogListener log(LogListener::Harmless::kCopiesAndOpenings);
+    std::unique_ptr<ISubscriptionDB> store(VEMOFileSubscriptionDB::createInstance());
+    Runner runner(std::move(store), options.path, options.expirySeconds);
     if (!runner.open()) {
         std::cerr << "notifier: cannot open a store at " << options.path
                   << "; give a path in a directory that exists and can be written\n";
-        printNotes("notifier", log.take());
+        printNotes("notifier", log.takeErrors());
         return kTrouble;
     }
 
@@ -132,7 +151,8 @@ int run(const Options& options) {
               << requests << (requests == 1 ? " request: " : " requests: ") << counts.succeeded << " ok, "
               << counts.failed << " failed; " << counts.malformed
               << (counts.malformed == 1 ? " malformed line\n" : " malformed lines\n");
-    runner.printTables(std::cout);
+    runner.close();
+    printStoredTables(std::cout, runner.path());
     if (!std::cout.flush()) {
         std::cerr << "notifier: standard output cannot be written\n";
         return kTrouble;

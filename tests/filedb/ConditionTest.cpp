@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "ExitStatus.h"
-#include "Session.h"
-#include "StatementRewriter.h"
 #include "TestSupport.h"
+#include "console/ExitStatus.h"
+#include "shell/Session.h"
+#include "sql/StatementRewriter.h"
 
 #include <gtest/gtest.h>
 

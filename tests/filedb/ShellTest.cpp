@@ -241,6 +241,34 @@ TEST_F(ShellTest, RefusesRowsThatDoNotFitIntoALine) {
               "name\r\n" + longest + "\r\n");
 }
 
+TEST_F(ShellTest, UpdateLeavesARecordAloneThatLacksFields) {
+    const std::string damaged = kTwoRooms + "'hall'~3\n";
+    writeFile(tableFile("rooms"), damaged);
+    EXPECT_EQ(shell({"UPDATE rooms SET name = 'yard' WHERE name = 'hall'"}),
+              (ProgramResult{1, "", "error: DB Error: Record has fewer fields than Table Definition\n"}));
+    EXPECT_EQ(rooms(), damaged);
+}
+
+// A row of 210 NULLs takes more than a line, the names and flags of the columns do not.
+TEST_F(ShellTest, RawStatementsStoreRowsOfAnyLength) {
+    std::string definitions;
+    std::string nulls;
+    for (int column = 0; column < 210; ++column) {
+        definitions += column == 0 ? "" : ", ";
+        definitions += static_cast<char>('a' + column / 10) + std::to_string(column % 10) + " INTEGER";
+        nulls += "NULL~";
+    }
+    prepare({"CREATE TABLE wide (" + definitions + ")"});
+    EXPECT_EQ(
+        shell({"INSERT INTO wide (a0) VALUES (NULL)"}),
+        (ProgramResult{1, "",
+                       "error: the row would take a line of 1052 bytes; a table file holds lines of at most "
+                       "1023\n"}));
+    EXPECT_EQ(shell({"INSERT INTO wide VALUES (1);"}, {"--raw"}), (ProgramResult{0, "", ""}));
+    const std::string stored = readFile(tableFile("wide"));
+    EXPECT_EQ(stored.substr(stored.find("\n\n") + 2), nulls + "1\n");
+}
+
 TEST_F(ShellTest, TransactionsKeepOrDropTheirChanges) {
     prepare({"BEGIN; DELETE FROM rooms; CREATE TABLE t (a TEXT); INSERT INTO t VALUES ('x'); ROLLBACK;"});
     EXPECT_EQ(rooms(), kTwoRooms);

@@ -7,6 +7,7 @@
 
 #include "FileDatabase.h"
 #include "IResultTable.h"
+#include "TableFormat.h"
 #include "TestSupport.h"
 
 namespace Kalt::Vemo::Test {
@@ -38,10 +39,14 @@ protected:
     }
 
     std::string path() const { return temporary.file("db"); }
-    std::string directory() const { return path() + "_filedb"; }
-    std::string tableFile(const std::string& table) const { return directory() + "/" + table + ".table"; }
-    std::string backupFile(const std::string& table) const { return directory() + "/" + table + ".backup"; }
-    std::string journalFile() const { return directory() + "/master_rollback"; }
+    std::string directory() const { return path() + Core::Database::Filedb::kDirectorySuffix; }
+    std::string tableFile(const std::string& table) const {
+        return directory() + "/" + table + Core::Database::Filedb::kTableSuffix;
+    }
+    std::string backupFile(const std::string& table) const {
+        return directory() + "/" + table + Core::Database::Filedb::kBackupSuffix;
+    }
+    std::string journalFile() const { return directory() + "/" + Core::Database::Filedb::kJournalName; }
 
     std::string table(const std::string& name) const { return readFile(tableFile(name)); }
     std::string backup(const std::string& name) const { return readFile(backupFile(name)); }

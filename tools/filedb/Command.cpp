@@ -4,9 +4,8 @@
 #include <exception>
 #include <iostream>
 
-#include "ExitStatus.h"
-#include "FindingsReport.h"
-#include "Printable.h"
+#include "console/ExitStatus.h"
+#include "console/Printable.h"
 
 namespace Kalt::Vemo::Tool {
 

@@ -22,8 +22,10 @@ void addPath(CLI::App& command, std::string& path);
 void addMode(CLI::App& command, std::string& mode);
 
 // Each adds one command to the program; `status` is set when the command ran.
+void addCheckCommand(CLI::App& app, int& status);
 void addExportCommand(CLI::App& app, int& status);
 void addImportCommand(CLI::App& app, int& status);
+void addRepairCommand(CLI::App& app, int& status);
 void addSchemaCommand(CLI::App& app, int& status);
 void addShellCommand(CLI::App& app, int& status);
 void addSubsCommand(CLI::App& app, int& status);

@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "Command.h"
-#include "ExitStatus.h"
-#include "Prompt.h"
-#include "Shell.h"
-#include "Terminal.h"
+#include "console/ExitStatus.h"
+#include "console/Terminal.h"
+#include "shell/Prompt.h"
+#include "shell/Shell.h"
 
 namespace Kalt::Vemo::Tool {
 
@@ -59,7 +59,8 @@ int runShell(const Options& options) {
     const bool hasTexts = !options.texts.empty() || !options.file.empty();
     const bool isPrompt = !hasTexts && isAtTerminal();
     Session session(PathArgument(options.path),
-                    options.readOnly ? Session::Access::kLook : Session::Access::kChangeOrCreate);
+                    options.readOnly ? Session::Access::kLook : Session::Access::kChangeOrCreate,
+                    options.raw ? Session::LongLines::kStored : Session::LongLines::kRefused);
     Shell shell(session, {modeOf(options.mode), options.raw, isPrompt});
     for (const std::string& text : options.texts) {
         if (!shell.isOver()) {

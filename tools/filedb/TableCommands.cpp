@@ -7,11 +7,11 @@
 #include <vector>
 
 #include "Command.h"
-#include "ExitStatus.h"
 #include "FileUtils.h"
-#include "Printable.h"
-#include "RowWriter.h"
-#include "Session.h"
+#include "console/ExitStatus.h"
+#include "console/Printable.h"
+#include "rows/RowWriter.h"
+#include "shell/Session.h"
 
 namespace Kalt::Vemo::Tool {
 

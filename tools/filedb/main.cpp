@@ -6,10 +6,8 @@
 #include <exception>
 #include <iostream>
 
-#include "Check.h"
 #include "Command.h"
-#include "ExitStatus.h"
-#include "Repair.h"
+#include "console/ExitStatus.h"
 
 namespace {
 

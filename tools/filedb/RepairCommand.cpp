@@ -1,0 +1,75 @@
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "Command.h"
+#include "check/DirectoryExamination.h"
+#include "check/DirectoryRepair.h"
+#include "check/FindingsReport.h"
+#include "console/ExitStatus.h"
+#include "files/PathArgument.h"
+
+namespace Kalt::Vemo::Tool {
+
+namespace {
+
+constexpr const char* kFooter =
+    R"(Mended is what needs no guess: a copy-over that was interrupted is finished from the working copies; a
+missing last line feed is added behind a complete record; empty fields, quotes around numbers and the like
+are put into the form in which the database stores them; records are sorted by ROWID.
+
+After a crash and a new start of the program no journal line names the working copy any more. It is then
+taken only for a table that is empty, or unsound and a beginning of the copy followed by other bytes. A
+sound table that differs from the copy is left together with the copy: both readings and the command
+for each are printed, the exit status is 1. Run one of the two, then the repair once more.
+
+Everything else is set aside, nothing is deleted: the directory PATH_filedb.repair-N beside the database
+takes the original of every changed file, the working copies of transactions that were not committed,
+tables with a broken definition, files that are none of the database's, and TABLE.rejects with the
+lines that cannot be read, each behind its line number and a tabulator.
+
+Stop the process that uses the database first. There is no lock file: repair refuses to run while a
+process that it can see has the journal open, and it cannot see processes of other users unless it runs as
+root. A repair that was itself interrupted is simply run again.
+
+Exit status: 0 the database is sound, 1 findings or a decision are left, 2 wrong usage, a database in use,
+or a file that could not be read or written.
+
+Examples:
+  filedb repair /var/lib/app/subscriptions --dry-run
+  filedb repair /var/lib/app/subscriptions
+)";
+
+int repair(const std::string& path, bool dryRun) {
+    const PathArgument argument(path);
+    argument.requireDirectory();
+    const std::string& directory = argument.directory();
+    if (!dryRun) {
+        argument.requireUnused();
+    }
+    DirectoryRepair repair(directory, dryRun, std::cout);
+    repair.run();
+    if (dryRun) {
+        return repair.leavesDecision() ? kFailed : kDone;
+    }
+    const DirectoryExamination after(directory);
+    printFindings(std::cout, directory, after.findings());
+    return after.findings().empty() ? kDone : kFailed;
+}
+
+}  // namespace
+
+void addRepairCommand(CLI::App& app, int& status) {
+    CLI::App* const command =
+        app.add_subcommand("repair", "Mend the files of a database, setting aside what cannot be mended");
+    const auto path = std::make_shared<std::string>();
+    const auto dryRun = std::make_shared<bool>(false);
+    addPath(*command, *path);
+    command->add_flag("--dry-run", *dryRun, "print the actions and do none of them");
+    command->footer(kFooter);
+    command->callback(
+        [path, dryRun, &status] { status = runCommand("repair", [&] { return repair(*path, *dryRun); }); });
+}
+
+}  // namespace Kalt::Vemo::Tool

@@ -1,0 +1,193 @@
+#include "check/DirectoryExamination.h"
+
+#include <algorithm>
+#include <string_view>
+#include <tuple>
+
+#include "FileUtils.h"
+#include "Journal.h"
+#include "console/Printable.h"
+#include "sql/StoredForm.h"
+
+namespace Kalt::Vemo::Tool {
+
+using namespace Core::Database::Filedb;
+
+namespace {
+
+// `name` without `suffix`; empty when it does not end so.
+std::string stemOf(const std::string& name, std::string_view suffix) {
+    const bool hasSuffix =
+        name.size() > suffix.size() && name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0;
+    return hasSuffix ? name.substr(0, name.size() - suffix.size()) : std::string();
+}
+
+const char* describeAge(const RawFile& copy, const RawFile& content) {
+    const auto age = [](const RawFile& file) {
+        return std::tuple(file.changed.tv_sec, file.changed.tv_nsec);
+    };
+    if (age(copy) == age(content)) {
+        return "changed at the same time as the table";
+    }
+    return age(copy) > age(content) ? "newer than the table" : "older than the table";
+}
+
+// Whether the table is what a stopped copy-over leaves: a beginning of the working copy, and what else was
+// there before. A copy-over never changes a definition, and an empty table is one that was just made.
+bool isTorn(const TableExamination& table, const TableExamination& copy) {
+    if (table.isSound()) {
+        return false;
+    }
+    if (table.hasSoundDefinition()) {
+        return table.definition() == copy.definition();
+    }
+    return table.text().empty() || table.text().front() == copy.text().front();
+}
+
+}  // namespace
+
+DirectoryExamination::DirectoryExamination(const std::string& directory) : directory_(directory) {
+    std::vector<std::string> names = entriesOf(directory_);
+    journalFile_ = RawFile::read(directory_ + "/" + kJournalName);
+    noteUnreadable(kJournalName, journalFile_);
+    journal_ = std::make_unique<JournalExamination>(journalFile_);
+
+    // A table is examined before its working copy, which is told by what sets it apart from the table.
+    std::stable_partition(names.begin(), names.end(),
+                          [](const std::string& name) { return stemOf(name, kBackupSuffix).empty(); });
+    std::map<std::string, Findings> found;
+    found[kJournalName] = journal_->findings();
+    for (const std::string& name : names) {
+        examineEntry(name, found);
+    }
+    for (const auto& [name, findings] : found) {
+        findings_.insert(findings_.end(), findings.begin(), findings.end());
+    }
+}
+
+std::size_t DirectoryExamination::errorCount() const {
+    return static_cast<std::size_t>(
+        std::count_if(findings_.begin(), findings_.end(),
+                      [](const Finding& finding) { return finding.severity == Finding::Severity::kError; }));
+}
+
+void DirectoryExamination::examineEntry(const std::string& name, std::map<std::string, Findings>& found) {
+    if (name == kJournalName) {
+        return;
+    }
+    const std::string table = stemOf(name, kTableSuffix);
+    const std::string copied = stemOf(name, kBackupSuffix);
+    const std::string& stem = table.empty() ? copied : table;
+    if (stem.empty()) {
+        foreignEntries_.push_back(name);
+        found[name].push_back({name, 1, Finding::Severity::kWarning, "not a file of a database"});
+    } else if (!isPossibleName(stem)) {
+        foreignEntries_.push_back(name);
+        found[name].push_back({name, 1, Finding::Severity::kError,
+                               "table name " + quoted(stem) + ": no statement could have made it"});
+    } else if (!table.empty()) {
+        examineTable(name, table, found[name]);
+    } else {
+        examineCopy(name, copied, found[name]);
+    }
+}
+
+void DirectoryExamination::noteUnreadable(const std::string& name, const RawFile& file) {
+    if (file.kind == RawFile::Kind::kUnreadable && unreadable_.empty()) {
+        unreadable_ = name + " " + file.problem;
+    }
+}
+
+void DirectoryExamination::examineTable(const std::string& name, const std::string& table, Findings& found) {
+    RawFile file = RawFile::read(directory_ + "/" + name);
+    tables_[table].kind = file.kind;
+    ++tableCount_;
+    if (!file.isRegular()) {
+        found.push_back({name, 1, Finding::Severity::kError, file.problem});
+        noteUnreadable(name, file);
+        return;
+    }
+    auto content = std::make_unique<TableExamination>(name, std::move(file.text));
+    found.insert(found.end(), content->findings().begin(), content->findings().end());
+    recordCount_ += content->recordCount();
+    tables_[table].content = std::move(content);
+}
+
+void DirectoryExamination::examineCopy(const std::string& name, const std::string& table, Findings& found) {
+    RawFile file = RawFile::read(directory_ + "/" + name);
+    Table& files = tables_[table];
+    files.copyKind = file.kind;
+    if (!file.isRegular()) {
+        found.push_back({name, 1, Finding::Severity::kError, file.problem});
+        noteUnreadable(name, file);
+        return;
+    }
+    files.copy = std::make_unique<TableExamination>(name, std::move(file.text));
+    const auto entry = journal_->entries().find(table);
+    files.copyUse =
+        entry == journal_->entries().end() ? useOfUnnamedCopy(files) : useOfNamedCopy(files, entry->second);
+    const RawFile content = RawFile::read(directory_ + "/" + table + kTableSuffix);
+    found.push_back({name, 1, Finding::Severity::kWarning, describeCopy(table, file, content)});
+}
+
+DirectoryExamination::CopyUse DirectoryExamination::useOfNamedCopy(
+    const Table& files, const JournalExamination::Entry& entry) const {
+    const bool isDecided = journal_->isCopying() || entry.isCopiedAtInit;
+    if (!isDecided || entry.operation == kDropOperation) {
+        return CopyUse::kUncommitted;
+    }
+    return files.copy->isWhole() ? CopyUse::kFinish : CopyUse::kCutShort;
+}
+
+// The start of the engine after an interrupted copy-over resets the journal and leaves the working copy of
+// the journal's first table behind. So the content of a working copy that no line names may have been
+// decided.
+DirectoryExamination::CopyUse DirectoryExamination::useOfUnnamedCopy(const Table& files) {
+    const TableExamination& copy = *files.copy;
+    if (!copy.isWhole()) {
+        return CopyUse::kUncommitted;
+    }
+    if (files.content == nullptr) {
+        return CopyUse::kUndecided;
+    }
+    const std::string& text = files.content->text();
+    if (text == copy.text() || text == copy.mendedText()) {
+        return CopyUse::kEqual;
+    }
+    return copy.rejects().empty() && isTorn(*files.content, copy) ? CopyUse::kFinish : CopyUse::kUndecided;
+}
+
+std::string DirectoryExamination::describeCopy(const std::string& table, const RawFile& copyFile,
+                                               const RawFile& contentFile) const {
+    const Table& files = tables_.at(table);
+    const TableExamination& copy = *files.copy;
+    std::string text = "leftover working copy";
+    const bool isNamed = journal_->entries().count(table) > 0;
+    text += isNamed ? ": " : ", not in the journal: ";
+    if (!copy.isWhole()) {
+        text += "not whole";
+        return copy.isSound() ? text
+                              : text + " (line " + std::to_string(copy.findings().front().line) + ": " +
+                                    copy.findings().front().text + ")";
+    }
+    text += "whole, ";
+    if (files.content != nullptr && copy.text() == files.content->text()) {
+        return text + "equal to the table";
+    }
+    text += counted(copy.recordCount(), "record");
+    text += files.content == nullptr
+                ? ", there is no table"
+                : " where the table has " + std::to_string(files.content->recordCount()) + ", " +
+                      describeAge(copyFile, contentFile);
+    if (isNamed) {
+        return text;
+    }
+    if (files.copyUse == CopyUse::kFinish) {
+        text += "; the table is what an interrupted copy-over leaves: \"filedb repair\" finishes it";
+    } else if (files.copyUse == CopyUse::kUndecided) {
+        text += "; nothing tells whether it counts: \"filedb repair\" names a command for each way";
+    }
+    return text;
+}
+
+}  // namespace Kalt::Vemo::Tool

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "check/Finding.h"
+#include "check/JournalExamination.h"
+#include "check/TableExamination.h"
+#include "files/RawFile.h"
+
+namespace Kalt::Vemo::Tool {
+
+/// Everything there is to say about the files of one database directory. Reads, and leaves no trace.
+class DirectoryExamination {
+public:
+    /// What a working copy is good for.
+    enum class CopyUse {
+        kNone,         // there is none, or no regular file
+        kFinish,       // its copy-over was interrupted: the table is to hold its content
+        kEqual,        // the table holds its content already
+        kCutShort,     // its copy-over was interrupted, but it is not whole
+        kUncommitted,  // it was never to be copied over the table
+        kUndecided     // it may be either of kFinish and kUncommitted, and only a person can tell
+    };
+
+    /// A table's two files. An examination is there when the file is regular.
+    struct Table {
+        RawFile::Kind kind = RawFile::Kind::kMissing;
+        RawFile::Kind copyKind = RawFile::Kind::kMissing;
+        std::unique_ptr<TableExamination> content;
+        std::unique_ptr<TableExamination> copy;
+        CopyUse copyUse = CopyUse::kNone;
+    };
+
+    /// Throws: std::system_error when the directory cannot be read.
+    explicit DirectoryExamination(const std::string& directory);
+
+    /// In the order of file names and lines.
+    const Findings& findings() const { return findings_; }
+    std::size_t errorCount() const;
+
+    /// Name and cause for the first file that the system refused to read, empty when it read them all.
+    const std::string& unreadable() const { return unreadable_; }
+
+    std::size_t tableCount() const { return tableCount_; }
+    std::size_t recordCount() const { return recordCount_; }
+
+    const RawFile& journalFile() const { return journalFile_; }
+    const JournalExamination& journal() const { return *journal_; }
+
+    /// The tables and working copies whose names a statement can have made.
+    const std::map<std::string, Table>& tables() const { return tables_; }
+
+    /// The entries that no database makes.
+    const std::vector<std::string>& foreignEntries() const { return foreignEntries_; }
+
+private:
+    void examineEntry(const std::string& name, std::map<std::string, Findings>& found);
+    void examineTable(const std::string& name, const std::string& table, Findings& found);
+    void examineCopy(const std::string& name, const std::string& table, Findings& found);
+    CopyUse useOfNamedCopy(const Table& files, const JournalExamination::Entry& entry) const;
+    static CopyUse useOfUnnamedCopy(const Table& files);
+    std::string describeCopy(const std::string& table, const RawFile& copy, const RawFile& content) const;
+    void noteUnreadable(const std::string& name, const RawFile& file);
+
+    const std::string directory_;
+    RawFile journalFile_;
+    std::unique_ptr<JournalExamination> journal_;
+    std::map<std::string, Table> tables_;
+    std::vector<std::string> foreignEntries_;
+    Findings findings_;
+    std::string unreadable_;
+    std::size_t tableCount_ = 0;
+    std::size_t recordCount_ = 0;
+};
+
+}  // namespace Kalt::Vemo::Tool

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <functional>
+#include <ostream>
+#include <string>
+
+#include "check/AsideDirectory.h"
+#include "check/DirectoryExamination.h"
+#include "check/TableExamination.h"
+
+namespace Kalt::Vemo::Tool {
+
+/// Mends a database directory. Every decision comes from one examination, before anything is changed, so a
+/// dry run prints the very same actions.
+///
+/// The steps, in this order, and what a stop in the middle leaves:
+///
+/// 1. What is none of the database's files is set aside, the half-written file of a stopped repair among it.
+/// 2. Tables, one after the other by name. A table that an interrupted copy-over left behind takes the
+///    content of its working copy, as long as that is whole; a table that the same transaction dropped is set
+///    aside. Any other table keeps its own content. What cannot be read goes to a file of rejected lines. The
+///    original is kept first, then the new content takes its place in one step.
+/// 3. The table's working copy is set aside. A run that stops before this one takes the same content once
+///    more; a run that stops behind it finds the table done. When no journal line names the working copy and
+///    it may be the table's content or not, both stay as they are, for a person to decide.
+/// 4. The journal becomes the one line "0", last of all: until then it tells which transaction is to be
+///    finished.
+class DirectoryRepair {
+public:
+    DirectoryRepair(std::string directory, bool dryRun, std::ostream& out);
+
+    /// Throws: Trouble when a file cannot be read, std::system_error when one cannot be written.
+    void run();
+
+    /// Whether a working copy stays that a person has to decide about.
+    bool leavesDecision() const { return decisionCount_ > 0; }
+
+private:
+    using Table = DirectoryExamination::Table;
+    using CopyUse = DirectoryExamination::CopyUse;
+
+    void mendTable(const std::string& table, const Table& files);
+    void settleContent(const std::string& table, const Table& files);
+    void useContent(const std::string& table, const Table& files, const TableExamination& content,
+                    bool isFromCopy);
+    void settleCopy(const std::string& table, const Table& files);
+    void leaveDecision(const std::string& table, bool hasTable);
+    void setForeignAside();
+    void resetJournal();
+    void conclude();
+
+    const JournalExamination::Entry* journalEntry(const std::string& table) const;
+    bool isDropFinished(const std::string& table) const;
+    void setAside(const std::string& name, const std::string& reason);
+    void say(const std::string& place, const std::string& text);
+    void act(const std::function<void()>& action);
+
+    const std::string directory_;
+    const bool dryRun_;
+    std::ostream& out_;
+    const DirectoryExamination examination_;
+    AsideDirectory aside_;
+    std::size_t actionCount_ = 0;
+    std::size_t rejectCount_ = 0;
+    std::size_t decisionCount_ = 0;
+};
+
+}  // namespace Kalt::Vemo::Tool

@@ -1,0 +1,141 @@
+#include "check/JournalExamination.h"
+
+#include <string_view>
+
+#include "FileUtils.h"
+#include "Journal.h"
+#include "console/Printable.h"
+#include "sql/StoredForm.h"
+
+namespace Kalt::Vemo::Tool {
+
+using namespace Core::Database::Filedb;
+
+namespace {
+
+// What the writer meant: the code as a raw byte, or the digit that marks a drop. 0 for anything else.
+int recordedOperation(const std::string& field) {
+    if (field.size() != 1) {
+        return 0;
+    }
+    const char code = field.front() >= '1' ? static_cast<char>(field.front() - '0') : field.front();
+    return code >= kInsertOperation && code <= kDropOperation ? code : 0;
+}
+
+const char* nameOfOperation(int operation) {
+    switch (operation) {
+        case kInsertOperation:
+            return "INSERT";
+        case kDeleteOperation:
+            return "DELETE";
+        case kUpdateOperation:
+            return "UPDATE";
+        case kCreateOperation:
+            return "CREATE TABLE";
+        case kDropOperation:
+            return "DROP TABLE";
+        default:
+            return "unknown operation";
+    }
+}
+
+}  // namespace
+
+JournalExamination::JournalExamination(const RawFile& file) {
+    if (!file.exists()) {
+        report(1, Finding::Severity::kWarning, "journal is missing: the next init makes a new one");
+    } else if (!file.isRegular()) {
+        report(1, Finding::Severity::kError, "journal " + file.problem);
+    } else if (file.text.empty()) {
+        report(1, Finding::Severity::kWarning, "journal is empty: the next init writes its state line \"0\"");
+    } else {
+        examineLines(file.text);
+    }
+}
+
+void JournalExamination::report(std::size_t line, Finding::Severity severity, std::string text) {
+    findings_.push_back({kJournalName, line, severity, std::move(text)});
+}
+
+void JournalExamination::examineLines(const std::string& text) {
+    JournalReader lines(text);
+    std::size_t line = 1;
+    while (lines.next()) {
+        const std::vector<std::string> fields(lines.fields().begin(), lines.fields().end());
+        const bool isWellFormed = lines.line() == FileUtils::recordLine(fields);
+        if (lines.line().find('\0') != std::string_view::npos) {
+            report(line, Finding::Severity::kError, "NUL byte: readers end the line there");
+        } else if (!isWellFormed) {
+            report(line, Finding::Severity::kError,
+                   lines.line().back() == '\n'
+                       ? "empty field (\"~~\", or \"~\" at an end of the line)"
+                       : (lines.line().size() == kMaxLineLength ? "line is longer than the format allows"
+                                                                : "last line has no line feed"));
+        }
+        if (lines.isFirst()) {
+            isCopying_ = fields.size() == 1 && fields[0] == kCopyingState && isWellFormed;
+            if (isCopying_) {
+                report(line, Finding::Severity::kError,
+                       "state line is \"1\": the copying of working copies over their tables was "
+                       "interrupted; run "
+                       "\"filedb repair\" before the next init, which would not finish it");
+            } else if (fields != std::vector<std::string>{kAtRestState}) {
+                report(line, Finding::Severity::kError,
+                       "state line is " + quoted(lines.line().substr(0, lines.line().find('\n'))) +
+                           ", neither \"0\" nor \"1\"");
+            }
+        } else if (const auto entry = lines.entry()) {
+            examineTableLine(line, fields[0], *entry, lines.isStateLine());
+        } else {
+            report(line, Finding::Severity::kError,
+                   counted(fields.size(), "field") +
+                       " instead of an operation and a table: the next init skips the line");
+        }
+        if (lines.line().back() == '\n') {
+            ++line;
+        }
+    }
+}
+
+void JournalExamination::examineTableLine(std::size_t line, const std::string& codeField,
+                                          const JournalReader::Entry& entry, bool isStateLine) {
+    const std::string table(entry.table);
+    const int operation = recordedOperation(codeField);
+    const int code = entry.operation;
+    const bool isCopied = code >= kInsertOperation && code <= kCreateOperation;
+    const std::string label = "table " + quoted(table) + " (" + nameOfOperation(operation) + "): ";
+    if (operation == 0) {
+        report(line, Finding::Severity::kError, "operation code " + quoted(codeField) + " is unknown");
+    }
+    if (!isPossibleName(table)) {
+        report(line, Finding::Severity::kError,
+               "table name " + quoted(table) + ": no statement could have made it");
+    } else if (operation != 0) {
+        entries_.try_emplace(table, Entry{line, operation, isCopied && !isStateLine});
+    }
+
+    if (isStateLine) {
+        report(line, Finding::Severity::kWarning,
+               label +
+                   "the next init takes this line for a state line, keeps the table as it is and leaves a "
+                   "working copy where it is");
+        return;
+    }
+    const auto [first, isNew] = loaded_.try_emplace(table, line);
+    if (!isNew) {
+        report(line, Finding::Severity::kWarning,
+               label + "the next init goes by line " + std::to_string(first->second));
+        return;
+    }
+    if (code == kDropOperation) {
+        report(line, Finding::Severity::kError, label + "the next init removes the table");
+    } else if (isCopied) {
+        report(line, Finding::Severity::kError,
+               label + "the next init copies the working copy over the table");
+    } else {
+        report(line, Finding::Severity::kWarning,
+               label + "the next init keeps the table as it is and discards a working copy");
+    }
+}
+
+}  // namespace Kalt::Vemo::Tool

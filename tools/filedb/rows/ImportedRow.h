@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "sql/Literals.h"
+
+namespace Kalt::Vemo::Tool {
+
+/// A value of a file that is imported, and the line where it begins.
+struct ImportedField {
+    std::string column;
+    Literal literal;
+    std::size_t line;
+};
+
+/// One row of the file.
+struct ImportedRow {
+    std::size_t line;
+    std::vector<ImportedField> fields;
+};
+
+using TakeRow = std::function<void(const ImportedRow&)>;
+
+/// What is wrong with the file, and in which line.
+class ImportError : public std::runtime_error {
+public:
+    ImportError(std::size_t line, const std::string& text) : std::runtime_error(text), line_(line) {}
+
+    std::size_t line() const { return line_; }
+
+private:
+    std::size_t line_;
+};
+
+}  // namespace Kalt::Vemo::Tool

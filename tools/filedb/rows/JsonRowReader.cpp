@@ -1,0 +1,121 @@
+#include "rows/JsonRowReader.h"
+
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <utility>
+
+namespace Kalt::Vemo::Tool {
+
+namespace {
+
+/// What the JSON parser reads its bytes through.
+class InputIterator {
+public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = char;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const char*;
+    using reference = char;
+
+    explicit InputIterator(CountedInput* input) : input_(input) {}
+
+    char operator*() const { return static_cast<char>(input_->peek()); }
+    InputIterator& operator++() {
+        input_->get();
+        return *this;
+    }
+    bool operator==(const InputIterator& other) const { return atEnd() == other.atEnd(); }
+    bool operator!=(const InputIterator& other) const { return !(*this == other); }
+
+private:
+    bool atEnd() const { return input_ == nullptr || input_->peek() == CountedInput::kEnd; }
+
+    CountedInput* input_;  // null for the iterator behind the end
+};
+
+/// Puts rows together from what the parser meets. A value is told to stand in its name's line.
+class RowBuilder : public nlohmann::json_sax<nlohmann::json> {
+public:
+    RowBuilder(CountedInput& input, const TakeRow& take) : input_(input), take_(take) {}
+
+    bool null() override { return value({}); }
+    bool boolean(bool flag) override { return value({Literal::Kind::kNumber, flag ? "1" : "0"}); }
+    bool number_integer(number_integer_t number) override {
+        return value({Literal::Kind::kNumber, std::to_string(number)});
+    }
+    bool number_unsigned(number_unsigned_t number) override {
+        return value({Literal::Kind::kNumber, std::to_string(number)});
+    }
+    bool number_float(number_float_t /*number*/, const string_t& text) override {
+        return value({Literal::Kind::kNumber, text});
+    }
+    bool string(string_t& text) override { return value({Literal::Kind::kText, std::move(text)}); }
+    bool binary(binary_t& /*bytes*/) override { return refuse(); }
+
+    bool start_array(std::size_t /*size*/) override {
+        if (depth_ > 0) {
+            return refuse();
+        }
+        depth_ = 1;
+        return true;
+    }
+    bool end_array() override {
+        depth_ = 0;
+        return true;
+    }
+    bool start_object(std::size_t /*size*/) override {
+        if (depth_ != 1) {
+            return refuse();
+        }
+        depth_ = 2;
+        row_ = {input_.line(), {}};
+        return true;
+    }
+    bool key(string_t& name) override {
+        row_.fields.push_back({std::move(name), {}, input_.line()});
+        return true;
+    }
+    bool end_object() override {
+        depth_ = 1;
+        take_(row_);
+        return true;
+    }
+
+    bool parse_error(std::size_t /*position*/, const std::string& /*lastToken*/,
+                     const nlohmann::json::exception& error) override {
+        const std::string text = error.what();
+        const std::size_t reason = text.find("syntax error");
+        throw ImportError(input_.line(),
+                          "not valid JSON: " + text.substr(reason == std::string::npos ? 0 : reason));
+    }
+
+private:
+    bool value(Literal literal) {
+        if (depth_ != 2) {
+            return refuse();
+        }
+        row_.fields.back().literal = std::move(literal);
+        return true;
+    }
+
+    [[noreturn]] bool refuse() const {
+        throw ImportError(input_.line(),
+                          "a table is an array of objects that hold numbers, texts and null; this "
+                          "is something else");
+    }
+
+    CountedInput& input_;
+    const TakeRow& take_;
+    int depth_ = 0;  // 1 inside the array, 2 inside an object
+    ImportedRow row_{0, {}};
+};
+
+}  // namespace
+
+void readJsonRows(CountedInput& input, const TakeRow& take) {
+    RowBuilder builder(input, take);
+    nlohmann::json::sax_parse(InputIterator(&input), InputIterator(nullptr), &builder);
+}
+
+}  // namespace Kalt::Vemo::Tool

@@ -1,0 +1,285 @@
+#include "shell/Session.h"
+
+#include <algorithm>
+#include <functional>
+#include <iterator>
+#include <stdexcept>
+#include <utility>
+
+#include "DatabaseException.h"
+#include "FileUtils.h"
+#include "SqlText.h"
+#include "TableMetaData.h"
+#include "Utils.h"
+#include "console/ExitStatus.h"
+#include "console/Printable.h"
+#include "sql/Literals.h"
+#include "sql/SqlLexer.h"
+#include "sql/StoredForm.h"
+
+namespace Kalt::Vemo::Tool {
+
+using namespace Core::Database;
+using namespace Core::Database::Filedb;
+
+namespace {
+
+std::string joined(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines) {
+        text += (text.empty() ? "" : "\n") + line;
+    }
+    return text;
+}
+
+// The labels that the engine gives to a query that was sent as it stands.
+std::vector<Column> rawColumns(const std::string& statement,
+                               const std::function<TableSchema(std::string)>& schemaOf) {
+    const SqlText::Select select = SqlText::parseSelect(statement);
+    const TableSchema schema = schemaOf(Utils::trimString(select.table));
+    std::size_t width = schema.columns.size() + (schema.hasHiddenRowId ? 1 : 0);
+    std::vector<Column> columns;
+    for (const std::string& piece : SqlText::splitItems(statement, select)) {
+        const std::string item = Utils::trimString(piece);
+        if (item != "*") {
+            columns.push_back({item, Column::Type::kText, false, false});
+            continue;
+        }
+        width -= schema.hasHiddenRowId && width > 0 ? 1 : 0;
+        for (std::size_t i = 0; i < width; ++i) {
+            columns.push_back({schema.columns[i].name, Column::Type::kText, false, false});
+        }
+    }
+    return columns;
+}
+
+// Gives the shown form of a result's cells.
+ResultSet shownRows(Rows rows, const std::vector<Column>& columns) {
+    ResultSet result{columns, {}};
+    result.rows.reserve(static_cast<std::size_t>(rows.count()));
+    for (const Row row : rows) {
+        std::vector<Cell> cells;
+        cells.reserve(columns.size());
+        for (std::size_t i = 0; i < columns.size(); ++i) {
+            Cell cell = row.get<Cell>(static_cast<int>(i + 1));
+            if (cell) {
+                cell = shownValue(columns[i], *cell);
+            }
+            cells.push_back(std::move(cell));
+        }
+        result.rows.push_back(std::move(cells));
+    }
+    return result;
+}
+
+// Asked about each line that a statement stores. The database would write a line that is too long, and read
+// it as two records. What is thrown here is what the statement fails with.
+bool requireLineFits(std::size_t length) {
+    if (length > kMaxLineLength) {
+        throw DatabaseException(
+            __func__, __LINE__,
+            "the row would take a line of %zu bytes; a table file holds lines of at most %zu", length,
+            kMaxLineLength);
+    }
+    return true;
+}
+
+}  // namespace
+
+Session::Session(const PathArgument& path, Access access, LongLines longLines)
+    : access_(access),
+      namedDirectory_(path.directory()),
+      database_(longLines == LongLines::kStored ? nullptr : requireLineFits) {
+    if (access != Access::kChangeOrCreate) {
+        path.requireDirectory();
+    }
+    if (access == Access::kLook) {
+        copy_.emplace(path);
+    } else {
+        path.requireUnused();
+    }
+    open(copy_ ? copy_->path().base() : path.base());
+}
+
+void Session::open(const std::string& base) {
+    directory_ = base + kDirectorySuffix;
+    const bool isOpen = database_.init(base);
+    const std::string errors = joined(log_.takeErrors());
+    if (!isOpen) {
+        throw Trouble(namedDirectory_ + ": the database cannot be opened: " +
+                      (errors.empty() ? "its journal cannot be used" : errors));
+    }
+}
+
+// Runs `action` and turns what the log says meanwhile into an exception.
+template <typename Action>
+auto Session::reporting(Action action) {
+    static_cast<void>(log_.takeErrors());
+    const auto raise = [this](const std::string& otherwise) {
+        const std::string errors = joined(log_.takeErrors());
+        if (!errors.empty() || !otherwise.empty()) {
+            throw Failure(errors.empty() ? otherwise : errors);
+        }
+    };
+    try {
+        auto result = action();
+        raise("");
+        return result;
+    } catch (const DatabaseException& error) {
+        raise(readableError(error.what()));
+        throw;
+    } catch (const std::invalid_argument& error) {
+        throw Failure(error.what());
+    }
+}
+
+// The working copy in which the open transaction keeps the table; empty when it keeps none.
+std::string Session::workingCopyOf(const std::string& table) const {
+    const std::string fileName = directory_ + "/" + table + kBackupSuffix;
+    return touched_.count(table) > 0 && FileUtils::fileExist(fileName) ? fileName : "";
+}
+
+std::vector<std::string> Session::tables() const {
+    std::set<std::string> names;
+    for (const std::string& name : tableNames(directory_, kTableSuffix)) {
+        names.insert(name);
+    }
+    names.insert(touched_.begin(), touched_.end());
+    std::vector<std::string> result;
+    std::copy_if(names.begin(), names.end(), std::back_inserter(result),
+                 [this](const std::string& name) { return exists(name); });
+    return result;
+}
+
+bool Session::exists(const std::string& table) const {
+    return isPossibleName(table) && dropped_.count(table) == 0 &&
+           (FileUtils::fileExist(directory_ + "/" + table + kTableSuffix) || !workingCopyOf(table).empty());
+}
+
+TableSchema Session::schemaOf(const std::string& table) const {
+    if (!exists(table)) {
+        throw Failure("no such table: " + printable(table));
+    }
+    const std::string workingCopy = workingCopyOf(table);
+    return readSchema(table, workingCopy.empty() ? directory_ + "/" + table + kTableSuffix : workingCopy);
+}
+
+std::string Session::createStatements(const std::string& table) const {
+    std::string text;
+    for (const std::string& name : table.empty() ? tables() : std::vector<std::string>{table}) {
+        text += schemaOf(name).createStatement() + "\n";
+    }
+    return text;
+}
+
+void Session::requireChangesAllowed() const {
+    if (access_ == Access::kLook) {
+        throw Failure("the database is open for looking only; leave out --read-only to change it");
+    }
+}
+
+ResultSet Session::run(const EngineStatement& statement) {
+    switch (statement.kind) {
+        case EngineStatement::Kind::kQuery:
+            return query(statement);
+        case EngineStatement::Kind::kChange:
+            change(statement);
+            break;
+        case EngineStatement::Kind::kBegin:
+            begin();
+            break;
+        case EngineStatement::Kind::kCommit:
+            commit();
+            break;
+        case EngineStatement::Kind::kRollback:
+            rollback();
+            break;
+        case EngineStatement::Kind::kNothing:
+            break;
+    }
+    return {};
+}
+
+ResultSet Session::query(const EngineStatement& statement) {
+    return reporting([&] {
+        return shownRows(client_.queryWith(statement.text.c_str(), statement.values), statement.columns);
+    });
+}
+
+void Session::change(const EngineStatement& statement) {
+    requireChangesAllowed();
+    if (!statement.changedRows.empty()) {
+        // Fails for a record that lacks fields: what it holds stands in the wrong columns.
+        static_cast<void>(reporting([&] {
+            return shownRows(client_.queryWith(statement.changedRows.c_str(), statement.conditionValues),
+                             statement.columns);
+        }));
+    }
+    const int result =
+        reporting([&] { return client_.executeWith(statement.text.c_str(), statement.values); });
+    if (result != 0) {
+        throw Failure("the engine refused the statement: " + statement.text);
+    }
+    if (inTransaction()) {
+        (statement.isDrop ? dropped_ : touched_).insert(statement.table);
+    }
+}
+
+ResultSet Session::runRaw(const std::string& statement) {
+    if (statement.find('\0') != std::string::npos) {
+        throw Failure("the statement holds a NUL byte, where the engine would end it");
+    }
+    const std::string text = Utils::leftTrimString(statement);
+    const std::string keyword = upperCase(text.substr(0, text.find_first_of(" \t\n\v\f\r(*;")));
+    if (keyword == "SELECT") {
+        return reporting([&] {
+            Rows rows = client_.query(statement.c_str());
+            return shownRows(std::move(rows),
+                             rawColumns(statement.substr(0, statement.find_last_not_of("; \t\n\v\f\r") + 1),
+                                        [this](const std::string& table) { return schemaOf(table); }));
+        });
+    }
+    requireChangesAllowed();
+    const int result = reporting([&] { return client_.execute(statement.c_str()); });
+    // Of all statements only ALTER TABLE gives 1 when it succeeds, and 0 when there is no such table.
+    if (result != (keyword == "ALTER" ? 1 : 0)) {
+        throw Failure("the engine did nothing: " + text);
+    }
+    if (inTransaction()) {
+        const std::vector<std::string> changed = tableNames(directory_, kBackupSuffix);
+        touched_.insert(changed.begin(), changed.end());
+    }
+    return {};
+}
+
+// ---- Transactions
+
+void Session::begin() {
+    requireChangesAllowed();
+    if (inTransaction()) {
+        throw Failure("a transaction is open already; end it with COMMIT or ROLLBACK");
+    }
+    transaction_.emplace(database_);
+}
+
+void Session::endTransaction(bool (Transaction::*end)(), const char* failure) {
+    if (!inTransaction()) {
+        throw Failure("no transaction is open; BEGIN opens one");
+    }
+    if (!reporting([&] { return ((*transaction_).*end)(); })) {
+        throw Failure(failure);
+    }
+    transaction_.reset();
+    touched_.clear();
+    dropped_.clear();
+}
+
+void Session::commit() {
+    endTransaction(&Transaction::commit, "the transaction could not be committed");
+}
+
+void Session::rollback() {
+    endTransaction(&Transaction::rollback, "the transaction could not be rolled back");
+}
+
+}  // namespace Kalt::Vemo::Tool

@@ -1,0 +1,231 @@
+#include "shell/Shell.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iomanip>
+#include <iostream>
+#include <sstream>
+#include <utility>
+#include <vector>
+
+#include "console/ExitStatus.h"
+#include "console/Printable.h"
+#include "console/Terminal.h"
+#include "sql/SqlLexer.h"
+
+namespace Kalt::Vemo::Tool {
+
+namespace {
+
+constexpr int kMaxReadDepth = 16;
+
+constexpr std::string_view kHelp = R"(.help           this list
+.log FILE|off   append the database's log to a file
+.mode MODE      print results as table, line, csv or json
+.quit           leave; an open transaction is rolled back
+.read FILE      run the statements of a file
+.schema [TABLE] print CREATE TABLE statements
+.tables         list the tables
+.timer on|off   print how long each statement takes
+Statements end with ";". BEGIN; COMMIT; ROLLBACK; drive a transaction.
+)";
+
+std::vector<std::string> wordsOf(const std::string& line) {
+    std::istringstream stream(line);
+    std::vector<std::string> words;
+    for (std::string word; stream >> word;) {
+        words.push_back(word);
+    }
+    return words;
+}
+
+std::string withoutBlanksAtStart(const std::string& text) {
+    const std::size_t first = text.find_first_not_of(" \t\r\n");
+    return first == std::string::npos ? "" : text.substr(first);
+}
+
+}  // namespace
+
+// Runs `action`, and prints what goes wrong with it behind the mark.
+void Shell::guarded(const std::string& mark, const std::string& text,
+                    void (Shell::*action)(const std::string&)) {
+    const auto start = std::chrono::steady_clock::now();
+    try {
+        (this->*action)(text);
+    } catch (const Failure& error) {
+        failed_ = true;
+        requireWritten(std::cout);
+        std::istringstream lines(error.what());
+        for (std::string line; std::getline(lines, line);) {
+            std::cerr << mark << Colours(STDERR_FILENO).error("error:") << ' ' << printable(line) << '\n';
+        }
+    }
+    requireWritten(std::cout);
+    if (timer_) {
+        const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+        std::cerr << "time: " << std::fixed << std::setprecision(3) << seconds.count() << " s\n";
+    }
+}
+
+void Shell::runText(const std::string& text) {
+    if (options_.raw && withoutBlanksAtStart(text).rfind('.', 0) != 0) {
+        guarded("", text, &Shell::runStatement);
+        return;
+    }
+    std::istringstream input(text);
+    runStream(input, "");
+}
+
+void Shell::runStream(std::istream& input, const std::string& name) {
+    std::string line;
+    for (std::size_t number = 1; !isOver() && std::getline(input, line); ++number) {
+        takeLine(line, name.empty() ? "" : printable(name) + ":" + std::to_string(number) + ": ");
+    }
+    if (input.bad()) {
+        throw Trouble(name + ": cannot be read to its end");
+    }
+    endOfInput();
+}
+
+void Shell::takeLine(const std::string& line, const std::string& mark) {
+    if (isBlankSoFar_) {
+        pendingMark_ = mark;
+        if (line.rfind('.', 0) == 0) {
+            guarded(mark, line, &Shell::runDotCommand);
+            return;
+        }
+    }
+    pending_ += line + '\n';
+    while (!isOver()) {
+        const std::size_t end = endOfStatement(pending_);
+        if (end == std::string::npos) {
+            break;
+        }
+        const std::string statement = pending_.substr(0, end);
+        pending_.erase(0, end);
+        guarded(pendingMark_, statement, &Shell::runStatement);
+        pendingMark_ = mark;
+    }
+    isBlankSoFar_ = isBlankStatement(pending_);
+    if (isBlankSoFar_) {
+        pending_.clear();
+    }
+}
+
+void Shell::endOfInput() {
+    std::string statement = std::exchange(pending_, {});
+    statement.erase(statement.find_last_not_of('\n') + 1);
+    const bool isBlank = std::exchange(isBlankSoFar_, true);
+    if (!isOver() && !isBlank) {
+        guarded(pendingMark_, statement, &Shell::runStatement);
+    }
+}
+
+void Shell::runStatement(const std::string& text) {
+    if (isBlankStatement(text)) {
+        return;
+    }
+    const StatementRewriter rewriter([this](const std::string& table) { return session_.schemaOf(table); },
+                                     [this](const std::string& table) { return session_.exists(table); });
+    if (options_.raw) {
+        std::string word = withoutBlanksAtStart(text);
+        word = upperCase(word.substr(0, word.find_first_of(" \t\r\n;")));
+        // Transactions are no statements of the engine.
+        if (word != "BEGIN" && word != "COMMIT" && word != "ROLLBACK") {
+            const ResultSet result = session_.runRaw(withoutBlanksAtStart(text));
+            if (!result.columns.empty()) {
+                show(result, options_.mode);
+            }
+            return;
+        }
+    }
+    const EngineStatement statement = rewriter.rewrite(text);
+    const ResultSet result = session_.run(statement);
+    if (statement.kind == EngineStatement::Kind::kQuery) {
+        show(result, options_.mode);
+    }
+}
+
+void Shell::runDotCommand(const std::string& line) {
+    const std::vector<std::string> words = wordsOf(line);
+    const std::string argument = words.size() > 1 ? words[1] : "";
+    struct DotCommand {
+        const char* name;
+        bool takesArgument;
+        bool needsArgument;
+        void (Shell::*run)(const std::string&);
+    };
+    static constexpr DotCommand kCommands[] = {{".log", true, true, &Shell::setLog},
+                                               {".mode", true, true, &Shell::setMode},
+                                               {".read", true, true, &Shell::readFile},
+                                               {".schema", true, false, &Shell::printSchema},
+                                               {".timer", true, true, &Shell::setTimer}};
+    if (words.size() > 2) {
+        throw Failure(words[0] + " takes one word; .help lists the commands");
+    }
+    for (const DotCommand& command : kCommands) {
+        if (words[0] == command.name) {
+            if (argument.empty() && command.needsArgument) {
+                throw Failure(words[0] + " needs a word; .help lists the commands");
+            }
+            (this->*command.run)(argument);
+            return;
+        }
+    }
+    if (words.size() == 1 && (words[0] == ".quit" || words[0] == ".exit")) {
+        quit_ = true;
+    } else if (words.size() == 1 && words[0] == ".help") {
+        std::cout << kHelp;
+    } else if (words.size() == 1 && words[0] == ".tables") {
+        for (const std::string& table : session_.tables()) {
+            std::cout << table << '\n';
+        }
+    } else {
+        throw Failure("no such command: " + line + "; .help lists the commands");
+    }
+}
+
+void Shell::readFile(const std::string& name) {
+    std::ifstream file(name);
+    if (!file || std::filesystem::is_directory(name)) {
+        throw Failure(name + ": cannot be read");
+    }
+    if (readDepth_ == kMaxReadDepth) {
+        throw Failure(name + ": more than " + std::to_string(kMaxReadDepth) + " files read each other");
+    }
+    ++readDepth_;
+    runStream(file, name);
+    --readDepth_;
+}
+
+void Shell::setMode(const std::string& name) {
+    options_.mode = modeOf(name);
+}
+
+void Shell::setTimer(const std::string& word) {
+    if (word != "on" && word != "off") {
+        throw Failure(".timer takes on or off");
+    }
+    timer_ = word == "on";
+}
+
+void Shell::setLog(const std::string& name) {
+    if (name == "off") {
+        session_.log().stopCopying();
+        return;
+    }
+    try {
+        session_.log().copyTo(name);
+    } catch (const Trouble& error) {
+        throw Failure(error.what());
+    }
+}
+
+void Shell::printSchema(const std::string& table) {
+    std::cout << session_.createStatements(table);
+}
+
+}  // namespace Kalt::Vemo::Tool
