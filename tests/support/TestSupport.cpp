@@ -74,6 +74,24 @@ Files readFiles(const std::string& path) {
     return result;
 }
 
+void restoreFiles(const std::string& directory, const Files& content) {
+    std::filesystem::create_directory(directory);
+    const Files found = readFiles(directory);
+    for (const auto& [name, bytes] : found) {
+        if (content.count(name) == 0) {
+            std::filesystem::remove(directory + "/" + name);
+        }
+    }
+    for (const auto& [name, bytes] : content) {
+        const auto old = found.find(name);
+        if (old == found.end() || old->second != bytes) {
+            // A new file: some file systems put one that is emptied and written anew on the disk at once.
+            std::filesystem::remove(directory + "/" + name);
+            writeFile(directory + "/" + name, bytes);
+        }
+    }
+}
+
 std::vector<std::string> listDirectory(const std::string& path) {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(path)) {

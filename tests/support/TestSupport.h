@@ -50,6 +50,9 @@ using Files = std::map<std::string, std::string>;
 /// The regular files of a directory.
 Files readFiles(const std::string& path);
 
+/// Makes a directory hold these files and nothing else. A file that has the wanted content stays as it is.
+void restoreFiles(const std::string& directory, const Files& content);
+
 /// Names of the entries of a directory, sorted.
 std::vector<std::string> listDirectory(const std::string& path);
 
