@@ -313,5 +313,9 @@ TEST_F(PageTest, EverySampleOfTheSqlPageIsTrue) {
     EXPECT_GT(runPage("sql.md", true), 200);
 }
 
+TEST_F(PageTest, EveryFileOfTheFormatPageIsTrue) {
+    EXPECT_GE(runPage("file-format.md", false), 6);
+}
+
 }  // namespace
 }  // namespace Kalt::Vemo::Test
