@@ -23,8 +23,8 @@ private:
     std::string path_;
 };
 
-/// While it lives, the C library's locale is a German one, with a decimal comma. It is made for the occasion:
-/// few machines have one installed. Fails the test when that does not work.
+/// While it lives, the C library reads and writes numbers as in German, with a decimal comma. The locale is
+/// made for the occasion: few machines have one installed. Fails the test when that does not work.
 class GermanLocale {
 public:
     GermanLocale();
