@@ -59,96 +59,102 @@ protected:
     }
 };
 
+constexpr Fate kKept = Fate::kKept;
+constexpr Fate kDiscarded = Fate::kDiscarded;
+constexpr Fate kCopied = Fate::kCopied;
+constexpr Fate kDropped = Fate::kDropped;
+
+/// A journal that a start finds, and what becomes of the two tables.
+struct FoundJournal {
+    std::string name;
+    std::optional<std::string> journal;
+    Fate a;
+    Fate b;
+};
+
+const std::string kLongName(1100, 'x');
+const std::string kFullLine(1023, 'x');  // the longest piece that the reader takes as one line
+
+const std::vector<FoundJournal> kFoundJournals{
+    {"missing", std::nullopt, kKept, kKept},
+    {"empty", ""s, kKept, kKept},
+    {"at rest", "0\n"s, kKept, kKept},
+    {"at rest without line feed", "0"s, kKept, kKept},
+    {"copying, no table", "1\n"s, kKept, kKept},
+    {"copying, no table, no line feed", "1"s, kKept, kKept},
+
+    {"raw INSERT", "0\n\x01~a\n"s, kDiscarded, kKept},
+    {"raw DELETE", "0\n\x02~a\n"s, kDiscarded, kKept},
+    {"raw UPDATE", "0\n\x03~a\n"s, kDiscarded, kKept},
+    {"raw CREATE", "0\n\x04~a\n"s, kDiscarded, kKept},
+    {"raw DROP", "0\n\x05~a\n"s, kDiscarded, kKept},
+    {"two raw codes", "0\n\x01~a\n\x03~b\n"s, kDiscarded, kDiscarded},
+    {"changed, then dropped", "0\n5~a\n"s, kDropped, kKept},
+    {"changed, and changed, then dropped", "0\n\x01~a\n5~b\n"s, kDiscarded, kDropped},
+
+    {"copying one table", "1\n\x01~a\n"s, kKept, kKept},
+    {"copying two tables", "1\n\x01~a\n\x01~b\n"s, kKept, kDiscarded},
+    {"copying, the first was dropped", "1\n5~a\n\x01~b\n"s, kKept, kDiscarded},
+    {"copying, the second was dropped", "1\n\x01~a\n5~b\n"s, kKept, kDropped},
+    {"copying twice over", "1\n1\n5~a\n5~b\n"s, kKept, kDropped},
+    {"copying, then at rest", "1\n0\n5~a\n"s, kDropped, kKept},
+    {"copying, then an empty line", "1\n\n5~a\n"s, kDropped, kKept},
+    {"copying, first table's code is 1", "1\n1~a\n5~b\n5~a\n"s, kDropped, kKept},
+    {"state line with a second field", "0~5\n5~a\n"s, kDropped, kKept},
+    {"copying with a second field", "1~a\n5~b\n"s, kKept, kKept},
+    {"state 10", "10\n5~a\n"s, kDropped, kKept},
+    {"state 01", "01\n5~a\n"s, kDropped, kKept},
+    {"state with a blank", " 1\n5~a\n"s, kDropped, kKept},
+    {"empty state line", "\n5~a\n"s, kDropped, kKept},
+    {"no state line", "5~a\n5~b\n"s, kKept, kDropped},
+
+    {"digit 0", "0\n0~a\n"s, kDiscarded, kKept},
+    {"digit 1", "0\n1~a\n"s, kCopied, kKept},
+    {"digit 2", "0\n2~a\n"s, kCopied, kKept},
+    {"digit 3", "0\n3~a\n"s, kCopied, kKept},
+    {"digit 4", "0\n4~a\n"s, kCopied, kKept},
+    {"digit 6", "0\n6~a\n"s, kDiscarded, kKept},
+    {"negative", "0\n-1~a\n"s, kDiscarded, kKept},
+    {"no number", "0\nINSERT~a\n"s, kDiscarded, kKept},
+    {"blank before", "0\n 5~a\n"s, kDropped, kKept},
+    {"plus sign", "0\n+5~a\n"s, kDropped, kKept},
+    {"text behind", "0\n5th~a\n"s, kDropped, kKept},
+    {"256 is 0", "0\n256~a\n"s, kDiscarded, kKept},
+    {"257 is 1", "0\n257~a\n"s, kCopied, kKept},
+    {"261 is 5", "0\n261~a\n"s, kDropped, kKept},
+    {"-251 is 5", "0\n-251~a\n"s, kDropped, kKept},
+    {"65541 is 5", "0\n65541~a\n"s, kDropped, kKept},
+
+    {"the first line for a table counts", "0\n1~a\n5~a\n"s, kCopied, kKept},
+    {"also when it drops", "0\n5~a\n1~a\n"s, kDropped, kKept},
+    {"one field", "0\n5\n5~b\n"s, kKept, kDropped},
+    {"three fields", "0\n5~a~b\n"s, kKept, kKept},
+    {"three fields, then two", "0\n5~a~x\n5~b\n"s, kKept, kDropped},
+    {"empty line between", "0\n\n5~a\n\n\n5~b\n\n"s, kDropped, kDropped},
+    {"runs of separators", "0\n~5~~a~\n"s, kDropped, kKept},
+    {"only separators", "0\n~~~~\n5~b\n"s, kKept, kDropped},
+    {"no last line feed", "0\n5~a\n5~bx"s, kDropped, kDropped},
+    {"no last line feed, one letter", "0\n5~a\n5~b"s, kDropped, kKept},
+    {"carriage returns", "0\r\n5~a\r\n"s, kKept, kKept},
+    {"carriage return behind the state", "1\r\n5~a\n"s, kDropped, kKept},
+    {"name of another case", "0\n5~A\n"s, kKept, kKept},
+    {"name with a blank", "0\n5~a \n"s, kKept, kKept},
+    {"table that is not there", "0\n5~gone\n5~a\n"s, kDropped, kKept},
+
+    {"NUL in the state line", "\0\n5~a\n"s, kDropped, kKept},
+    {"NUL behind the state", "1\0\n5~a\n"s, kDropped, kKept},
+    {"NUL behind two state letters", "1x\0\n5~a\n5~b\n"s, kKept, kDropped},
+    {"NUL behind the name", "0\n5~a\0rest\n5~b\n"s, kKept, kDropped},
+    {"NUL one behind the name", "0\n5~ax\0rest\n"s, kDropped, kKept},
+    {"only NULs", std::string(5000, '\0'), kKept, kKept},
+    {"long name", "0\n5~" + kLongName + "\n5~b\n", kKept, kDropped},
+    {"line feed just outside of a line", "0\n" + kFullLine + "\n5~b\n", kKept, kDropped},
+    {"rest of a long line", "0\n" + kFullLine + "5~a\n", kDropped, kKept},
+    {"long state line", std::string(3000, '1') + "\n5~a\n", kDropped, kKept},
+};
+
 TEST_F(RecoveryTest, EachFormOfTheJournalDecidesOverItsTables) {
-    constexpr Fate kKept = Fate::kKept;
-    constexpr Fate kDiscarded = Fate::kDiscarded;
-    constexpr Fate kCopied = Fate::kCopied;
-    constexpr Fate kDropped = Fate::kDropped;
-    struct Row {
-        std::string name;
-        std::optional<std::string> journal;
-        Fate a;
-        Fate b;
-    };
-    const std::string longName(1100, 'x');
-    const Row journals[] = {
-        {"missing", std::nullopt, kKept, kKept},
-        {"empty", ""s, kKept, kKept},
-        {"at rest", "0\n"s, kKept, kKept},
-        {"at rest without line feed", "0"s, kKept, kKept},
-        {"copying, no table", "1\n"s, kKept, kKept},
-        {"copying, no table, no line feed", "1"s, kKept, kKept},
-
-        {"raw INSERT", "0\n\x01~a\n"s, kDiscarded, kKept},
-        {"raw DELETE", "0\n\x02~a\n"s, kDiscarded, kKept},
-        {"raw UPDATE", "0\n\x03~a\n"s, kDiscarded, kKept},
-        {"raw CREATE", "0\n\x04~a\n"s, kDiscarded, kKept},
-        {"raw DROP", "0\n\x05~a\n"s, kDiscarded, kKept},
-        {"two raw codes", "0\n\x01~a\n\x03~b\n"s, kDiscarded, kDiscarded},
-        {"changed, then dropped", "0\n5~a\n"s, kDropped, kKept},
-        {"changed, and changed, then dropped", "0\n\x01~a\n5~b\n"s, kDiscarded, kDropped},
-
-        {"copying one table", "1\n\x01~a\n"s, kKept, kKept},
-        {"copying two tables", "1\n\x01~a\n\x01~b\n"s, kKept, kDiscarded},
-        {"copying, the first was dropped", "1\n5~a\n\x01~b\n"s, kKept, kDiscarded},
-        {"copying, the second was dropped", "1\n\x01~a\n5~b\n"s, kKept, kDropped},
-        {"copying twice over", "1\n1\n5~a\n5~b\n"s, kKept, kDropped},
-        {"copying, then at rest", "1\n0\n5~a\n"s, kDropped, kKept},
-        {"copying, then an empty line", "1\n\n5~a\n"s, kDropped, kKept},
-        {"copying, first table's code is 1", "1\n1~a\n5~b\n5~a\n"s, kDropped, kKept},
-        {"state line with a second field", "0~5\n5~a\n"s, kDropped, kKept},
-        {"copying with a second field", "1~a\n5~b\n"s, kKept, kKept},
-        {"state 10", "10\n5~a\n"s, kDropped, kKept},
-        {"state 01", "01\n5~a\n"s, kDropped, kKept},
-        {"state with a blank", " 1\n5~a\n"s, kDropped, kKept},
-        {"empty state line", "\n5~a\n"s, kDropped, kKept},
-        {"no state line", "5~a\n5~b\n"s, kKept, kDropped},
-
-        {"digit 0", "0\n0~a\n"s, kDiscarded, kKept},
-        {"digit 1", "0\n1~a\n"s, kCopied, kKept},
-        {"digit 2", "0\n2~a\n"s, kCopied, kKept},
-        {"digit 3", "0\n3~a\n"s, kCopied, kKept},
-        {"digit 4", "0\n4~a\n"s, kCopied, kKept},
-        {"digit 6", "0\n6~a\n"s, kDiscarded, kKept},
-        {"negative", "0\n-1~a\n"s, kDiscarded, kKept},
-        {"no number", "0\nINSERT~a\n"s, kDiscarded, kKept},
-        {"blank before", "0\n 5~a\n"s, kDropped, kKept},
-        {"plus sign", "0\n+5~a\n"s, kDropped, kKept},
-        {"text behind", "0\n5th~a\n"s, kDropped, kKept},
-        {"256 is 0", "0\n256~a\n"s, kDiscarded, kKept},
-        {"257 is 1", "0\n257~a\n"s, kCopied, kKept},
-        {"261 is 5", "0\n261~a\n"s, kDropped, kKept},
-        {"-251 is 5", "0\n-251~a\n"s, kDropped, kKept},
-        {"65541 is 5", "0\n65541~a\n"s, kDropped, kKept},
-
-        {"the first line for a table counts", "0\n1~a\n5~a\n"s, kCopied, kKept},
-        {"also when it drops", "0\n5~a\n1~a\n"s, kDropped, kKept},
-        {"one field", "0\n5\n5~b\n"s, kKept, kDropped},
-        {"three fields", "0\n5~a~b\n"s, kKept, kKept},
-        {"three fields, then two", "0\n5~a~x\n5~b\n"s, kKept, kDropped},
-        {"empty line between", "0\n\n5~a\n\n\n5~b\n\n"s, kDropped, kDropped},
-        {"runs of separators", "0\n~5~~a~\n"s, kDropped, kKept},
-        {"only separators", "0\n~~~~\n5~b\n"s, kKept, kDropped},
-        {"no last line feed", "0\n5~a\n5~bx"s, kDropped, kDropped},
-        {"no last line feed, one letter", "0\n5~a\n5~b"s, kDropped, kKept},
-        {"carriage returns", "0\r\n5~a\r\n"s, kKept, kKept},
-        {"carriage return behind the state", "1\r\n5~a\n"s, kDropped, kKept},
-        {"name of another case", "0\n5~A\n"s, kKept, kKept},
-        {"name with a blank", "0\n5~a \n"s, kKept, kKept},
-        {"table that is not there", "0\n5~gone\n5~a\n"s, kDropped, kKept},
-
-        {"NUL in the state line", "\0\n5~a\n"s, kDropped, kKept},
-        {"NUL behind the state", "1\0\n5~a\n"s, kDropped, kKept},
-        {"NUL behind two state letters", "1x\0\n5~a\n5~b\n"s, kKept, kDropped},
-        {"NUL behind the name", "0\n5~a\0rest\n5~b\n"s, kKept, kDropped},
-        {"NUL one behind the name", "0\n5~ax\0rest\n"s, kDropped, kKept},
-        {"only NULs", std::string(5000, '\0'), kKept, kKept},
-        {"long name", "0\n5~" + longName + "\n5~b\n", kKept, kDropped},
-        {"line feed just outside of a line", "0\n" + std::string(1023, 'x') + "\n5~b\n", kKept, kDropped},
-        {"rest of a long line", "0\n" + std::string(1023, 'x') + "5~a\n", kDropped, kKept},
-        {"long state line", std::string(3000, '1') + "\n5~a\n", kDropped, kKept},
-    };
-    for (const Row& row : journals) {
+    for (const FoundJournal& row : kFoundJournals) {
         SCOPED_TRACE(row.name);
         reset();
         putTable("a");

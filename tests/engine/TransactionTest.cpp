@@ -638,154 +638,98 @@ private:
     void giveBackOne() { EXPECT_EQ(exec("no statement"), 1); }
 };
 
-TEST_F(LockTest, EveryPathKeepsItsCounts) {
-    struct Row {
-        std::string name;
-        int counts;
-        std::function<void()> steps;
-    };
-    const auto begin = [this] { EXPECT_TRUE(database->beginTransaction()); };
-    const auto commit = [this](bool result) { EXPECT_EQ(database->commitTransaction(), result); };
-    const auto rollback = [this](bool result) { EXPECT_EQ(database->rollbackTransaction(), result); };
-    const auto insert = [this] { EXPECT_EQ(exec("INSERT INTO t (a) VALUES (?);", "1"), 0); };
-    const auto loseWorkingCopy = [this] { std::filesystem::remove(backupFile("t")); };
+/// What a thread may do between two looks at the lock.
+class LockPathTest : public LockTest {
+public:
+    void begin() { EXPECT_TRUE(database->beginTransaction()); }
+    void commit() { EXPECT_TRUE(database->commitTransaction()); }
+    void failToCommit() { EXPECT_FALSE(database->commitTransaction()); }
+    void rollBack() { EXPECT_TRUE(database->rollbackTransaction()); }
+    void failToRollBack() { EXPECT_FALSE(database->rollbackTransaction()); }
 
-    const Row paths[] = {
-        {"nothing", 0, [] {}},
-        {"a statement", 0, insert},
-        {"a failed statement", 0, [&] { exec("INSERT INTO missing (a) VALUES (?);", "1"); }},
-        {"an unknown statement", 0, [&] { EXPECT_EQ(exec("VACUUM THE DATABASE;"), 0); }},
-        {"an incomplete statement", 0, [&] { EXPECT_EQ(exec("DROP TABLE;"), 1); }},
-        {"a query", 0, [&] { EXPECT_NE(query("SELECT * FROM t;"), nullptr); }},
-        {"a failed query", 0, [&] { EXPECT_EQ(query("SELECT * FROM missing;"), nullptr); }},
-        {"ALTER of a table", 0, [&] { EXPECT_EQ(exec("ALTER TABLE x t ADD COLUMN b TEXT;"), 1); }},
-        {"ALTER of a missing table", 1, [&] { EXPECT_EQ(exec("ALTER TABLE t ADD COLUMN b TEXT;"), 0); }},
-        {"ALTER of a missing table, twice", 2,
-         [&] {
-             exec("ALTER TABLE t ADD COLUMN b TEXT;");
-             exec("ALTER TABLE t ADD COLUMN b TEXT;");
-         }},
-        {"begin", 1, begin},
-        {"begin, statement", 1,
-         [&] {
-             begin();
-             insert();
-         }},
-        {"begin, failed statement", 1,
-         [&] {
-             begin();
-             exec("INSERT INTO missing (a) VALUES (?);", "1");
-         }},
-        {"begin, failed query", 1,
-         [&] {
-             begin();
-             EXPECT_EQ(query("SELECT * FROM missing;"), nullptr);
-         }},
-        {"begin, statement without its end", 0,
-         [&] {
-             begin();
-             EXPECT_EQ(exec("INSERT INTO t (a) VALUES (?)", "1"), 1);
-         }},
-        {"begin, query without its end", 0,
-         [&] {
-             begin();
-             EXPECT_EQ(query("SELECT * FROM t"), nullptr);
-         }},
-        {"begin, query without FROM", 0,
-         [&] {
-             begin();
-             EXPECT_EQ(query("SELECT *;"), nullptr);
-         }},
-        {"begin, commit", 0,
-         [&] {
-             begin();
-             insert();
-             commit(true);
-         }},
-        {"begin, rollback", 0,
-         [&] {
-             begin();
-             insert();
-             rollback(true);
-         }},
-        {"begin, begin", 2,
-         [&] {
-             begin();
-             begin();
-         }},
-        {"begin, begin, commit", 1,
-         [&] {
-             begin();
-             begin();
-             commit(true);
-         }},
-        {"begin, begin, rollback", 1,
-         [&] {
-             begin();
-             begin();
-             rollback(true);
-         }},
-        {"commit alone", 1, [&] { commit(false); }},
-        {"rollback alone", 1, [&] { rollback(false); }},
-        {"commit alone, rollback alone", 2,
-         [&] {
-             commit(false);
-             rollback(false);
-         }},
-        {"begin, begin, commit, commit", 2,
-         [&] {
-             begin();
-             begin();
-             commit(true);
-             commit(false);
-         }},
-        {"a commit that fails", 2,
-         [&] {
-             begin();
-             insert();
-             loseWorkingCopy();
-             commit(false);
-         }},
-        {"a commit that fails twice", 3,
-         [&] {
-             begin();
-             insert();
-             loseWorkingCopy();
-             commit(false);
-             commit(false);
-         }},
-        {"a commit that fails, then rollback", 1,
-         [&] {
-             begin();
-             insert();
-             loseWorkingCopy();
-             commit(false);
-             rollback(true);
-         }},
-        {"a rollback that fails", 2,
-         [&] {
-             begin();
-             insert();
-             std::filesystem::remove(journalFile());
-             std::filesystem::create_directory(journalFile());
-             rollback(false);
-             std::filesystem::remove(journalFile());
-         }},
-        {"a rollback that fails, then one that does not", 1,
-         [&] {
-             begin();
-             insert();
-             std::filesystem::remove(journalFile());
-             std::filesystem::create_directory(journalFile());
-             rollback(false);
-             std::filesystem::remove(journalFile());
-             rollback(true);
-         }},
-    };
-    for (const Row& row : paths) {
-        SCOPED_TRACE(row.name);
-        row.steps();
-        expectHeld(row.counts);
+    void insert() { EXPECT_EQ(exec("INSERT INTO t (a) VALUES (?);", "1"), 0); }
+    void insertIntoNoTable() { EXPECT_EQ(exec("INSERT INTO missing (a) VALUES (?);", "1"), 0); }
+    void insertWithoutEnd() { EXPECT_EQ(exec("INSERT INTO t (a) VALUES (?)", "1"), 1); }
+    void unknownStatement() { EXPECT_EQ(exec("VACUUM THE DATABASE;"), 0); }
+    void incompleteStatement() { EXPECT_EQ(exec("DROP TABLE;"), 1); }
+    void alter() { EXPECT_EQ(exec("ALTER TABLE x t ADD COLUMN b TEXT;"), 1); }
+    void alterNoTable() { EXPECT_EQ(exec("ALTER TABLE t ADD COLUMN b TEXT;"), 0); }
+
+    void select() { EXPECT_NE(query("SELECT * FROM t;"), nullptr); }
+    void selectFromNoTable() { EXPECT_EQ(query("SELECT * FROM missing;"), nullptr); }
+    void selectWithoutEnd() { EXPECT_EQ(query("SELECT * FROM t"), nullptr); }
+    void selectWithoutFrom() { EXPECT_EQ(query("SELECT *;"), nullptr); }
+
+    void loseWorkingCopy() { std::filesystem::remove(backupFile("t")); }
+    void blockJournal() {
+        std::filesystem::remove(journalFile());
+        std::filesystem::create_directory(journalFile());
+    }
+    void freeJournal() { std::filesystem::remove(journalFile()); }
+};
+
+using Path = LockPathTest;
+
+/// Steps from a lock that nobody holds, and how often the thread holds it after them.
+struct LockPath {
+    const char* name;
+    std::vector<void (Path::*)()> steps;
+    int counts;
+};
+
+const std::vector<LockPath> kLockPaths{
+    {"nothing", {}, 0},
+    {"a statement", {&Path::insert}, 0},
+    {"a failed statement", {&Path::insertIntoNoTable}, 0},
+    {"an unknown statement", {&Path::unknownStatement}, 0},
+    {"an incomplete statement", {&Path::incompleteStatement}, 0},
+    {"a query", {&Path::select}, 0},
+    {"a failed query", {&Path::selectFromNoTable}, 0},
+    {"ALTER of a table", {&Path::alter}, 0},
+    {"ALTER of a missing table", {&Path::alterNoTable}, 1},
+    {"ALTER of a missing table, twice", {&Path::alterNoTable, &Path::alterNoTable}, 2},
+
+    {"begin", {&Path::begin}, 1},
+    {"begin, statement", {&Path::begin, &Path::insert}, 1},
+    {"begin, failed statement", {&Path::begin, &Path::insertIntoNoTable}, 1},
+    {"begin, failed query", {&Path::begin, &Path::selectFromNoTable}, 1},
+    {"begin, statement without its end", {&Path::begin, &Path::insertWithoutEnd}, 0},
+    {"begin, query without its end", {&Path::begin, &Path::selectWithoutEnd}, 0},
+    {"begin, query without FROM", {&Path::begin, &Path::selectWithoutFrom}, 0},
+    {"begin, commit", {&Path::begin, &Path::insert, &Path::commit}, 0},
+    {"begin, rollback", {&Path::begin, &Path::insert, &Path::rollBack}, 0},
+    {"begin, begin", {&Path::begin, &Path::begin}, 2},
+    {"begin, begin, commit", {&Path::begin, &Path::begin, &Path::commit}, 1},
+    {"begin, begin, rollback", {&Path::begin, &Path::begin, &Path::rollBack}, 1},
+    {"begin, begin, commit, commit", {&Path::begin, &Path::begin, &Path::commit, &Path::failToCommit}, 2},
+
+    {"commit alone", {&Path::failToCommit}, 1},
+    {"rollback alone", {&Path::failToRollBack}, 1},
+    {"commit alone, rollback alone", {&Path::failToCommit, &Path::failToRollBack}, 2},
+
+    {"a commit that fails", {&Path::begin, &Path::insert, &Path::loseWorkingCopy, &Path::failToCommit}, 2},
+    {"a commit that fails twice",
+     {&Path::begin, &Path::insert, &Path::loseWorkingCopy, &Path::failToCommit, &Path::failToCommit},
+     3},
+    {"a commit that fails, then rollback",
+     {&Path::begin, &Path::insert, &Path::loseWorkingCopy, &Path::failToCommit, &Path::rollBack},
+     1},
+    {"a rollback that fails",
+     {&Path::begin, &Path::insert, &Path::blockJournal, &Path::failToRollBack, &Path::freeJournal},
+     2},
+    {"a rollback that fails, then one that does not",
+     {&Path::begin, &Path::insert, &Path::blockJournal, &Path::failToRollBack, &Path::freeJournal,
+      &Path::rollBack},
+     1},
+};
+
+TEST_F(LockPathTest, EveryPathKeepsItsCounts) {
+    for (const LockPath& path : kLockPaths) {
+        SCOPED_TRACE(path.name);
+        for (const auto step : path.steps) {
+            (this->*step)();
+        }
+        expectHeld(path.counts);
         reopen();
     }
 }

@@ -667,74 +667,78 @@ TEST_F(WhereEvaluationTest, OperatorsWithoutAMeaningGiveZero) {
     }
 }
 
+struct LikeRow {
+    std::string value;
+    std::string pattern;
+    bool matches;
+};
+
+const std::vector<LikeRow> kLikeRows{
+    {"", "", true},
+    {"a", "", false},
+    {"", "%", true},
+    {"abc", "%", true},
+    {"%", "%", true},
+    {"", "%%", true},
+    {"abc", "%%", true},
+    // The text stands anywhere.
+    {"xaby", "%ab%", true},
+    {"ab", "%ab%", true},
+    {"abx", "%ab%", true},
+    {"xab", "%ab%", true},
+    {"a", "%ab%", false},
+    {"", "%ab%", false},
+    {"axb", "%ab%", false},
+    {"xABy", "%ab%", false},
+    {"a", "%a%", true},
+    // At the start.
+    {"abc", "ab%", true},
+    {"ab", "ab%", true},
+    {"xab", "ab%", false},
+    {"a", "ab%", false},
+    {"", "ab%", false},
+    {"abc", "AB%", false},
+    {"ABC", "AB%", true},
+    {"a", "a%", true},
+    // At the end.
+    {"xab", "%ab", true},
+    {"ab", "%ab", true},
+    {"abab", "%ab", true},
+    {"abx", "%ab", false},
+    {"b", "%ab", false},
+    {"", "%ab", false},
+    {"a", "%a", true},
+    // No wildcard.
+    {"abc", "abc", true},
+    {"abcd", "abc", false},
+    {"ab", "abc", false},
+    {"ABC", "abc", false},
+    {"abc", "a_c", false},
+    {"a_c", "a_c", true},
+    // A "%" is an ordinary character within the pattern.
+    {"a%b", "a%b", true},
+    {"ab", "a%b", false},
+    {"axb", "a%b", false},
+    {"xa%by", "%a%b%", true},
+    {"xaby", "%a%b%", false},
+    {"xa%b", "%a%b", true},
+    {"xab", "%a%b", false},
+    {"a%bx", "a%b%", true},
+    {"abx", "a%b%", false},
+    {"a%b", "%%%", true},
+    {"ab", "%%%", false},
+    {"%a", "%%a", true},
+    {"a", "%%a", false},
+    {"a\\b", "a\\%", true},
+    {"a%", "a\\%", false},
+};
+
 TEST_F(WhereEvaluationTest, LikePatterns) {
-    const struct {
-        std::string value, pattern;
-        int expected;
-    } rows[] = {
-        {"", "", 1},
-        {"a", "", 0},
-        {"", "%", 1},
-        {"abc", "%", 1},
-        {"%", "%", 1},
-        {"", "%%", 1},
-        {"abc", "%%", 1},
-        // anywhere
-        {"xaby", "%ab%", 1},
-        {"ab", "%ab%", 1},
-        {"abx", "%ab%", 1},
-        {"xab", "%ab%", 1},
-        {"a", "%ab%", 0},
-        {"", "%ab%", 0},
-        {"axb", "%ab%", 0},
-        {"xABy", "%ab%", 0},
-        {"a", "%a%", 1},
-        // at the start
-        {"abc", "ab%", 1},
-        {"ab", "ab%", 1},
-        {"xab", "ab%", 0},
-        {"a", "ab%", 0},
-        {"", "ab%", 0},
-        {"abc", "AB%", 0},
-        {"ABC", "AB%", 1},
-        {"a", "a%", 1},
-        // at the end
-        {"xab", "%ab", 1},
-        {"ab", "%ab", 1},
-        {"abab", "%ab", 1},
-        {"abx", "%ab", 0},
-        {"b", "%ab", 0},
-        {"", "%ab", 0},
-        {"a", "%a", 1},
-        // no wildcard
-        {"abc", "abc", 1},
-        {"abcd", "abc", 0},
-        {"ab", "abc", 0},
-        {"ABC", "abc", 0},
-        {"abc", "a_c", 0},
-        {"a_c", "a_c", 1},
-        // "%" is an ordinary character within the pattern
-        {"a%b", "a%b", 1},
-        {"ab", "a%b", 0},
-        {"axb", "a%b", 0},
-        {"xa%by", "%a%b%", 1},
-        {"xaby", "%a%b%", 0},
-        {"xa%b", "%a%b", 1},
-        {"xab", "%a%b", 0},
-        {"a%bx", "a%b%", 1},
-        {"abx", "a%b%", 0},
-        {"a%b", "%%%", 1},
-        {"ab", "%%%", 0},
-        {"%a", "%%a", 1},
-        {"a", "%%a", 0},
-        {"a\\b", "a\\%", 1},
-        {"a%", "a\\%", 0},
-    };
-    for (const auto& row : rows) {
+    for (const LikeRow& row : kLikeRows) {
         SCOPED_TRACE("[" + row.value + "] LIKE [" + row.pattern + "]");
-        EXPECT_EQ(where.likeOperater(row.value, row.pattern), row.expected);
+        EXPECT_EQ(where.likeOperater(row.value, row.pattern), row.matches ? 1 : 0);
         for (const unsigned char type : {kInteger, kReal, kText}) {
-            EXPECT_EQ(where.operation("LIKE", type, row.value, row.pattern, false), row.expected);
+            EXPECT_EQ(where.operation("LIKE", type, row.value, row.pattern, false), row.matches ? 1 : 0);
         }
     }
 }
@@ -795,45 +799,67 @@ TEST_F(WhereEvaluationTest, RandomIntegersCompareAsThePlatformConvertsThem) {
     }
 }
 
-// A condition is resolved once and then computed for each record. Running through its postfix list word by
-// word, with a stack of texts, must give the same.
-TEST_F(WhereEvaluationTest, RandomConditionsGiveWhatAStackOfTextsGives) {
-    const auto onAStack = [](WhereClause& clause, Words& fields) -> std::string {
-        Words stack;
-        for (const std::string& word : clause.postfix()) {
-            int precedence = 0;
-            if (!clause.isOperatorAndprecedence(word, precedence)) {
-                stack.push_back(word);
-                continue;
-            }
-            if (stack.size() < 2) {
-                return kTooFewOperands;
-            }
-            bool null = false;
-            bool rightIsColumn = false;
-            bool leftIsColumn = false;
-            std::string right;
-            std::string left;
-            const auto rightType =
-                clause.getOperandValueType(stack.back(), right, null, fields, rightIsColumn);
-            stack.pop_back();
-            const auto leftType = clause.getOperandValueType(stack.back(), left, null, fields, leftIsColumn);
-            stack.pop_back();
-            const auto type = rightIsColumn == leftIsColumn ? std::max(rightType, leftType)
-                              : rightIsColumn               ? rightType
-                                                            : leftType;
-            stack.push_back(std::to_string(clause.operation(word, type, left, right, null)));
+/// Runs through a condition's postfix list word by word, with a stack of texts.
+std::string holdsOnAStack(WhereClause& clause, Words& fields) {
+    Words stack;
+    for (const std::string& word : clause.postfix()) {
+        int precedence = 0;
+        if (!clause.isOperatorAndprecedence(word, precedence)) {
+            stack.push_back(word);
+            continue;
         }
-        if (stack.size() != 1) {
-            return kWrongClause;
+        if (stack.size() < 2) {
+            return kTooFewOperands;
         }
-        return stack.front() != "0" ? "holds" : "holds not";
-    };
+        bool null = false;
+        bool rightIsColumn = false;
+        bool leftIsColumn = false;
+        std::string right;
+        std::string left;
+        const auto rightType = clause.getOperandValueType(stack.back(), right, null, fields, rightIsColumn);
+        stack.pop_back();
+        const auto leftType = clause.getOperandValueType(stack.back(), left, null, fields, leftIsColumn);
+        stack.pop_back();
+        const auto type = rightIsColumn == leftIsColumn ? std::max(rightType, leftType)
+                          : rightIsColumn               ? rightType
+                                                        : leftType;
+        stack.push_back(std::to_string(clause.operation(word, type, left, right, null)));
+    }
+    if (stack.size() != 1) {
+        return kWrongClause;
+    }
+    return stack.front() != "0" ? "holds" : "holds not";
+}
 
+/// Operands and operators by turns, now and then out of turn.
+Words randomCondition(std::mt19937& random) {
+    static const Words operands = {"id",   "price", "name", "ROWID", "'it''s'", "'abc'", "'%b%'",
+                                   "'a%'", "10",    "2.5",  "7",     "1",       "0",     "colour"};
+    static const Words operators = {"=",   "!=", ">",   "<",  ">=", "<=", "LIKE",
+                                    "AND", "OR", "AND", "OR", "+",  "NOT"};
+    Words condition;
+    const std::size_t length = 1 + random() % 11;
+    while (condition.size() < length) {
+        const bool isOutOfTurn = random() % 32 == 0;
+        const bool isOperator = (condition.size() % 2 == 1) != isOutOfTurn;
+        const Words& words = isOperator ? operators : operands;
+        condition.push_back(words[random() % words.size()]);
+    }
+    return condition;
+}
+
+/// What `answer` gives, or the error that it raises.
+template <typename Answer>
+std::string outcomeOf(Answer&& answer) {
+    std::string given;
+    const std::string error = raisedBy([&] { given = answer(); });
+    return error == kNothing ? given : error;
+}
+
+// A condition is resolved once and then computed for each record. A run with a stack of texts must give the
+// same.
+TEST_F(WhereEvaluationTest, RandomConditionsGiveWhatAStackOfTextsGives) {
     std::mt19937 random(20240611);
-    const Words operands = {"id",   "price", "name", "ROWID", "'it''s'", "'abc'", "'%b%'",
-                            "'a%'", "10",    "2.5",  "7",     "1",       "0",     "colour"};
-    const Words operators = {"=", "!=", ">", "<", ">=", "<=", "LIKE", "AND", "OR", "AND", "OR", "+", "NOT"};
     const std::vector<Words> records = {record,
                                         nulls,
                                         {"7", "10", "'it''s'", "10"},
@@ -842,26 +868,15 @@ TEST_F(WhereEvaluationTest, RandomConditionsGiveWhatAStackOfTextsGives) {
                                         {"1", "7", "''''", "2"}};
     std::map<std::string, int> outcomes;
     for (int round = 0; round < 4000; ++round) {
-        Words condition;
-        const std::size_t length = 1 + random() % 11;
-        while (condition.size() < length) {
-            const bool isOutOfTurn = random() % 32 == 0;
-            const bool isOperator = (condition.size() % 2 == 1) != isOutOfTurn;
-            const Words& words = isOperator ? operators : operands;
-            condition.push_back(words[random() % words.size()]);
-        }
+        const Words condition = randomCondition(random);
         WhereClause clause(table.metaData);
-        clause.InfixToPostFix(condition);
-        for (const Words& stored : records) {
-            SCOPED_TRACE(FileUtils::recordLine(condition) + FileUtils::recordLine(stored));
-            Words fields = stored;
-            std::string expected;
-            const std::string expectedError = raisedBy([&] { expected = onAStack(clause, fields); });
-            std::string actual;
-            const std::string error =
-                raisedBy([&] { actual = clause.evaluate(fields) ? "holds" : "holds not"; });
-            const std::string outcome = error == kNothing ? actual : error;
-            EXPECT_EQ(outcome, expectedError == kNothing ? expected : expectedError);
+        Words words = condition;
+        clause.InfixToPostFix(words);
+        for (Words fields : records) {
+            SCOPED_TRACE(FileUtils::recordLine(condition) + FileUtils::recordLine(fields));
+            const std::string outcome =
+                outcomeOf([&] { return clause.evaluate(fields) ? "holds" : "holds not"; });
+            EXPECT_EQ(outcome, outcomeOf([&] { return holdsOnAStack(clause, fields); }));
             ++outcomes[outcome];
         }
     }

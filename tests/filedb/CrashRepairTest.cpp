@@ -350,43 +350,86 @@ INSTANTIATE_TEST_SUITE_P(Writers, CrashRestartRepairTest,
                          ::testing::Values("insert", "create", "shorten-200-rows", "lengthen-200-rows"),
                          nameOfScenario);
 
-using RepairRestartTest = PlantedDirectoryTest;
+/// A repair that is stopped at one of its calls, and run again.
+class RepairRestartTest : public PlantedDirectoryTest {
+protected:
+    /// A directory with work of every kind: a copy-over to finish, a dropped table, rows to mend, sort and
+    /// reject, a torn table, a broken definition and a foreign file.
+    static Files damaged() {
+        return {{"master_rollback", "1\n\x03~a\n\x05~b\n"},
+                {"README", "hello"},
+                {"a.table", kHead + "'old'~1\n'"},
+                {"a.backup", kHead + "'new'~1\n"},
+                {"b.table", kHead + "'dropped'~1\n"},
+                {"c.table", kHead + "'z'~2\n'a'~1\nbad\n"},
+                {"c.backup", kHead + "'"},
+                {"d.table", "no definition"},
+                {"e.table", kHead + "'torn'~1\n'"},
+                {"e.backup", kHead + "'torn'~1\n2~2\n"}};
+    }
 
-TEST_F(RepairRestartTest, EndsTheSameWayWhereverAnEarlierRunStopped) {
-    const std::string note = "text~ROWID\n4~1\n\n";
-    const Files planted = {{"master_rollback", "1\n\x03~a\n\x05~b\n"},
-                           {"README", "hello"},
-                           {"a.table", note + "'old'~1\n'"},
-                           {"a.backup", note + "'new'~1\n"},
-                           {"b.table", note + "'dropped'~1\n"},
-                           {"c.table", note + "'z'~2\n'a'~1\nbad\n"},
-                           {"c.backup", note + "'"},
-                           {"d.table", "no definition"},
-                           {"e.table", note + "'torn'~1\n'"},
-                           {"e.backup", note + "'torn'~1\n2~2\n"}};
-    const Files expected = {{"a.table", note + "'new'~1\n"},
-                            {"c.table", note + "'a'~1\n'z'~2\n"},
-                            {"e.table", note + "'torn'~1\n'2'~2\n"},
-                            {"master_rollback", "0\n"}};
-    const std::vector<std::string> asides = {"db_filedb.repair-1", "db_filedb.repair-2"};
-    const auto paths = [&] {
+    static Files repaired() {
+        return {{"a.table", kHead + "'new'~1\n"},
+                {"c.table", kHead + "'a'~1\n'z'~2\n"},
+                {"e.table", kHead + "'torn'~1\n'2'~2\n"},
+                {"master_rollback", "0\n"}};
+    }
+
+    /// Every path that a repair may touch.
+    std::vector<std::string> paths() const {
         std::vector<std::string> all = {root()};
-        for (const std::string& directory : {std::string("db_filedb"), asides[0]}) {
-            all.push_back(root() + "/" + directory);
-            for (const char* name :
-                 {"README", "a.table", "a.backup", "b.table", "c.table", "c.backup", "d.table", "e.table",
-                  "e.backup", "c.rejects", "master_rollback", "a.table.repair-tmp", "c.table.repair-tmp",
-                  "e.table.repair-tmp", "master_rollback.repair-tmp"}) {
-                all.push_back(root() + "/" + directory + "/" + name);
+        for (const char* directory : {"/db_filedb", "/db_filedb.repair-1"}) {
+            all.push_back(root() + directory);
+            for (const auto& [name, content] : damaged()) {
+                all.push_back(root() + directory + "/" + name);
+            }
+            for (const char* name : {"c.rejects", "a.table.repair-tmp", "c.table.repair-tmp",
+                                     "e.table.repair-tmp", "master_rollback.repair-tmp"}) {
+                all.push_back(root() + directory + "/" + name);
             }
         }
         return all;
-    };
-    const auto command = [&] { return std::vector<std::string>{filedbProgram(), "repair", root() + "/db"}; };
+    }
 
-    plant(planted);
+    std::vector<std::string> command() const { return {filedbProgram(), "repair", root() + "/db"}; }
+
+    void startAndStopAt(const Call& call) {
+        clear();
+        plant(damaged());
+        ASSERT_EQ(-9, trace(root(), "/dev/null", paths(), stopAt(call), command()).status);
+    }
+
+    /// The content of every file that the runs have set aside.
+    std::set<std::string> keptAside() const {
+        std::set<std::string> kept;
+        for (const char* directory : {"db_filedb.repair-1", "db_filedb.repair-2"}) {
+            if (fs::exists(root() + "/" + directory)) {
+                for (const auto& [name, content] : filesIn(directory)) {
+                    kept.insert(content);
+                }
+            }
+        }
+        return kept;
+    }
+
+    void expectRepaired() {
+        const ProgramResult result = repair();
+        ASSERT_EQ(0, result.status) << result.out << result.err;
+        ASSERT_EQ(repaired(), database());
+        ASSERT_EQ(0, check().status);
+        const std::set<std::string> kept = keptAside();
+        for (const auto& [name, content] : damaged()) {
+            ASSERT_EQ(1U, kept.count(content)) << "the original of " << name << " is gone";
+        }
+    }
+
+    static inline const std::string kHead = "text~ROWID\n4~1\n\n";
+};
+
+TEST_F(RepairRestartTest, EndsTheSameWayWhereverAnEarlierRunStopped) {
+    plant(damaged());
     const std::vector<Call> calls = callsOf(root(), paths(), command());
-    ASSERT_EQ(expected, database());
+    ASSERT_EQ(repaired(), database());
 
     int stops = 0;
     for (const Call& call : calls) {
@@ -396,26 +439,8 @@ TEST_F(RepairRestartTest, EndsTheSameWayWhereverAnEarlierRunStopped) {
         }
         ++stops;
         SCOPED_TRACE(call.name + " number " + std::to_string(call.ordinal));
-        clear();
-        plant(planted);
-        ASSERT_EQ(-9, trace(root(), "/dev/null", paths(), stopAt(call), command()).status);
-
-        const ProgramResult repaired = repair();
-        ASSERT_EQ(0, repaired.status) << repaired.out << repaired.err;
-        ASSERT_EQ(expected, database());
-        ASSERT_EQ(0, check().status);
-
-        std::set<std::string> kept;
-        for (const std::string& directory : asides) {
-            if (fs::exists(root() + "/" + directory)) {
-                for (const auto& [name, content] : filesIn(directory)) {
-                    kept.insert(content);
-                }
-            }
-        }
-        for (const auto& [name, content] : planted) {
-            ASSERT_EQ(1U, kept.count(content)) << "the original of " << name << " is gone";
-        }
+        ASSERT_NO_FATAL_FAILURE(startAndStopAt(call));
+        ASSERT_NO_FATAL_FAILURE(expectRepaired());
     }
     EXPECT_GT(stops, 30);
 }

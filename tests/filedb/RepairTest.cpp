@@ -377,7 +377,10 @@ TEST_F(RepairTest, SetsATableWithABrokenDefinitionAside) {
     }
 }
 
-TEST_F(RepairTest, FinishesAnInterruptedCopyOver) {
+namespace {
+
+/// Directories in which a copy-over was interrupted at different moments.
+std::vector<Damage> interruptedCopyOvers() {
     const std::string oldText = kNote + "'old and long'~1\n'second'~2\n";
     const std::string newText = kNote + "'new'~1\n";
     const std::string torn = newText + oldText.substr(newText.size());
@@ -389,7 +392,7 @@ TEST_F(RepairTest, FinishesAnInterruptedCopyOver) {
            "mended: table \"t\" (UPDATE): the next init takes this line for a state line, keeps the "
            "table as it is and leaves a working copy where it is");
     const std::string journal = "1\n\x03~t\n";
-    const std::vector<Damage> rows = {
+    return {
         {"before the table was touched",
          {{"master_rollback", journal}, {"t.table", oldText}, {"t.backup", newText}},
          takes + at("t.table", "rewritten: 1 record kept, 0 rejected") + taken + kInterrupted + journalLine +
@@ -441,7 +444,12 @@ TEST_F(RepairTest, FinishesAnInterruptedCopyOver) {
           {"t.backup", kNote + "5~1\n'x~2\n"},
           {"t.rejects", "5\t'x~2\n"}}},
     };
-    for (const Damage& row : rows) {
+}
+
+}  // namespace
+
+TEST_F(RepairTest, FinishesAnInterruptedCopyOver) {
+    for (const Damage& row : interruptedCopyOvers()) {
         expectRepair(row);
     }
 }

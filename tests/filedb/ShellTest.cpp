@@ -150,70 +150,71 @@ TEST_F(ShellTest, ListsAllColumnsForEveryStar) {
               "name,area,floor,ROWID,name,area,floor\r\nattic,12.5,2,1,attic,12.5,2\r\n");
 }
 
+/// A statement or dot command that fails, and its error.
+struct FailingStatement {
+    const char* statement;
+    const char* error;
+};
+
+const std::vector<FailingStatement> kFailingStatements{
+    {"selekt * from rooms",
+     "expected SELECT, INSERT, UPDATE, DELETE, CREATE TABLE, DROP TABLE, BEGIN, COMMIT or ROLLBACK, "
+     "found "
+     "\"selekt\""},
+    {"select * from missing", "no such table: missing"},
+    {"select age from rooms", "table rooms has no column age"},
+    {"select count(*) from rooms", "the engine has no functions, as count(); name columns"},
+    {"select * from rooms order by name",
+     "the engine has no ORDER; it gives the rows in the order of the file"},
+    {"select * from rooms where floor = 1 limit 2",
+     "the engine has no LIMIT; it gives the rows in the order of the file"},
+    {"select * from rooms where name = attic",
+     "table rooms has no column attic; a text belongs in single quotes"},
+    {"select * from rooms where floor",
+     "expected a comparison (=, !=, <, <=, >, >=, LIKE, BETWEEN, IN, IS "
+     "NULL), found the end of the statement"},
+    {"select * from rooms where floor = 'x'",
+     "column floor is INTEGER: \"x\" is not a whole number of 64 bits"},
+    {"select * from rooms where floor = NULL",
+     "a comparison with NULL holds for no row; write floor IS NULL"},
+    {"select * from rooms where name = 'it''s'",
+     "the engine cannot compare texts with a quote inside exactly: \"it's\"; name the row by another "
+     "column or "
+     "its ROWID"},
+    {"select * from rooms where name = ?", "there is no value for the \"?\"; write the value itself"},
+    {"select * from rooms where name = 'open", "a quote is not closed: \"'open\""},
+    {"insert into rooms values ('a')", "1 values for 3 columns of table rooms"},
+    {"insert into rooms values ('a~b', 1, 1)", "column name: a table file cannot hold \"~\", as in \"a~b\""},
+    {"insert into rooms values ('a\nb', 1, 1)",
+     "column name: a table file cannot hold a line feed, as in \"a\\x0ab\""},
+    {"insert into rooms values (null, 1, 1)", "column name must not be NULL"},
+    {"insert into rooms (area) values (1)", "DB Error: NULL Value is not allowed"},
+    {"insert into rooms values ('a', 1, 1.5)",
+     "column floor is INTEGER: \"1.5\" is not a whole number of 64 bits"},
+    {"insert into rooms values ('a', 1, '')",
+     "column floor is INTEGER: \"\" is not a whole number of 64 bits"},
+    {"insert into rooms values ('a', 1e99, 1)",
+     "column area is REAL: \"1e99\" is not a number of single precision"},
+    {"insert into rooms values ('a', 1, 1), ('b', 2, 2)", "INSERT takes one row; write a statement for each"},
+    {"update rooms set rowid = 5", "the ROWID of table rooms is given by the engine; it cannot be set"},
+    {"update rooms set floor = 1, floor = 2", "column floor is named twice"},
+    {"update rooms set floor = area", "expected a value, found \"area\""},
+    {"delete rooms", "expected FROM, found \"rooms\""},
+    {"drop table missing", "DB Error: No such Table...(missing)"},
+    {"create table rooms (a text)", "DB Error: (rooms) Table is already exists."},
+    {"create table t (a blob)", "Un-Supported Data Type for column a"},
+    {"create table t (a text default 'x')", "a definition cannot hold \"x\""},
+    {"alter table rooms add column b text",
+     "the engine only checks an ALTER TABLE and changes nothing; create a table with the new column, and "
+     "copy "
+     "the rows with export and import"},
+    {"commit", "no transaction is open; BEGIN opens one"},
+    {".nonsense", "no such command: .nonsense; .help lists the commands"},
+    {".mode yaml", "no such mode: yaml; there are table, line, csv and json"},
+};
+
 TEST_F(ShellTest, ReportsEveryFailureAndChangesNothing) {
-    struct Case {
-        const char* statement;
-        const char* error;
-    };
-    const std::vector<Case> cases{
-        {"selekt * from rooms",
-         "expected SELECT, INSERT, UPDATE, DELETE, CREATE TABLE, DROP TABLE, BEGIN, COMMIT or ROLLBACK, "
-         "found "
-         "\"selekt\""},
-        {"select * from missing", "no such table: missing"},
-        {"select age from rooms", "table rooms has no column age"},
-        {"select count(*) from rooms", "the engine has no functions, as count(); name columns"},
-        {"select * from rooms order by name",
-         "the engine has no ORDER; it gives the rows in the order of the file"},
-        {"select * from rooms where floor = 1 limit 2",
-         "the engine has no LIMIT; it gives the rows in the order of the file"},
-        {"select * from rooms where name = attic",
-         "table rooms has no column attic; a text belongs in single quotes"},
-        {"select * from rooms where floor",
-         "expected a comparison (=, !=, <, <=, >, >=, LIKE, BETWEEN, IN, IS "
-         "NULL), found the end of the statement"},
-        {"select * from rooms where floor = 'x'",
-         "column floor is INTEGER: \"x\" is not a whole number of 64 bits"},
-        {"select * from rooms where floor = NULL",
-         "a comparison with NULL holds for no row; write floor IS NULL"},
-        {"select * from rooms where name = 'it''s'",
-         "the engine cannot compare texts with a quote inside exactly: \"it's\"; name the row by another "
-         "column or "
-         "its ROWID"},
-        {"select * from rooms where name = ?", "there is no value for the \"?\"; write the value itself"},
-        {"select * from rooms where name = 'open", "a quote is not closed: \"'open\""},
-        {"insert into rooms values ('a')", "1 values for 3 columns of table rooms"},
-        {"insert into rooms values ('a~b', 1, 1)",
-         "column name: a table file cannot hold \"~\", as in \"a~b\""},
-        {"insert into rooms values ('a\nb', 1, 1)",
-         "column name: a table file cannot hold a line feed, as in \"a\\x0ab\""},
-        {"insert into rooms values (null, 1, 1)", "column name must not be NULL"},
-        {"insert into rooms (area) values (1)", "DB Error: NULL Value is not allowed"},
-        {"insert into rooms values ('a', 1, 1.5)",
-         "column floor is INTEGER: \"1.5\" is not a whole number of 64 bits"},
-        {"insert into rooms values ('a', 1, '')",
-         "column floor is INTEGER: \"\" is not a whole number of 64 bits"},
-        {"insert into rooms values ('a', 1e99, 1)",
-         "column area is REAL: \"1e99\" is not a number of single precision"},
-        {"insert into rooms values ('a', 1, 1), ('b', 2, 2)",
-         "INSERT takes one row; write a statement for each"},
-        {"update rooms set rowid = 5", "the ROWID of table rooms is given by the engine; it cannot be set"},
-        {"update rooms set floor = 1, floor = 2", "column floor is named twice"},
-        {"update rooms set floor = area", "expected a value, found \"area\""},
-        {"delete rooms", "expected FROM, found \"rooms\""},
-        {"drop table missing", "DB Error: No such Table...(missing)"},
-        {"create table rooms (a text)", "DB Error: (rooms) Table is already exists."},
-        {"create table t (a blob)", "Un-Supported Data Type for column a"},
-        {"create table t (a text default 'x')", "a definition cannot hold \"x\""},
-        {"alter table rooms add column b text",
-         "the engine only checks an ALTER TABLE and changes nothing; create a table with the new column, and "
-         "copy "
-         "the rows with export and import"},
-        {"commit", "no transaction is open; BEGIN opens one"},
-        {".nonsense", "no such command: .nonsense; .help lists the commands"},
-        {".mode yaml", "no such mode: yaml; there are table, line, csv and json"},
-    };
-    for (const Case& each : cases) {
+    for (const FailingStatement& each : kFailingStatements) {
         SCOPED_TRACE(each.statement);
         EXPECT_EQ(shell({each.statement}),
                   (ProgramResult{1, "", "error: " + std::string(each.error) + "\n"}));

@@ -144,77 +144,81 @@ TEST_F(NotifierTest, DayHoldsEveryOperationThatTheHelpLists) {
     EXPECT_EQ(operations, 21);
 }
 
+/// A line that is no request, and what is said of it.
+struct MalformedLine {
+    std::string line;
+    std::string error;
+};
+
+const std::vector<MalformedLine> kMalformedLines{
+    {"{",
+     "the line is not JSON, from byte 2 on; expected one object, for example {\"op\": "
+     "\"getSubscriptions\"}"},
+    {"{\"op\": \"getSubscriptions\"} {}",
+     "the line is not JSON, from byte 28 on; expected one object, for example {\"op\": "
+     "\"getSubscriptions\"}"},
+    {"{\"op\": \"\xff\"}",
+     "the line is not JSON, from byte 9 on; expected one object, for example {\"op\": "
+     "\"getSubscriptions\"}"},
+    {"[]", "the line is a JSON array; expected one object, for example {\"op\": \"getSubscriptions\"}"},
+    {"7", "the line is a JSON number; expected one object, for example {\"op\": \"getSubscriptions\"}"},
+    {"{}", "field \"op\" is missing; expected the name of an operation (see --help)"},
+    {"{\"op\": 7}", "field \"op\" is a JSON number; expected the name of an operation (see --help)"},
+    {"{\"op\": \"get\\u001bSubscriptions\"}",
+     "field \"op\" names the unknown operation \"get\\x1bSubscriptions\"; expected one of those that "
+     "--help "
+     "lists"},
+    {"{\"op\": \"getSubscriptions\", \"id\": \"1\"}",
+     "getSubscriptions: field \"id\" is unknown; expected no field but op and at"},
+    {"{\"op\": \"getMySubscriptionByResourcePaths\", \"deviceID\": \"x\"}",
+     "getMySubscriptionByResourcePaths: field \"deviceID\" is unknown; expected deviceId, resource"},
+    {"{\"op\": \"getMySubscriptionByResourcePaths\", \"deviceId\": \"x\"}",
+     "getMySubscriptionByResourcePaths: field \"resource\" is missing; expected a text"},
+    {"{\"op\": \"getMySubscriptionByDeviceId\", \"deviceId\": null}",
+     "getMySubscriptionByDeviceId: field \"deviceId\" is null; expected a text"},
+    {"{\"op\": \"deleteExpiredSubscriptions\", \"at\": 7}",
+     "deleteExpiredSubscriptions: field \"at\" is 7; expected a text"},
+    {"{\"op\": \"deletePendingMySubscription\", \"requestId\": \"7\"}",
+     "deletePendingMySubscription: field \"requestId\" is \"7\"; expected a whole number from "
+     "-2147483648 to "
+     "2147483647"},
+    {"{\"op\": \"deletePendingMySubscription\", \"requestId\": 2147483648}",
+     "deletePendingMySubscription: field \"requestId\" is 2147483648; expected a whole number from "
+     "-2147483648 "
+     "to 2147483647"},
+    {"{\"op\": \"deletePendingMySubscription\", \"requestId\": -2147483649}",
+     "deletePendingMySubscription: field \"requestId\" is -2147483649; expected a whole number from "
+     "-2147483648 to 2147483647"},
+    {"{\"op\": \"deletePendingMySubscription\", \"requestId\": 1.5}",
+     "deletePendingMySubscription: field \"requestId\" is 1.5; expected a whole number from -2147483648 "
+     "to "
+     "2147483647"},
+    {"{\"op\": \"deletePendingMySubscription\", \"requestId\": 1, \"requestId\": 2}",
+     "field \"requestId\" stands twice; expected once"},
+    {"{\"op\": \"updateSubscription\", \"subscriptionId\": 9223372036854775808, \"deviceId\": \"\", "
+     "\"subscribedResource\": \"\", \"notificationUri\": \"\"}",
+     "updateSubscription: field \"subscriptionId\" is 9223372036854775808; expected a whole number from "
+     "-9223372036854775808 to 9223372036854775807"},
+    {"{\"op\": \"getSubscriptionContainingResourceList\", \"resources\": \"/a\"}",
+     "getSubscriptionContainingResourceList: field \"resources\" is \"/a\"; expected a list of texts"},
+    {"{\"op\": \"getSubscriptionContainingResourceList\", \"resources\": [\"/a\", 1]}",
+     "getSubscriptionContainingResourceList: field \"resources\" is [\"/a\",1]; expected a list of "
+     "texts"},
+    {"{\"op\": \"setExpireTime\", \"subscriptionId\": 1, \"expireTime\": \"12345\"}",
+     "setExpireTime: field \"expireTime\" is \"12345\"; expected a text of ten digits (seconds since the "
+     "epoch) "
+     "or null"},
+    {"{\"op\": \"setExpireTime\", \"subscriptionId\": 1, \"expireTime\": \"12345~7890\"}",
+     "setExpireTime: field \"expireTime\" is \"12345~7890\"; expected a text of ten digits (seconds "
+     "since the "
+     "epoch) or null"},
+};
+
 TEST_F(NotifierTest, MalformedLinesAreReportedAndTheOthersApplied) {
-    const struct {
-        std::string line;
-        std::string error;
-    } rows[] = {
-        {"{",
-         "the line is not JSON, from byte 2 on; expected one object, for example {\"op\": "
-         "\"getSubscriptions\"}"},
-        {"{\"op\": \"getSubscriptions\"} {}",
-         "the line is not JSON, from byte 28 on; expected one object, for example {\"op\": "
-         "\"getSubscriptions\"}"},
-        {"{\"op\": \"\xff\"}",
-         "the line is not JSON, from byte 9 on; expected one object, for example {\"op\": "
-         "\"getSubscriptions\"}"},
-        {"[]", "the line is a JSON array; expected one object, for example {\"op\": \"getSubscriptions\"}"},
-        {"7", "the line is a JSON number; expected one object, for example {\"op\": \"getSubscriptions\"}"},
-        {"{}", "field \"op\" is missing; expected the name of an operation (see --help)"},
-        {"{\"op\": 7}", "field \"op\" is a JSON number; expected the name of an operation (see --help)"},
-        {"{\"op\": \"get\\u001bSubscriptions\"}",
-         "field \"op\" names the unknown operation \"get\\x1bSubscriptions\"; expected one of those that "
-         "--help "
-         "lists"},
-        {"{\"op\": \"getSubscriptions\", \"id\": \"1\"}",
-         "getSubscriptions: field \"id\" is unknown; expected no field but op and at"},
-        {"{\"op\": \"getMySubscriptionByResourcePaths\", \"deviceID\": \"x\"}",
-         "getMySubscriptionByResourcePaths: field \"deviceID\" is unknown; expected deviceId, resource"},
-        {"{\"op\": \"getMySubscriptionByResourcePaths\", \"deviceId\": \"x\"}",
-         "getMySubscriptionByResourcePaths: field \"resource\" is missing; expected a text"},
-        {"{\"op\": \"getMySubscriptionByDeviceId\", \"deviceId\": null}",
-         "getMySubscriptionByDeviceId: field \"deviceId\" is null; expected a text"},
-        {"{\"op\": \"deleteExpiredSubscriptions\", \"at\": 7}",
-         "deleteExpiredSubscriptions: field \"at\" is 7; expected a text"},
-        {"{\"op\": \"deletePendingMySubscription\", \"requestId\": \"7\"}",
-         "deletePendingMySubscription: field \"requestId\" is \"7\"; expected a whole number from "
-         "-2147483648 to "
-         "2147483647"},
-        {"{\"op\": \"deletePendingMySubscription\", \"requestId\": 2147483648}",
-         "deletePendingMySubscription: field \"requestId\" is 2147483648; expected a whole number from "
-         "-2147483648 "
-         "to 2147483647"},
-        {"{\"op\": \"deletePendingMySubscription\", \"requestId\": -2147483649}",
-         "deletePendingMySubscription: field \"requestId\" is -2147483649; expected a whole number from "
-         "-2147483648 to 2147483647"},
-        {"{\"op\": \"deletePendingMySubscription\", \"requestId\": 1.5}",
-         "deletePendingMySubscription: field \"requestId\" is 1.5; expected a whole number from -2147483648 "
-         "to "
-         "2147483647"},
-        {"{\"op\": \"deletePendingMySubscription\", \"requestId\": 1, \"requestId\": 2}",
-         "field \"requestId\" stands twice; expected once"},
-        {"{\"op\": \"updateSubscription\", \"subscriptionId\": 9223372036854775808, \"deviceId\": \"\", "
-         "\"subscribedResource\": \"\", \"notificationUri\": \"\"}",
-         "updateSubscription: field \"subscriptionId\" is 9223372036854775808; expected a whole number from "
-         "-9223372036854775808 to 9223372036854775807"},
-        {"{\"op\": \"getSubscriptionContainingResourceList\", \"resources\": \"/a\"}",
-         "getSubscriptionContainingResourceList: field \"resources\" is \"/a\"; expected a list of texts"},
-        {"{\"op\": \"getSubscriptionContainingResourceList\", \"resources\": [\"/a\", 1]}",
-         "getSubscriptionContainingResourceList: field \"resources\" is [\"/a\",1]; expected a list of "
-         "texts"},
-        {"{\"op\": \"setExpireTime\", \"subscriptionId\": 1, \"expireTime\": \"12345\"}",
-         "setExpireTime: field \"expireTime\" is \"12345\"; expected a text of ten digits (seconds since the "
-         "epoch) "
-         "or null"},
-        {"{\"op\": \"setExpireTime\", \"subscriptionId\": 1, \"expireTime\": \"12345~7890\"}",
-         "setExpireTime: field \"expireTime\" is \"12345~7890\"; expected a text of ten digits (seconds "
-         "since the "
-         "epoch) or null"},
-    };
     std::string lines = "{\"op\": \"provision\"}\n";
     std::string errors;
     int number = 1;
-    for (const auto& row : rows) {
+    for (const MalformedLine& row : kMalformedLines) {
         lines += row.line + "\n";
         errors += "bad.jsonl:" + std::to_string(++number) + ": error: " + row.error + "\n";
     }
@@ -230,7 +234,7 @@ TEST_F(NotifierTest, MalformedLinesAreReportedAndTheOthersApplied) {
                   std::to_string(number + 1) +
                   ": getSubscriptions: ok, found nothing\n"
                   "\n2 requests: 2 ok, 0 failed; " +
-                  std::to_string(std::size(rows)) + " malformed lines\n" + kEmptyTables);
+                  std::to_string(kMalformedLines.size()) + " malformed lines\n" + kEmptyTables);
     EXPECT_EQ(table("MySubscriptions"), kMySubscriptions);
     EXPECT_EQ(table("Subscriptions"), kSubscriptions);
 }

@@ -8,7 +8,6 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <future>
 
 namespace Kalt::Vemo::Test {
@@ -43,24 +42,6 @@ std::vector<Trouble> allTroubles() {
 std::vector<Trouble> mainTroubles() {
     return onceAndLasting(
         {{"EIO", Fault::kIoError}, {"disk full", Fault::kNoSpace}, {"short", Fault::kShort}});
-}
-
-void restoreFiles(const std::string& directory, const Files& content) {
-    std::filesystem::create_directory(directory);
-    const Files found = readFiles(directory);
-    for (const auto& [name, bytes] : found) {
-        if (content.count(name) == 0) {
-            std::filesystem::remove(directory + "/" + name);
-        }
-    }
-    for (const auto& [name, bytes] : content) {
-        const auto old = found.find(name);
-        if (old == found.end() || old->second != bytes) {
-            // A new file: some file systems put one that is emptied and written anew on the disk at once.
-            std::filesystem::remove(directory + "/" + name);
-            writeFile(directory + "/" + name, bytes);
-        }
-    }
 }
 
 bool endsEarly(const std::function<bool()>& work) {

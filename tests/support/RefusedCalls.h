@@ -23,9 +23,6 @@ std::vector<Trouble> allTroubles();
 /// What differs in kind: an I/O error, a full disk and short calls.
 std::vector<Trouble> mainTroubles();
 
-/// Makes a directory hold these files and nothing else. A file that has the wanted content stays as it is.
-void restoreFiles(const std::string& directory, const Files& content);
-
 /// Does the work, which tells whether it succeeded, in a process of its own; true when a fault ended that.
 bool endsEarly(const std::function<bool()>& work);
 

@@ -23,8 +23,8 @@ private:
     std::string path_;
 };
 
-/// While it lives, the C library's locale is a German one, with a decimal comma. It is made for the occasion:
-/// few machines have one installed. Fails the test when that does not work.
+/// While it lives, the C library reads and writes numbers as in German, with a decimal comma. The locale is
+/// made for the occasion: few machines have one installed. Fails the test when that does not work.
 class GermanLocale {
 public:
     GermanLocale();
@@ -49,6 +49,9 @@ using Files = std::map<std::string, std::string>;
 
 /// The regular files of a directory.
 Files readFiles(const std::string& path);
+
+/// Makes a directory hold these files and nothing else. A file that has the wanted content stays as it is.
+void restoreFiles(const std::string& directory, const Files& content);
 
 /// Names of the entries of a directory, sorted.
 std::vector<std::string> listDirectory(const std::string& path);

@@ -32,8 +32,8 @@ class Engine;
 class VEMO_DATABASE_EXPORT FileDatabase : public IDatabase {
 public:
     /// Says whether a line of so many bytes, line feed included, may be stored. Called in the thread of the
-    /// statement, under the database's lock; it must not use the database. An exception of the check is a no as
-    /// well, and its text is what the line in the log says.
+    /// statement, under the database's lock; it must not use the database. An exception of the check is a no
+    /// as well, and its text is what the line in the log says.
     using LineCheck = bool (*)(std::size_t bytes);
 
     /// Makes a database, not yet open, that asks about each line that INSERT and UPDATE are about to store:
