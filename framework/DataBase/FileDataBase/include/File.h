@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "Text.h"
+#include "Buffer.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
@@ -111,10 +111,10 @@ public:
     /// All bytes of the file. A read that comes back short is gone on with.
     ///
     /// Throws: as identity, also when the system gives fewer bytes than the file has.
-    Text readWhole() const { return readWhole(identity()); }
+    Buffer readWhole() const { return readWhole(identity()); }
 
     /// The same, of a file whose identity is known: spares asking for it.
-    Text readWhole(const FileIdentity& identity) const;
+    Buffer readWhole(const FileIdentity& identity) const;
 
     /// Reads up to `size` bytes at `offset`; 0 at the end of the file. Throws: as identity.
     std::size_t readAt(std::size_t offset, char* buffer, std::size_t size) const;

@@ -5,9 +5,9 @@
 #include <string_view>
 #include <utility>
 
+#include "Buffer.h"
 #include "File.h"
 #include "RecordReader.h"
-#include "Text.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
@@ -16,7 +16,7 @@ class TableMetaData;
 /// The way back from a table's text to the one that it was made of: that text, or the place of the one change
 /// and the bytes that stood there.
 struct Undo {
-    Text whole;
+    Buffer whole;
     bool isWhole = false;
     std::size_t position = 0;
     std::size_t length = 0;
@@ -26,12 +26,12 @@ struct Undo {
 /// The whole text of a table file, and what is known of it.
 struct TableVersion {
     TableVersion() = default;
-    explicit TableVersion(Text content) : text(std::move(content)) {}
+    explicit TableVersion(Buffer content) : text(std::move(content)) {}
 
     /// The text that this one was made of. Needs no memory. Requires: undo.
-    Text previous() &&;
+    Buffer previous() &&;
 
-    Text text;
+    Buffer text;
     std::optional<Undo> undo;    ///< nothing for a text that was made of no other
     Difference difference;       ///< to the version that it was made of
     std::size_t soundBytes = 0;  ///< how much of its start holds nothing but well-formed records, if known
@@ -92,7 +92,7 @@ public:
         bool inPlace_ = true;     // there is at most one change, which can be made in the old text
         std::string_view first_;  // what the first change replaces; null while nothing is changed
         std::string firstLine_;
-        Text text_;        // the new text, unless the change is made in place
+        Buffer text_;      // the new text, unless the change is made in place
         const char* run_;  // start of the lines that wait to be passed on
     };
 
@@ -103,7 +103,7 @@ private:
     void lookOver();
 
     const TableMetaData& metaData_;
-    Text text_;
+    Buffer text_;
     std::size_t recordsStart_;
     std::size_t soundBytes_;
     std::optional<bool> wellFormed_;  // all records; nothing as long as nobody has looked

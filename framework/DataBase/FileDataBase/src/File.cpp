@@ -164,9 +164,9 @@ FileIdentity File::identity() const {
     return identityFrom(status);
 }
 
-Text File::readWhole(const FileIdentity& identity) const {
+Buffer File::readWhole(const FileIdentity& identity) const {
     const auto size = static_cast<std::size_t>(identity.size);
-    Text text;
+    Buffer text;
     // More bytes are asked for than the file has: a read that gives those and no more has found the end. And
     // a record that is added to the text finds room.
     text.reserve(size + 1 + kRoomForALine);

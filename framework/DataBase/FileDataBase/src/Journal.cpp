@@ -48,7 +48,7 @@ void Journal::close() {
 }
 
 bool Journal::read(const std::function<void(signed char operation, const std::string& table)>& report) {
-    const Text text = requireFile().readWhole();
+    const Buffer text = requireFile().readWhole();
     RecordReader records(text.view());
     bool found = false;
     bool stateLine = true;
@@ -100,7 +100,7 @@ void Journal::cutOff(std::size_t position) {
 }
 
 void Journal::markDropped(const std::string& table) {
-    const Text text = requireFile().readWhole();
+    const Buffer text = requireFile().readWhole();
     RecordReader records(text.view());
     for (bool isStateLine = true; records.next(); isStateLine = false) {
         const std::vector<std::string_view>& fields = records.fields();
@@ -113,7 +113,7 @@ void Journal::markDropped(const std::string& table) {
 
 // The digits first: in front of them a state "1" still says that nothing is to be loaded.
 void Journal::leaveToRecovery(const std::set<std::string>& tables) {
-    const Text text = requireFile().readWhole();
+    const Buffer text = requireFile().readWhole();
     if (appends_) {
         return;  // it was not changed since it was read
     }

@@ -193,7 +193,7 @@ bool Statements::createTable(const std::string& tableName, const std::string& re
         if (!metaData.isAliasPrimaryKey()) {
             metaData.appendColumn(kRowIdColumn, kIntegerFlag);
         }
-        store_.change(kCreateOperation, place, {}, TableVersion(Text(metaData.text())));
+        store_.change(kCreateOperation, place, {}, TableVersion(Buffer(metaData.text())));
         return true;
     } catch (const std::exception& error) {
         noteRefusal(error);

@@ -22,7 +22,7 @@ std::size_t startOfLastLine(std::string_view text) {
 
 }  // namespace
 
-Text TableVersion::previous() && {
+Buffer TableVersion::previous() && {
     if (undo->isWhole) {
         return std::move(undo->whole);
     }
