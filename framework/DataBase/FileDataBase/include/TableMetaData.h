@@ -44,8 +44,8 @@ public:
     /// The three metadata lines.
     std::string text() const;
 
-    /// Whether the lines that a RecordReader gave last are the very text().
-    bool wasSound() const { return wasSound_; }
+    /// Whether the lines that a RecordReader gave last are text(), byte for byte.
+    bool wasWellFormed() const { return wasWellFormed_; }
 
     /// Whether the primary key is one INTEGER column, which then stands in for the ROWID.
     /// Throws: as readTableMetaData.
@@ -101,11 +101,11 @@ public:
 
 private:
     bool findAliasPrimaryKey();
-    void takePrimaryKeyList(const std::string& constraint);
+    void parsePrimaryKeyList(const std::string& constraint);
 
     FileUtils* fileUtils_;
     bool aliasPrimaryKey_ = false;
-    bool wasSound_ = false;
+    bool wasWellFormed_ = false;
     std::vector<std::string> columnNames_;
     std::vector<std::string> columnFlags_;
     std::vector<std::string> primaryKeyColumns_;

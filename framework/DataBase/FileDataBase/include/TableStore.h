@@ -24,6 +24,12 @@ struct TablePlace {
     PendingTable* pending = nullptr;  ///< of a table that has a working copy
 };
 
+/// A table that a statement has read to change it.
+struct ReadTable {
+    OpenTable origin;  ///< what was read
+    TableVersion version;
+};
+
 /// What a query reads a table from: an open file, or the text of a table that only memory holds.
 struct TableSource {
     File file;
@@ -86,11 +92,11 @@ public:
     /// writing is an error of read(). Content that only memory holds is written to the working copy first.
     ///
     /// Throws: as exists, and write errors.
-    std::optional<OpenTable> openForChange(const TablePlace& place);
+    [[nodiscard]] std::optional<File> openForChange(const TablePlace& place);
 
-    /// The table's text: what the running transaction wrote last when that is still the file's content.
-    /// Throws: the open error, read errors.
-    static TableVersion read(const TablePlace& place, OpenTable& table);
+    /// Reads the file of openForChange, or gives what the running transaction wrote last when that is still
+    /// the file's content. Throws: the open error, read errors.
+    [[nodiscard]] static ReadTable read(const TablePlace& place, File file);
 
     /// Opens the table for a query; nothing when it is missing. Throws: as exists.
     static std::optional<TableSource> openForQuery(const TablePlace& place);

@@ -125,7 +125,7 @@ int Engine::dispatch(const std::string& statement, const Values& values) {
     return kDone;
 }
 
-// What these handlers return does not reach the caller: they report their failures to the log.
+// These handlers report their failures to the log alone.
 void Engine::dispatchChange(const std::vector<std::string>& head, Tokenizer& words, const Values& values) {
     const auto change = [&](auto handler) {
         store_.requireEarlierWorkDone();
@@ -138,13 +138,13 @@ void Engine::dispatchChange(const std::vector<std::string>& head, Tokenizer& wor
             lastInsertRowId_ = rowId.value_or(lastInsertRowId_);
         });
     } else if (head[0] == "UPDATE" && head[2] == "SET") {
-        change([&] { static_cast<void>(statements_.updateTable(head[1], words.remainder(), values)); });
+        change([&] { statements_.updateTable(head[1], words.remainder(), values); });
     } else if (head[0] == "DELETE" && head[1] == "FROM") {
-        change([&] { static_cast<void>(statements_.deleteTable(head[2], words.remainder(), values)); });
+        change([&] { statements_.deleteTable(head[2], words.remainder(), values); });
     } else if (head[0] == "CREATE" && head[1] == "TABLE") {
-        change([&] { static_cast<void>(statements_.createTable(head[2], words.remainder())); });
+        change([&] { statements_.createTable(head[2], words.remainder()); });
     } else if (head[0] == "DROP" && head[1] == "TABLE") {
-        change([&] { static_cast<void>(statements_.dropTable(head[2], words.remainder())); });
+        change([&] { statements_.dropTable(head[2], words.remainder()); });
     } else {
         FILEDB_LOG(kLogError, "%s", "Syntax Error: unsupported Error");
     }
@@ -190,7 +190,7 @@ void Engine::createTableIfMissing(Tokenizer& words) {
         return;
     }
     store_.requireEarlierWorkDone();
-    static_cast<void>(statements_.createTable(tableName, words.remainder()));
+    statements_.createTable(tableName, words.remainder());
 }
 
 // ---- Queries ----

@@ -181,10 +181,10 @@ bool TableMetaData::readTableMetaData(FILE* stream) {
 }
 
 bool TableMetaData::readTableMetaData(RecordReader& reader) {
-    wasSound_ = true;
+    wasWellFormed_ = true;
     for (std::vector<std::string>* line : {&columnNames_, &columnFlags_, &primaryKeyColumns_}) {
         const bool found = reader.next();
-        wasSound_ = wasSound_ && found && reader.stored().data() == reader.line().data();
+        wasWellFormed_ = wasWellFormed_ && found && reader.stored().data() == reader.line().data();
         if (found) {
             line->assign(reader.fields().begin(), reader.fields().end());
         }
@@ -268,7 +268,7 @@ bool TableMetaData::checkTableConstraint(std::vector<std::string>& words, std::v
         throw DatabaseException("checkTableConstraint", __LINE__, "More than one Primary Key for Table");
     }
 
-    // The definitions were cut at every comma, so a key of several columns is joined again up to its bracket.
+    // The definitions were split at every comma: a key of several columns is joined again up to its bracket.
     std::string constraint;
     while (index < items.size() && items[index].find(')') == std::string::npos) {
         constraint += items[index] + ",";
@@ -280,11 +280,11 @@ bool TableMetaData::checkTableConstraint(std::vector<std::string>& words, std::v
     }
     constraint += items[index];
     ++index;
-    takePrimaryKeyList(constraint);
+    parsePrimaryKeyList(constraint);
     return true;
 }
 
-void TableMetaData::takePrimaryKeyList(const std::string& constraint) {
+void TableMetaData::parsePrimaryKeyList(const std::string& constraint) {
     constexpr std::string_view kKey = "KEY";
     const std::size_t open = constraint.find_first_not_of(WHITESPACE, constraint.find(kKey) + kKey.size());
     const std::size_t close = constraint.find_last_not_of(WHITESPACE);

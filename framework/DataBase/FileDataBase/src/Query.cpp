@@ -88,8 +88,8 @@ std::unique_ptr<ResultRows> selectRows(TableStore& store, const std::string& sta
     FILEDB_LOG(kLogTrace, "%s", "Parsing of SELECT Column..");
     const Selection selection = parseSelection(metaData, SqlText::splitItems(statement, select), *result);
     WhereClause where(metaData);
-    if (select.condition.found()) {
-        where.parseWhereClause(statement, select.condition.first, 0, values);
+    if (select.condition) {
+        where.parseWhereClause(statement, select.condition->first, 0, values);
     }
 
     while (reader.next()) {
@@ -97,7 +97,7 @@ std::unique_ptr<ResultRows> selectRows(TableStore& store, const std::string& sta
             continue;
         }
         const std::vector<std::string_view>& record = reader.fields();
-        result->startRow(reader.line().size() + (select.condition.found() ? 0 : reader.remaining()));
+        result->startRow(reader.line().size() + (select.condition ? 0 : reader.remaining()));
         for (const Selection::Item& item : selection.items) {
             const std::size_t end = item.isStar ? selection.starWidth : item.column + 1;
             if (end > record.size()) {

@@ -196,25 +196,27 @@ bool TableStore::exists(const TablePlace& place) {
     return isInMemory || File::exists(place.fileName);
 }
 
-std::optional<OpenTable> TableStore::openForChange(const TablePlace& place) {
+std::optional<File> TableStore::openForChange(const TablePlace& place) {
     finishTornTables();  // another name may lead to the same table
     if (place.pending != nullptr && !place.pending->isOnDisk()) {
         place.pending->restore(place.fileName);
     }
-    OpenTable table{File::openExisting(place.fileName, true), {}};
-    if (!table.file && !File::exists(place.fileName)) {
+    File file = File::openExisting(place.fileName, true);
+    if (!file && !File::exists(place.fileName)) {
         return std::nullopt;
     }
-    return table;
+    return file;
 }
 
-TableVersion TableStore::read(const TablePlace& place, OpenTable& table) {
-    if (!table.file) {
+ReadTable TableStore::read(const TablePlace& place, File file) {
+    if (!file) {
         throw openError();
     }
-    table.identity = table.file.identity();
-    return place.pending == nullptr ? TableVersion(table.file.readWhole(table.identity))
-                                    : place.pending->take(table);
+    const FileIdentity identity = file.identity();
+    OpenTable origin{std::move(file), identity};
+    TableVersion version = place.pending == nullptr ? TableVersion(origin.file.readWhole(identity))
+                                                    : place.pending->take(origin);
+    return {std::move(origin), std::move(version)};
 }
 
 std::optional<TableSource> TableStore::openForQuery(const TablePlace& place) {
