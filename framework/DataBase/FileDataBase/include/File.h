@@ -70,9 +70,10 @@ public:
     /// Throws: as open, when that cannot be told: no permission, no descriptor left, an I/O error.
     static bool exists(const std::string& fileName);
 
-    /// Opens an existing file for reading, or for reading and writing; no file when the system refuses. No
-    /// exception: the caller knows what a missing file means.
-    static File openExisting(const std::string& fileName, bool forWriting);
+    enum class Access { read, readAndWrite };
+
+    /// Opens an existing file; no file when the system refuses.
+    static File openExisting(const std::string& fileName, Access access);
 
     /// Opens `fileName` for writing its whole content anew with overwrite(); made when missing. Where mode
     /// "w+" would cut the file to nothing first, this keeps the old bytes until they are overwritten: cutting

@@ -89,6 +89,9 @@ public:
     /// Throws: "DB Error: Record has fewer fields than Table Definition" when the file gives it none.
     long flagOf(std::size_t column) const;
 
+    /// How values of the column at `column` compare. Throws: as flagOf.
+    ValueType typeOf(std::size_t column) const;
+
     /// Number of columns that a client sees: all but the hidden ROWID.
     std::size_t visibleColumnCount() const;
 

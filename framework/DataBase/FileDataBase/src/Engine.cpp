@@ -92,7 +92,7 @@ int Engine::update(const std::string& sql, va_list arguments) {
         return kRefused;
     }
     try {
-        const Values values = BoundValues::take(sql, arguments);
+        const Values values = BoundValues::collect(sql, arguments);
         return dispatch(checkRemoveSemiColon(sql), values);
     } catch (const std::exception& error) {
         // Also for a failure before the lock was taken: inside a transaction the thread then gives back one
@@ -203,7 +203,7 @@ std::unique_ptr<IResultTable> Engine::query(const std::string& sql, va_list argu
         return nullptr;
     }
     try {
-        const Values values = BoundValues::take(sql, arguments);
+        const Values values = BoundValues::collect(sql, arguments);
         const std::string statement = checkRemoveSemiColon(sql);
         const SqlText::Select select = SqlText::parseSelect(statement);
         lock();

@@ -56,25 +56,26 @@ inline std::size_t sum(Bytes counters) {
     return static_cast<std::size_t>(pairs * kOnes >> 48);
 }
 
-// What a piece of text holds.
-struct Scanned {
-    std::size_t lineFeeds;
-    Bytes damage;  // other than 0 where there is any
-};
-
-// Scans `Count` bytes and reads one byte more. Damage is a NUL, and a byte that ends a field and is followed
-// by a byte that ends the next: an empty field.
-template <std::size_t Count>
-inline Scanned scan(const char* bytes) {
-    Bytes damage = {};
-    Bytes lineFeeds = {};
-    for (std::size_t i = 0; i < Count; i += kBlock) {
-        const Bytes block = load(bytes + i);
-        damage |= (endsField(block) & endsField(load(bytes + i + 1))) | isEqual(block, '\0');
-        lineFeeds -= isEqual(block, '\n');
+// Scans a text block by block, and reads one byte more at a time. Damage is a NUL, and a byte that ends a
+// field and is followed by a byte that ends the next: an empty field.
+class BlockScan {
+public:
+    template <std::size_t Count>
+    std::size_t countLineFeeds(const char* bytes) {
+        Bytes lineFeeds = {};
+        for (std::size_t i = 0; i < Count; i += kBlock) {
+            const Bytes block = load(bytes + i);
+            damage_ |= (endsField(block) & endsField(load(bytes + i + 1))) | isEqual(block, '\0');
+            lineFeeds -= isEqual(block, '\n');
+        }
+        return sum(lineFeeds);
     }
-    return {sum(lineFeeds), damage};
-}
+
+    bool foundDamage() const { return sum(damage_ & 1) != 0; }
+
+private:
+    Bytes damage_ = {};  // other than 0 where there was any
+};
 
 bool hasLongLine(std::string_view text) {
     while (!text.empty()) {
@@ -96,24 +97,21 @@ std::optional<int> countWellFormedLines(std::string_view text) {
     if (endsField(text.front()) || text.back() != '\n') {
         return std::nullopt;
     }
-    Bytes damage = {};
+    BlockScan scan;
     std::size_t count = 1;  // the last byte's line feed
     std::size_t quiet = 0;
     bool mayHaveLongLine = false;
     std::size_t position = 0;
     for (; position + kStep < text.size(); position += kStep) {
-        const Scanned step = scan<kStep>(text.data() + position);
-        damage |= step.damage;
-        count += step.lineFeeds;
-        quiet = step.lineFeeds == 0 ? quiet + 1 : 0;
+        const std::size_t lineFeeds = scan.countLineFeeds<kStep>(text.data() + position);
+        count += lineFeeds;
+        quiet = lineFeeds == 0 ? quiet + 1 : 0;
         mayHaveLongLine = mayHaveLongLine || quiet >= kQuietSteps;
     }
     for (; position + kBlock < text.size(); position += kBlock) {
-        const Scanned block = scan<kBlock>(text.data() + position);
-        damage |= block.damage;
-        count += block.lineFeeds;
+        count += scan.countLineFeeds<kBlock>(text.data() + position);
     }
-    bool isDamaged = sum(damage & 1) != 0;
+    bool isDamaged = scan.foundDamage();
     for (; position + 1 < text.size(); ++position) {
         const char c = text[position];
         isDamaged = isDamaged || c == '\0' || (endsField(c) && endsField(text[position + 1]));

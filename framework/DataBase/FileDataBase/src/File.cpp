@@ -116,8 +116,9 @@ bool File::exists(const std::string& fileName) {
     throw openError();
 }
 
-File File::openExisting(const std::string& fileName, bool forWriting) {
-    return File(openDescriptor(fileName, forWriting ? O_RDWR : O_RDONLY, forWriting ? "r+" : "r"));
+File File::openExisting(const std::string& fileName, Access access) {
+    const bool writes = access == Access::readAndWrite;
+    return File(openDescriptor(fileName, writes ? O_RDWR : O_RDONLY, writes ? "r+" : "r"));
 }
 
 File File::openForOverwrite(const std::string& fileName) {

@@ -47,7 +47,7 @@ void FileUtils::closeFile(FILE* stream) {
 }
 
 bool FileUtils::fileExist(const std::string& fileName) {
-    return static_cast<bool>(File::openExisting(fileName, false));
+    return static_cast<bool>(File::openExisting(fileName, File::Access::read));
 }
 
 bool FileUtils::fileRemove(const std::string& /*fileName*/) {
@@ -339,6 +339,10 @@ long TableMetaData::flagOf(std::size_t column) const {
         throw shortRecordError("checkColumnNullnessTypeCor");
     }
     return toFlag(columnFlags_[column]);
+}
+
+ValueType TableMetaData::typeOf(std::size_t column) const {
+    return static_cast<ValueType>(flagOf(column) & kTypeMask);
 }
 
 std::size_t TableMetaData::visibleColumnCount() const {

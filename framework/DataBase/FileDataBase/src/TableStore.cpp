@@ -201,7 +201,7 @@ std::optional<File> TableStore::openForChange(const TablePlace& place) {
     if (place.pending != nullptr && !place.pending->isOnDisk()) {
         place.pending->restore(place.fileName);
     }
-    File file = File::openExisting(place.fileName, true);
+    File file = File::openExisting(place.fileName, File::Access::readAndWrite);
     if (!file && !File::exists(place.fileName)) {
         return std::nullopt;
     }
@@ -223,7 +223,7 @@ std::optional<TableSource> TableStore::openForQuery(const TablePlace& place) {
     if (place.pending != nullptr && !place.pending->isOnDisk()) {
         return TableSource{{}, place.pending->text()};
     }
-    TableSource source{File::openExisting(place.fileName, false), {}};
+    TableSource source{File::openExisting(place.fileName, File::Access::read), {}};
     if (source.file) {
         return source;
     }

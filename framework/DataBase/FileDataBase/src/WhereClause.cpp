@@ -74,30 +74,30 @@ int WhereClause::operation(const std::string& op, unsigned char type, const std:
     leftValue.text = left;
     rightValue.text = right;
     rightValue.isNull = null;
-    return toInt(apply(entry != nullptr ? *entry : OperatorEntry{op, Operator::meaningless, 0}, type,
-                       leftValue, rightValue));
+    return toInt(apply(entry != nullptr ? *entry : OperatorEntry{op, Operator::meaningless, 0},
+                       static_cast<ValueType>(type), leftValue, rightValue));
 }
 
 int WhereClause::greaterThanOperater(unsigned char type, const std::string& left, const std::string& right) {
-    return toInt(holds(Operator::greater, type, left, right));
+    return toInt(holds(Operator::greater, static_cast<ValueType>(type), left, right));
 }
 
 int WhereClause::lessThanOperater(unsigned char type, const std::string& left, const std::string& right) {
-    return toInt(holds(Operator::less, type, left, right));
+    return toInt(holds(Operator::less, static_cast<ValueType>(type), left, right));
 }
 
 int WhereClause::greaterThanAndEqualOperater(unsigned char type, const std::string& left,
                                              const std::string& right) {
-    return toInt(holds(Operator::greaterOrEqual, type, left, right));
+    return toInt(holds(Operator::greaterOrEqual, static_cast<ValueType>(type), left, right));
 }
 
 int WhereClause::lessThanAndEqualOperater(unsigned char type, const std::string& left,
                                           const std::string& right) {
-    return toInt(holds(Operator::lessOrEqual, type, left, right));
+    return toInt(holds(Operator::lessOrEqual, static_cast<ValueType>(type), left, right));
 }
 
 int WhereClause::notEqualOperater(unsigned char type, const std::string& left, const std::string& right) {
-    return toInt(holds(Operator::notEqual, type, left, right));
+    return toInt(holds(Operator::notEqual, static_cast<ValueType>(type), left, right));
 }
 
 int WhereClause::likeOperater(const std::string& value, const std::string& pattern) {
@@ -116,7 +116,7 @@ unsigned char WhereClause::getOperandValueType(const std::string& token, std::st
     null = null || operand.value.isNull;
     value = operand.value.text;
     isColumn = operand.isColumn();
-    return operand.type;
+    return static_cast<unsigned char>(operand.type);
 }
 
 void WhereClause::removeEscapeCharacter(std::string& value) {
