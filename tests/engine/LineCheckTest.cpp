@@ -1,4 +1,5 @@
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -71,6 +72,20 @@ TEST_F(LineCheckTest, ARefusalInATransactionKeepsWhatTheTransactionHasDone) {
     EXPECT_TRUE(database->commitTransaction());
     EXPECT_EQ(table("t"), "a~b~ROWID\n1~4~1\n\n7~'text'~1\n333~'text'~3\n");
     EXPECT_EQ(database->getLastInsertRowid(), 0);
+}
+
+TEST_F(LineCheckTest, WhatTheCheckThrowsRefusesTheStatementAndIsWhatTheLogSays) {
+    database = std::make_unique<FileDatabase>([](std::size_t bytes) -> bool {
+        throw std::runtime_error("no room for " + std::to_string(bytes) + " bytes");
+    });
+    ASSERT_TRUE(database->init(path()));
+    log.clear();
+    const std::string before = table("t");
+    exec("INSERT INTO t (a, b) VALUES (?, '?');", "4444", "text");
+    exec("UPDATE t SET a=? WHERE a = 22;", "1");
+    EXPECT_THAT(takeErrors(), ElementsAre("insertTable Exception: no room for 14 bytes",
+                                          "updateTable Exception: no room for 11 bytes"));
+    EXPECT_EQ(table("t"), before);
 }
 
 TEST_F(LineCheckTest, WithoutACheckEveryLineIsStored) {

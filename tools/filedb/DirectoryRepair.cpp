@@ -16,7 +16,6 @@ namespace {
 
 constexpr const char* kRejectsSuffix = ".rejects";
 constexpr const char* kKeptSuffix = ".kept";
-constexpr const char* kJournalAtRest = "0\n";
 
 // One line a rejected line: its number in the original, a tabulator, and its bytes.
 std::string rejectsText(const TableExamination& content) {
@@ -209,7 +208,8 @@ void DirectoryRepair::setForeignAside() {
 
 void DirectoryRepair::resetJournal() {
     const RawFile& file = examination_.journalFile();
-    if (file.isRegular() && file.text == kJournalAtRest) {
+    const std::string atRest = std::string(kAtRestState) + '\n';
+    if (file.isRegular() && file.text == atRest) {
         return;
     }
     for (const Finding& finding : examination_.journal().findings()) {
@@ -226,7 +226,7 @@ void DirectoryRepair::resetJournal() {
         } else if (file.exists()) {
             aside_.moveIn(kJournalName);
         }
-        DurableFiles::replace(directory_, kJournalName, kJournalAtRest);
+        DurableFiles::replace(directory_, kJournalName, atRest);
     });
 }
 

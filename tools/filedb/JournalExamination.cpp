@@ -1,12 +1,10 @@
 #include "JournalExamination.h"
 
-#include <cstdlib>
 #include <string_view>
 
 #include "FileUtils.h"
 #include "Journal.h"
 #include "Printable.h"
-#include "RecordReader.h"
 #include "StoredForm.h"
 
 namespace Kalt::Vemo::Tool {
@@ -15,9 +13,6 @@ using namespace Core::Database::Filedb;
 
 namespace {
 
-constexpr const char* kAtRest = "0";
-constexpr const char* kCopying = "1";
-
 // What the writer meant: the code as a raw byte, or the digit that marks a drop. 0 for anything else.
 int recordedOperation(const std::string& field) {
     if (field.size() != 1) {
@@ -25,11 +20,6 @@ int recordedOperation(const std::string& field) {
     }
     const char code = field.front() >= '1' ? static_cast<char>(field.front() - '0') : field.front();
     return code >= kInsertOperation && code <= kDropOperation ? code : 0;
-}
-
-// What the next start reads: a raw byte is no digit and gives 0.
-int loadedOperation(const std::string& field) {
-    return static_cast<signed char>(std::strtoll(field.c_str(), nullptr, 10));
 }
 
 const char* nameOfOperation(int operation) {
@@ -67,56 +57,51 @@ void JournalExamination::report(std::size_t line, Finding::Severity severity, st
     findings_.push_back({kJournalName, line, severity, std::move(text)});
 }
 
-// The lines are walked as the engine walks them: in a run of state lines "1" the line that ends the run
-// counts as a state line too, and is not loaded.
 void JournalExamination::examineLines(const std::string& text) {
-    RecordReader records(text);
+    JournalReader lines(text);
     std::size_t line = 1;
-    bool isFirst = true;
-    bool isStateLine = true;
-    while (records.next()) {
-        const std::vector<std::string> fields(records.fields().begin(), records.fields().end());
-        const bool isWellFormed = records.line() == FileUtils::recordLine(fields);
-        if (records.line().find('\0') != std::string_view::npos) {
+    while (lines.next()) {
+        const std::vector<std::string> fields(lines.fields().begin(), lines.fields().end());
+        const bool isWellFormed = lines.line() == FileUtils::recordLine(fields);
+        if (lines.line().find('\0') != std::string_view::npos) {
             report(line, Finding::Severity::kError, "NUL byte: readers end the line there");
         } else if (!isWellFormed) {
             report(line, Finding::Severity::kError,
-                   records.line().back() == '\n'
+                   lines.line().back() == '\n'
                        ? "empty field (\"~~\", or \"~\" at an end of the line)"
-                       : (records.line().size() == kMaxLineLength ? "line is longer than the format allows"
-                                                                  : "last line has no line feed"));
+                       : (lines.line().size() == kMaxLineLength ? "line is longer than the format allows"
+                                                                : "last line has no line feed"));
         }
-        if (isFirst) {
-            isCopying_ = fields.size() == 1 && fields[0] == kCopying && isWellFormed;
+        if (lines.isFirst()) {
+            isCopying_ = fields.size() == 1 && fields[0] == kCopyingState && isWellFormed;
             if (isCopying_) {
                 report(line, Finding::Severity::kError,
                        "state line is \"1\": the copying of working copies over their tables was "
                        "interrupted; run "
                        "\"filedb repair\" before the next init, which would not finish it");
-            } else if (fields != std::vector<std::string>{kAtRest}) {
+            } else if (fields != std::vector<std::string>{kAtRestState}) {
                 report(line, Finding::Severity::kError,
-                       "state line is " + quoted(records.line().substr(0, records.line().find('\n'))) +
+                       "state line is " + quoted(lines.line().substr(0, lines.line().find('\n'))) +
                            ", neither \"0\" nor \"1\"");
             }
-        } else if (fields.size() != 2) {
+        } else if (const auto entry = lines.entry()) {
+            examineTableLine(line, fields[0], *entry, lines.isStateLine());
+        } else {
             report(line, Finding::Severity::kError,
                    counted(fields.size(), "field") +
                        " instead of an operation and a table: the next init skips the line");
-        } else {
-            examineTableLine(line, fields[0], fields[1], isStateLine);
         }
-        isStateLine = isStateLine && !fields.empty() && fields[0] == kCopying;
-        isFirst = false;
-        if (records.line().back() == '\n') {
+        if (lines.line().back() == '\n') {
             ++line;
         }
     }
 }
 
 void JournalExamination::examineTableLine(std::size_t line, const std::string& codeField,
-                                          const std::string& table, bool isStateLine) {
+                                          const JournalReader::Entry& entry, bool isStateLine) {
+    const std::string table(entry.table);
     const int operation = recordedOperation(codeField);
-    const int code = loadedOperation(codeField);
+    const int code = entry.operation;
     const bool isCopied = code >= kInsertOperation && code <= kCreateOperation;
     const std::string label = "table " + quoted(table) + " (" + nameOfOperation(operation) + "): ";
     if (operation == 0) {

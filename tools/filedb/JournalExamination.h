@@ -5,6 +5,7 @@
 #include <string>
 
 #include "Finding.h"
+#include "Journal.h"
 #include "RawFile.h"
 
 namespace Kalt::Vemo::Tool {
@@ -34,8 +35,8 @@ public:
 private:
     void report(std::size_t line, Finding::Severity severity, std::string text);
     void examineLines(const std::string& text);
-    void examineTableLine(std::size_t line, const std::string& codeField, const std::string& table,
-                          bool isStateLine);
+    void examineTableLine(std::size_t line, const std::string& codeField,
+                          const Core::Database::Filedb::JournalReader::Entry& entry, bool isStateLine);
 
     Findings findings_;
     bool isCopying_ = false;

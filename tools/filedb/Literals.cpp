@@ -124,11 +124,4 @@ bool isShownAsNumber(const Column& column, const std::string& shown) {
            (column.type == Column::Type::kReal && wholeTextAs<double>(shown));
 }
 
-void requireLineFits(std::size_t length) {
-    if (length > kMaxLineLength) {
-        throw Failure("the row would take a line of " + std::to_string(length) +
-                      " bytes; a table file holds lines of at most " + std::to_string(kMaxLineLength));
-    }
-}
-
 }  // namespace Kalt::Vemo::Tool

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -42,8 +41,5 @@ std::string shownValue(const Column& column, const std::string& cell);
 
 /// Whether a cell of the column can stand as a number in JSON or SQL text.
 bool isShownAsNumber(const Column& column, const std::string& shown);
-
-/// Throws: Failure when a line of `length` bytes, line feed included, does not fit into a table file.
-void requireLineFits(std::size_t length);
 
 }  // namespace Kalt::Vemo::Tool

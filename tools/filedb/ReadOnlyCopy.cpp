@@ -23,6 +23,7 @@ namespace Kalt::Vemo::Tool {
 namespace {
 
 using Core::Database::Filedb::File;
+using Core::Database::Filedb::kCopyingState;
 using Core::Database::Filedb::kJournalName;
 
 constexpr int kAttempts = 50;  // together one second
@@ -83,7 +84,7 @@ Contents contentsOf(const std::string& directory) {
 // A commit is under way: some tables are new by now and others still old.
 bool isCopyingOver(const Contents& contents) {
     const auto journal = contents.find(kJournalName);
-    return journal != contents.end() && !journal->second.empty() && journal->second.front() == '1';
+    return journal != contents.end() && journal->second.rfind(kCopyingState, 0) == 0;
 }
 
 // All files as they were at one moment: reading them twice gave the same. A commit that was interrupted for

@@ -4,7 +4,6 @@
 #include <functional>
 #include <iterator>
 #include <stdexcept>
-#include <string_view>
 #include <utility>
 
 #include "DatabaseException.h"
@@ -54,6 +53,18 @@ std::vector<Column> rawColumns(const std::string& statement,
     return columns;
 }
 
+// Asked about each line that a statement stores. The database would write a line that is too long, and read
+// it as two records. What is thrown here is what the statement fails with.
+bool requireLineFits(std::size_t length) {
+    if (length > kMaxLineLength) {
+        throw DatabaseException(
+            __func__, __LINE__,
+            "the row would take a line of %zu bytes; a table file holds lines of at most %zu", length,
+            kMaxLineLength);
+    }
+    return true;
+}
+
 }  // namespace
 
 ResultSet shownRows(Rows rows, const std::vector<Column>& columns) {
@@ -74,8 +85,10 @@ ResultSet shownRows(Rows rows, const std::vector<Column>& columns) {
     return result;
 }
 
-Session::Session(const PathArgument& path, Access access)
-    : access_(access), namedDirectory_(path.directory()) {
+Session::Session(const PathArgument& path, Access access, LongLines longLines)
+    : access_(access),
+      namedDirectory_(path.directory()),
+      database_(longLines == LongLines::kStored ? nullptr : requireLineFits) {
     if (access != Access::kChangeOrCreate) {
         path.requireDirectory();
     }
@@ -194,7 +207,6 @@ ResultSet Session::query(const EngineStatement& statement) {
 
 void Session::change(const EngineStatement& statement) {
     requireChangesAllowed();
-    requireLinesFit(statement);
     const int result =
         reporting([&] { return client_.executeWith(statement.text.c_str(), statement.values); });
     if (result != 0) {
@@ -260,74 +272,6 @@ void Session::commit() {
 
 void Session::rollback() {
     endTransaction(&Transaction::rollback, "the transaction could not be rolled back");
-}
-
-// ---- Lines that do not fit into the file. The engine would write them, and read them as two records.
-
-void Session::requireLinesFit(const EngineStatement& statement) {
-    if (statement.assignments.empty()) {
-        return;
-    }
-    const TableSchema schema = schemaOf(statement.table);
-    if (statement.isInsert) {
-        requireInsertFits(statement, schema);
-    } else {
-        requireUpdateFits(statement, schema);
-    }
-}
-
-void Session::requireInsertFits(const EngineStatement& statement, const TableSchema& schema) {
-    // Each field is followed by a separator or the line feed.
-    std::size_t length = 0;
-    for (const EngineStatement::Assignment& assignment : statement.assignments) {
-        length += assignment.stored.size() + 1;
-    }
-    length +=
-        (schema.columns.size() - statement.assignments.size()) * (std::string_view(kNullWord).size() + 1);
-    constexpr std::size_t kLongestRowId = 20;
-    if (schema.hasHiddenRowId && length + kLongestRowId + 1 > kMaxLineLength) {
-        length += std::to_string(nextRowId(statement.table)).size() + 1;
-    }
-    requireLineFits(length);
-}
-
-std::uint64_t Session::nextRowId(const std::string& table) {
-    const std::string text = "SELECT ROWID FROM " + table + ";";
-    return reporting([&] {
-        std::uint64_t last = 0;
-        for (const Row row : client_.query(text.c_str())) {
-            last = row.get<std::uint64_t>(1);
-        }
-        return last + 1;
-    });
-}
-
-void Session::requireUpdateFits(const EngineStatement& statement, const TableSchema& schema) {
-    std::vector<Column> columns = schema.columns;
-    if (schema.hasHiddenRowId) {
-        columns.push_back(*schema.find(kRowIdColumn));
-    }
-    std::string list;
-    for (const Column& column : columns) {
-        list += (list.empty() ? "" : ", ") + column.name;
-    }
-    const std::string text = "SELECT " + list + " FROM " + statement.table + statement.condition.text() + ";";
-    reporting([&] {
-        for (const Row row : client_.queryWith(text.c_str(), statement.condition.values())) {
-            std::size_t length = 0;
-            for (std::size_t i = 0; i < columns.size(); ++i) {
-                const Cell cell = row.get<Cell>(static_cast<int>(i + 1));
-                std::size_t field = cell ? cell->size() : std::string_view(kNullWord).size();
-                field += cell && columns[i].type == Column::Type::kText ? 2U : 0U;
-                for (const EngineStatement::Assignment& assignment : statement.assignments) {
-                    field = assignment.column.name == columns[i].name ? assignment.stored.size() : field;
-                }
-                length += field + 1;
-            }
-            requireLineFits(length);
-        }
-        return true;
-    });
 }
 
 }  // namespace Kalt::Vemo::Tool

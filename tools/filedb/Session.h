@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <set>
 #include <string>
@@ -34,8 +33,14 @@ public:
         kChangeOrCreate  ///< makes the database when it is missing
     };
 
+    /// What becomes of a row whose line is too long for the table's file.
+    enum class LongLines {
+        kRefused,  ///< its statement fails
+        kStored    ///< the engine stores it, and reads it as two records
+    };
+
     /// Throws: Trouble when there is no database, or it cannot be opened.
-    Session(const PathArgument& path, Access access);
+    Session(const PathArgument& path, Access access, LongLines longLines = LongLines::kRefused);
 
     /// The directory that was named, and the one that is open: with kLook that is the copy's.
     const std::string& namedDirectory() const { return namedDirectory_; }
@@ -67,10 +72,6 @@ private:
     auto reporting(Action action);
     ResultSet query(const EngineStatement& statement);
     void change(const EngineStatement& statement);
-    void requireLinesFit(const EngineStatement& statement);
-    void requireInsertFits(const EngineStatement& statement, const TableSchema& schema);
-    void requireUpdateFits(const EngineStatement& statement, const TableSchema& schema);
-    std::uint64_t nextRowId(const std::string& table);
     void requireChangesAllowed() const;
     std::string workingCopyOf(const std::string& table) const;
     void endTransaction(bool (Core::Database::Transaction::*end)(), const char* failure);

@@ -59,7 +59,8 @@ int runShell(const Options& options) {
     const bool hasTexts = !options.texts.empty() || !options.file.empty();
     const bool isPrompt = !hasTexts && isAtTerminal();
     Session session(PathArgument(options.path),
-                    options.readOnly ? Session::Access::kLook : Session::Access::kChangeOrCreate);
+                    options.readOnly ? Session::Access::kLook : Session::Access::kChangeOrCreate,
+                    options.raw ? Session::LongLines::kStored : Session::LongLines::kRefused);
     Shell shell(session, {modeOf(options.mode), options.raw, isPrompt});
     for (const std::string& text : options.texts) {
         if (!shell.isOver()) {

@@ -160,7 +160,6 @@ EngineStatement StatementRewriter::insertion(const std::string& table, const std
     EngineStatement result;
     result.kind = Kind::kChange;
     result.table = table;
-    result.isInsert = true;
     std::string names;
     std::string holders;
     for (std::size_t i = 0; i < columns.size(); ++i) {
@@ -168,7 +167,6 @@ EngineStatement StatementRewriter::insertion(const std::string& table, const std
         names += (i == 0 ? "" : ", ") + columns[i].name;
         holders += i == 0 ? "?" : ", ?";
         result.values.push_back(boundForm(columns[i], stored));
-        result.assignments.push_back({columns[i], stored});
     }
     result.text = "INSERT INTO " + table + " (" + names + ") VALUES (" + holders + ");";
     return result;
@@ -181,33 +179,33 @@ EngineStatement StatementRewriter::rewriteUpdate(TokenCursor& cursor) const {
     cursor.expect("SET");
     const TableSchema schema = schemaOf_(result.table);
     std::vector<Column> targets;
+    std::vector<std::string> stored;
     do {
-        const Column column = requireWritable(schema, cursor.expectName("the name of a column"), targets);
+        targets.push_back(requireWritable(schema, cursor.expectName("the name of a column"), targets));
         cursor.expectSymbol("=");
-        targets.push_back(column);
-        result.assignments.push_back({column, storedLiteral(column, cursor.expectLiteral())});
+        stored.push_back(storedLiteral(targets.back(), cursor.expectLiteral()));
     } while (cursor.acceptSymbol(","));
-    result.condition = optionalCondition(cursor, schema);
+    const Condition condition = optionalCondition(cursor, schema);
 
-    const auto assignmentOf = [&result](const Column& column) {
-        return std::find_if(
-            result.assignments.begin(), result.assignments.end(),
-            [&column](const EngineStatement::Assignment& one) { return one.column.name == column.name; });
+    const auto targetOf = [&targets](const Column& column) {
+        const auto found = std::find_if(targets.begin(), targets.end(),
+                                        [&](const Column& target) { return target.name == column.name; });
+        return static_cast<std::size_t>(found - targets.begin());
     };
     std::size_t last = schema.columns.size();
-    while (assignmentOf(schema.columns[last - 1]) == result.assignments.end()) {
+    while (targetOf(schema.columns[last - 1]) == targets.size()) {
         --last;
     }
     std::string list;
     for (std::size_t i = 0; i < last; ++i) {
         const Column& place = schema.columns[i];
-        const auto assignment = assignmentOf(place);
-        const bool isSet = assignment != result.assignments.end();
+        const std::size_t target = targetOf(place);
+        const bool isSet = target < targets.size();
         list += (i == 0 ? "" : ", ") + (isSet ? place : schema.columns[last - 1]).name + "=?";
-        result.values.push_back(boundForm(place, isSet ? assignment->stored : acceptableValue(place)));
+        result.values.push_back(boundForm(place, isSet ? stored[target] : acceptableValue(place)));
     }
-    result.text = "UPDATE " + result.table + " SET " + list + result.condition.text() + ";";
-    append(result.values, result.condition.values());
+    result.text = "UPDATE " + result.table + " SET " + list + condition.text() + ";";
+    append(result.values, condition.values());
     return result;
 }
 

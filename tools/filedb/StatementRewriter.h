@@ -29,15 +29,6 @@ struct EngineStatement {
     std::string table;
     bool isDrop = false;          ///< drops the table
     std::vector<Column> columns;  ///< of a query's result
-
-    /// What has to be known to tell whether the rows that an INSERT or UPDATE writes fit into the file.
-    struct Assignment {
-        Column column;
-        std::string stored;
-    };
-    std::vector<Assignment> assignments;
-    bool isInsert = false;
-    Condition condition;
 };
 
 /// Puts statements as a person writes them into the engine's words: keywords in any case become upper case,

@@ -35,7 +35,8 @@ public:
     FileDatabase();
 
     /// Asks `mayStore`, unless it is null, about each line that INSERT and UPDATE are about to store: when
-    /// the answer is no the statement fails as a whole, with a line in the log.
+    /// the answer is no the statement fails as a whole, with a line in the log. An exception of the check is
+    /// a no as well, and its text is what the line says.
     explicit FileDatabase(LineCheck mayStore);
 
     ~FileDatabase() override;

@@ -5,8 +5,11 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "File.h"
+#include "RecordReader.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
@@ -17,6 +20,45 @@ enum Operation : signed char {
     kUpdateOperation = 3,
     kCreateOperation = 4,
     kDropOperation = 5
+};
+
+/// Walks the lines of a journal as recovery reads them.
+///
+/// The first line is the state line. As long as it says that a copy-over is under way, the line behind it is
+/// taken for a state line as well, so the table that an interrupted commit names first keeps its working
+/// copy.
+///
+/// Lifetime: the text must outlive the reader; what line(), fields() and entry() show is valid until the next
+/// call of next().
+class JournalReader {
+public:
+    /// A line CODE~NAME. The code is cut to 8 bits, after a conversion that is as wide on every device. The
+    /// raw byte of a line that was never overwritten is no digit and gives 0, which makes recovery discard
+    /// the table's working copy.
+    struct Entry {
+        signed char operation;
+        std::string_view table;
+    };
+
+    explicit JournalReader(std::string_view text) : records_(text) {}
+
+    /// Moves to the next line; false at the end.
+    bool next();
+
+    bool isFirst() const { return isFirst_; }
+    bool isStateLine() const { return isStateLine_; }
+    std::string_view line() const { return records_.line(); }
+    const std::vector<std::string_view>& fields() { return records_.fields(); }
+
+    /// The line's two fields; nothing when there are more or fewer. Also of a line that counts as a state
+    /// line.
+    std::optional<Entry> entry();
+
+private:
+    RecordReader records_;
+    bool hasBegun_ = false;
+    bool isFirst_ = false;
+    bool isStateLine_ = false;
 };
 
 /// The journal "master_rollback": which tables have working copies, and whether a copy-over is under way.

@@ -8,7 +8,6 @@
 #include "DatabaseException.h"
 #include "EngineErrors.h"
 #include "FileUtils.h"
-#include "RecordReader.h"
 #include "Utils.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
@@ -19,14 +18,27 @@ std::string stateLine(bool copying) {
     return std::string(copying ? kCopyingState : kAtRestState) + '\n';
 }
 
-// The code of a journal line: cut to 8 bits, after a conversion that is as wide on every device. The raw byte
-// of a line that was never overwritten is no digit and gives 0, which makes recovery discard the table's
-// working copy.
-signed char toOperation(std::string_view field) {
-    return static_cast<signed char>(std::strtoll(std::string(field).c_str(), nullptr, 10));
+}  // namespace
+
+bool JournalReader::next() {
+    const bool expectsStateLine =
+        !hasBegun_ || (isStateLine_ && !fields().empty() && fields().front() == kCopyingState);
+    if (!records_.next()) {
+        return false;
+    }
+    isFirst_ = !hasBegun_;
+    hasBegun_ = true;
+    isStateLine_ = expectsStateLine;
+    return true;
 }
 
-}  // namespace
+std::optional<JournalReader::Entry> JournalReader::entry() {
+    if (fields().size() != 2) {
+        return std::nullopt;
+    }
+    const std::string code(fields()[0]);
+    return Entry{static_cast<signed char>(std::strtoll(code.c_str(), nullptr, 10)), fields()[1]};
+}
 
 File& Journal::requireFile() {
     if (!file_) {
@@ -49,18 +61,13 @@ void Journal::close() {
 
 bool Journal::read(const std::function<void(signed char operation, const std::string& table)>& report) {
     const Buffer text = requireFile().readWhole();
-    RecordReader records(text.view());
+    JournalReader lines(text.view());
     bool found = false;
-    bool stateLine = true;
-    while (records.next()) {
+    while (lines.next()) {
         found = true;
-        const std::vector<std::string_view>& fields = records.fields();
-        if (stateLine) {
-            // A line "1" tells of an interrupted copy-over; the line behind it is taken for a state line as
-            // well, so the first table's working copy stays where it is.
-            stateLine = !fields.empty() && fields[0] == kCopyingState;
-        } else if (fields.size() == 2) {
-            report(toOperation(fields[0]), std::string(fields[1]));
+        const std::optional<JournalReader::Entry> entry = lines.entry();
+        if (entry && !lines.isStateLine()) {
+            report(entry->operation, std::string(entry->table));
         }
     }
     return found;
@@ -101,11 +108,11 @@ void Journal::cutOff(std::size_t position) {
 
 void Journal::markDropped(const std::string& table) {
     const Buffer text = requireFile().readWhole();
-    RecordReader records(text.view());
-    for (bool isStateLine = true; records.next(); isStateLine = false) {
-        const std::vector<std::string_view>& fields = records.fields();
-        if (!isStateLine && fields.size() > 1 && fields[1] == table) {
-            file_.writeAt(static_cast<std::size_t>(records.line().data() - text.data()), "5");
+    JournalReader lines(text.view());
+    while (lines.next()) {
+        const std::vector<std::string_view>& fields = lines.fields();
+        if (!lines.isFirst() && fields.size() > 1 && fields[1] == table) {
+            file_.writeAt(static_cast<std::size_t>(lines.line().data() - text.data()), "5");
             return;
         }
     }
@@ -117,10 +124,10 @@ void Journal::leaveToRecovery(const std::set<std::string>& tables) {
     if (appends_) {
         return;  // it was not changed since it was read
     }
-    RecordReader records(text.view());
-    for (bool isStateLine = true; records.next(); isStateLine = false) {
-        const std::vector<std::string_view>& fields = records.fields();
-        if (!isStateLine && fields.size() == 2 && fields[0].size() == 1 &&
+    JournalReader lines(text.view());
+    while (lines.next()) {
+        const std::vector<std::string_view>& fields = lines.fields();
+        if (!lines.isFirst() && fields.size() == 2 && fields[0].size() == 1 &&
             tables.count(std::string(fields[1])) != 0) {
             const char code = fields[0].front();
             const char digit = code < '0' ? static_cast<char>('0' + code) : code;
