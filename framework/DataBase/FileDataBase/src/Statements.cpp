@@ -216,7 +216,7 @@ void Statements::createTable(const std::string& tableName, const std::string& re
         }
         static_cast<void>(Utils::validateColumnName(tableName));
 
-        store_.change(kCreateOperation, place, {}, TableVersion(Buffer(newTable(remainder).text())));
+        store_.change(Operation::createTable, place, {}, TableVersion(Buffer(newTable(remainder).text())));
     } catch (const std::exception& error) {
         noteRefusal(error);
         FILEDB_LOG(kLogError, "createTable Exception: %s", error.what());
@@ -284,7 +284,7 @@ std::optional<std::int64_t> Statements::insertTable(const std::string& tableName
         checkPrimaryKey(metaData, old, record);
 
         const std::string line = storableLine("insertTable", record);
-        store_.change(kInsertOperation, place, std::move(table.origin),
+        store_.change(Operation::insertRow, place, std::move(table.origin),
                       row.position == tableSize ? std::move(old).withLineAtEnd(line)
                                                 : std::move(old).withLineBefore(row.position, line));
         return row.id;
@@ -338,7 +338,7 @@ void Statements::updateTable(const std::string& tableName, const std::string& sq
                 key.requireUnique(keyed, keyed.size(), row);
             }
         }
-        store_.change(kUpdateOperation, place, std::move(table.origin), rewriter.finish());
+        store_.change(Operation::updateRows, place, std::move(table.origin), rewriter.finish());
     } catch (const std::exception& error) {
         noteRefusal(error);
         FILEDB_LOG(kLogError, "updateTable Exception: %s", error.what());
@@ -366,7 +366,7 @@ void Statements::deleteTable(const std::string& tableName, const std::string& sq
                 rewriter.keep(reader);
             }
         }
-        store_.change(kDeleteOperation, place, std::move(table.origin), rewriter.finish());
+        store_.change(Operation::deleteRows, place, std::move(table.origin), rewriter.finish());
     } catch (const std::exception& error) {
         noteRefusal(error);
         FILEDB_LOG(kLogError, "deleteTable Exception: %s", error.what());
