@@ -45,13 +45,15 @@ struct Operand {
 };
 
 /// A condition in postfix form, prepared for many records: which operands an operator gets does not depend on
-/// the record, so the evaluation's stack is worked off once. A column is fetched once for each record,
+/// the record, so the evaluation's stack is run through once. A column is fetched once for each record,
 /// however many operators name it.
 ///
 /// Lifetime: postfix list and metadata must outlive the object, unchanged.
 class CompiledCondition {
 public:
+    /// Requires: `postfix` is not empty.
     CompiledCondition(const std::vector<std::string>& postfix, const TableMetaData& metaData);
+    CompiledCondition(std::vector<std::string>&& postfix, const TableMetaData& metaData) = delete;
     CompiledCondition(const CompiledCondition&) = delete;
     CompiledCondition& operator=(const CompiledCondition&) = delete;
 
@@ -59,7 +61,7 @@ public:
     ///
     /// Throws: "Syntax Error: evaluate stack contains less 2 operands.", "Syntax Error: Where clause is
     /// wrong", and Operand::fetch's errors.
-    bool evaluate(Record& record);
+    [[nodiscard]] bool evaluate(Record& record);
 
 private:
     /// One operator with its operands, in the order in which they are computed.

@@ -11,8 +11,8 @@ namespace Kalt::Vemo::Core::Database::Filedb {
 class Record;
 class TableMetaData;
 
-/// The rule that no two records of a table have the same primary key. Its columns are looked up once, when a
-/// comparison first needs them.
+/// The rule that no two records of a table have the same primary key. Each of its columns is looked up once,
+/// by the first comparison that needs it.
 ///
 /// Lifetime: the metadata must outlive the object. Throws: DatabaseException, where a function says so.
 class PrimaryKey {

@@ -92,7 +92,7 @@ CompiledCondition::CompiledCondition(const std::vector<std::string>& postfix, co
         step.op = entry;
         step.hasTooFewOperands = stack.size() < 2;
         if (step.hasTooFewOperands) {
-            break;  // an evaluation ends here
+            break;  // every evaluation ends here
         }
         step.right = stack.back();
         stack.pop_back();

@@ -28,7 +28,7 @@ namespace {
 
 constexpr const char* kLogTag = "FileResultTable";
 
-// The buffer of one line read of a copy: 1022 characters and the terminating zero.
+// Room for a line of a copy: 1022 characters and the terminating zero.
 constexpr int kCopyBufferSize = 1023;
 
 }  // namespace
@@ -41,7 +41,7 @@ FILE* FileUtils::openFile(const std::string& fileName, const std::string& mode) 
 
 void FileUtils::closeFile(FILE* stream) {
     if (stream != nullptr) {
-        // Whoever wrote through the stream has flushed it before, and looked at the result.
+        // A writer has flushed the stream before and seen the result.
         static_cast<void>(std::fclose(stream));
     }
 }
@@ -158,10 +158,6 @@ std::string printReal(float value) {
     return stream.str();
 }
 
-bool startsWith(const std::string& text, std::string_view start) {
-    return text.compare(0, start.size(), start) == 0;
-}
-
 // The word up to an opening bracket: CHECK(x is the word CHECK.
 std::string_view wordBeforeBracket(std::string_view word) {
     return word.substr(0, word.find('('));
@@ -256,7 +252,7 @@ void TableMetaData::checkColumnConstraint(std::vector<std::string>& words, std::
 
 bool TableMetaData::checkTableConstraint(std::vector<std::string>& words, std::vector<std::string>& items,
                                          unsigned int& index) {
-    const bool isPrimaryKey = words.size() == 2 && words[0] == "PRIMARY" && startsWith(words[1], "KEY");
+    const bool isPrimaryKey = words.size() == 2 && words[0] == "PRIMARY" && words[1].rfind("KEY", 0) == 0;
     if (!isPrimaryKey) {
         const std::string_view first = words.empty() ? std::string_view() : wordBeforeBracket(words[0]);
         if (first == "FOREIGN" || first == "CHECK") {

@@ -14,10 +14,6 @@ constexpr std::string_view kSelect = "SELECT";
 constexpr std::string_view kFrom = "FROM ";
 constexpr std::string_view kValues = "VALUES";
 
-bool isWhiteSpace(char c) {
-    return std::string_view(WHITESPACE).find(c) != std::string_view::npos;
-}
-
 // Comma-separated pieces of the characters from `first` up to but not including `end`.
 std::vector<std::string> split(const std::string& text, std::size_t first, std::size_t end) {
     std::vector<std::string> pieces;
@@ -89,7 +85,7 @@ std::vector<std::string> splitSetList(const std::string& text, const std::option
 Select parseSelect(const std::string& statement) {
     const auto isBoundary = [&](std::size_t position) {
         return position < statement.size() &&
-               (statement[position] == '*' || isWhiteSpace(statement[position]));
+               (statement[position] == '*' || Utils::isWhiteSpace(statement[position]));
     };
     const std::size_t select = statement.find_first_not_of(WHITESPACE);
     const std::size_t from = statement.find(kFrom);

@@ -15,7 +15,6 @@
 #include "TableMetaData.h"
 #include "TableStore.h"
 #include "TableText.h"
-#include "Tokenizer.h"
 #include "Utils.h"
 #include "WhereClause.h"
 
@@ -26,8 +25,6 @@ using Platform::StringConversion;
 namespace {
 
 constexpr const char* kLogTag = "FileDatabase";
-
-constexpr int kAllWords = 65000;
 
 constexpr const char* kRowIdNamed = "DB Error: Table special column names ROWID is not allowed for Updation";
 constexpr const char* kMissingTable = "DB Error: No such Table...(%s)";
@@ -63,7 +60,7 @@ TableMetaData newTable(const std::string& definitionList) {
     unsigned int index = 0;
     while (index < definitions.size()) {
         FILEDB_LOG(kLogTrace, "String to split:'%s'", definitions[index].c_str());
-        std::vector<std::string> words = Tokenizer(definitions[index], WHITESPACE).split(kAllWords);
+        std::vector<std::string> words = Utils::splitWords(definitions[index]);
         if (words.empty()) {
             throw DatabaseException("createTable", __LINE__, "DB Syntax Error: Empty column Definition");
         }

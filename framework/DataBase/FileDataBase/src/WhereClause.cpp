@@ -28,7 +28,7 @@ void WhereClause::parseWhereClause(const std::string& statement, unsigned int fi
                                    const std::vector<std::string>& values) {
     FILEDB_LOG(kLogInfo, "%s", "parseWhereClause");
     std::vector<std::string> words = Postfix::words(statement, first, valueIndex, values);
-    compiled_.reset();  // it points into the list, which may move even when the words are refused
+    compiled_.reset();  // it points into the list, which may move also when the words are refused
     Postfix::append(std::move(words), postfix_);
 }
 
@@ -127,11 +127,7 @@ void WhereClause::removeEscapeCharacter(std::string& value) {
 void WhereClause::checkPrimaryKeyValidation(std::vector<std::string>& a, std::vector<std::string>& b) {
     Record recordA(a);
     Record recordB(b);
-    checkPrimaryKeyValidation(recordA, recordB);
-}
-
-void WhereClause::checkPrimaryKeyValidation(Record& a, Record& b) {
-    key_.requireDifferent(a, b);
+    key_.requireDifferent(recordA, recordB);
 }
 
 void WhereClause::updatePrimaryKeyValidation(std::vector<std::vector<std::string>>& rows, int count,
