@@ -19,9 +19,9 @@ namespace Kalt::Vemo::Test {
 namespace {
 
 using Core::Database::IResultTable;
+using Core::Database::Filedb::countWellFormedLines;
 using Core::Database::Filedb::FileDatabase;
 using Core::Database::Filedb::FileUtils;
-using Core::Database::Filedb::isWellFormed;
 using Core::Database::Filedb::RecordReader;
 
 // Whether taking every line apart and joining it again gives the same bytes.
@@ -34,9 +34,8 @@ bool staysTheSame(const std::string& text) {
     return joined == text;
 }
 
-bool isWellFormedText(const std::string& text) {
-    int lines = 0;
-    return isWellFormed(text, lines);
+bool isWellFormed(const std::string& text) {
+    return countWellFormedLines(text).has_value();
 }
 
 }  // namespace
@@ -65,33 +64,31 @@ TEST(WellFormedTest, TextsAndTheirAnswers) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(::testing::PrintToString(row.text.substr(0, 20)));
-        EXPECT_EQ(isWellFormedText(row.text), row.answer);
+        EXPECT_EQ(isWellFormed(row.text), row.answer);
     }
 }
 
 TEST(WellFormedTest, CountsTheLines) {
     std::string text;
     for (int count = 0; count < 300; ++count) {
-        int lines = -1;
-        EXPECT_TRUE(isWellFormed(text, lines));
-        EXPECT_EQ(lines, count);
+        EXPECT_EQ(countWellFormedLines(text), count);
         text += "a~" + std::to_string(count) + "\n";
     }
 }
 
 TEST(WellFormedTest, FindsDamageAtEveryPosition) {
-    std::string sound;
+    std::string wellFormed;
     for (int i = 0; i < 40; ++i) {
-        sound += "ab~'c'~" + std::to_string(i) + "\n";
+        wellFormed += "ab~'c'~" + std::to_string(i) + "\n";
     }
-    ASSERT_TRUE(isWellFormedText(sound));
+    ASSERT_TRUE(isWellFormed(wellFormed));
     for (const char damage : {'~', '\n', '\0'}) {
-        for (std::size_t position = 0; position < sound.size(); ++position) {
-            std::string text = sound;
+        for (std::size_t position = 0; position < wellFormed.size(); ++position) {
+            std::string text = wellFormed;
             text[position] = damage;
             // An empty line is well-formed to a writer, but no table has one among its records.
             const bool hasEmptyLine = text.front() == '\n' || text.find("\n\n") != std::string::npos;
-            EXPECT_EQ(isWellFormedText(text), staysTheSame(text) && !hasEmptyLine)
+            EXPECT_EQ(isWellFormed(text), staysTheSame(text) && !hasEmptyLine)
                 << "byte " << static_cast<int>(damage) << " at " << position;
         }
     }
@@ -104,9 +101,9 @@ TEST(WellFormedTest, FindsALineOverTheLimitWhereverItBegins) {
             const std::string end = behind == 0 ? "" : std::string(behind, 'x') + "\n";
             std::string text = start;
             text.append(1022, 'x').append("\n").append(end);
-            EXPECT_TRUE(isWellFormedText(text)) << before << " " << behind;
+            EXPECT_TRUE(isWellFormed(text)) << before << " " << behind;
             text.insert(before == 0 ? 0 : before + 1, "x");
-            EXPECT_FALSE(isWellFormedText(text)) << before << " " << behind;
+            EXPECT_FALSE(isWellFormed(text)) << before << " " << behind;
         }
     }
 }
@@ -120,7 +117,7 @@ TEST(WellFormedTest, NeverCallsWellFormedWhatAWriterWouldChange) {
         for (unsigned i = 0; i < length; ++i) {
             text += random() % 200 == 0 ? '\n' : (random() % 40 == 0 ? '~' : 'x');
         }
-        EXPECT_TRUE(!isWellFormedText(text) || staysTheSame(text));
+        EXPECT_TRUE(!isWellFormed(text) || staysTheSame(text));
     }
 }
 
@@ -146,18 +143,18 @@ protected:
     };
 
     void damage(const Side& side) {
-        const std::string sound = readFile(side.file());
+        const std::string wellFormed = readFile(side.file());
         std::size_t recordsStart = 0;
         for (int line = 0; line < 3; ++line) {
-            recordsStart = sound.find('\n', recordsStart) + 1;
+            recordsStart = wellFormed.find('\n', recordsStart) + 1;
         }
-        std::string text = sound.substr(0, recordsStart);
-        for (const char c : sound.substr(recordsStart)) {
+        std::string text = wellFormed.substr(0, recordsStart);
+        for (const char c : wellFormed.substr(recordsStart)) {
             const bool ends = c == '~' || c == '\n';
             text += ends && random_() % 3 == 0 ? "~" : "";
             text += c;
         }
-        text.insert(recordsStart, recordsStart < sound.size() ? "~" : "");
+        text.insert(recordsStart, recordsStart < wellFormed.size() ? "~" : "");
         writeFile(side.file(), text);
     }
 
@@ -202,12 +199,12 @@ protected:
 };
 
 TEST_P(PassOnTest, BothWaysGiveTheSameFilesResultsAndLog) {
-    Side sound(temporary_.file("a"));
+    Side wellFormed(temporary_.file("a"));
     Side damaged(temporary_.file("b"));
     const bool keyed = random_() % 2 == 0;
     const std::string create = std::string("CREATE TABLE t (a INTEGER") +
                                (keyed ? " NOT NULL, b TEXT, PRIMARY KEY(a, b));" : ", b TEXT);");
-    for (Side* side : {&sound, &damaged}) {
+    for (Side* side : {&wellFormed, &damaged}) {
         ASSERT_EQ(side->database.executeUpdate(create.c_str()), 0);
     }
 
@@ -234,21 +231,21 @@ TEST_P(PassOnTest, BothWaysGiveTheSameFilesResultsAndLog) {
         if (isStatement) {
             damage(damaged);
         }
-        EXPECT_EQ(outcome(sound, sql, values), outcome(damaged, sql, values));
+        EXPECT_EQ(outcome(wellFormed, sql, values), outcome(damaged, sql, values));
         const bool changes = isStatement && sql.rfind("SELECT", 0) != 0 && !log_.hasPart("Exception");
         if (changes || sql == "COMMIT") {
-            EXPECT_EQ(readFile(damaged.file()), readFile(sound.file()));
+            EXPECT_EQ(readFile(damaged.file()), readFile(wellFormed.file()));
         } else {
             // On both sides, because a working copy that was written to is copied in another way.
-            const std::string text = readFile(sound.file());
+            const std::string text = readFile(wellFormed.file());
             writeFile(damaged.file(), text);
-            writeFile(sound.file(), text);
+            writeFile(wellFormed.file(), text);
         }
     }
     if (inTransaction) {
-        EXPECT_EQ(outcome(sound, "COMMIT", {}), outcome(damaged, "COMMIT", {}));
+        EXPECT_EQ(outcome(wellFormed, "COMMIT", {}), outcome(damaged, "COMMIT", {}));
     }
-    EXPECT_EQ(readFile(damaged.table()), readFile(sound.table()));
+    EXPECT_EQ(readFile(damaged.table()), readFile(wellFormed.table()));
 }
 
 // A commit copies from memory, and only what differs, unless another program has touched one of the two

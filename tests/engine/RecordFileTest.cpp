@@ -367,7 +367,7 @@ TEST_F(RecordFileTest, EveryWayOfReadingGivesTheSameRecords) {
         };
         const Stream stream = streamOf(content);
         writeFile(temporary.file("t.table"), content);
-        const File file = File::openExisting(temporary.file("t.table"), false);
+        const File file = File::openExisting(temporary.file("t.table"), File::Access::read);
         EXPECT_EQ(collect(RecordReader(file)), expected);
         EXPECT_EQ(collect(RecordReader(content)), expected);
 

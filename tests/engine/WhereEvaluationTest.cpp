@@ -9,6 +9,7 @@
 
 #include "EngineTestSupport.h"
 #include "FileUtils.h"
+#include "PrimaryKey.h"
 #include "RecordReader.h"
 #include "StringConversion.h"
 #include "TableMetaData.h"
@@ -20,6 +21,7 @@ namespace Kalt::Vemo::Test {
 namespace {
 
 using Core::Database::Filedb::FileUtils;
+using Core::Database::Filedb::PrimaryKey;
 using Core::Database::Filedb::Record;
 using Core::Database::Filedb::TableMetaData;
 using Core::Database::Filedb::WhereClause;
@@ -926,7 +928,8 @@ TEST_F(WhereEvaluationTest, RecordsWithEqualKeysCollide) {
         EXPECT_EQ(raisedBy([&] { clause.checkPrimaryKeyValidation(b, a); }), expected);
         Record recordA(a);
         Record recordB(b);
-        EXPECT_EQ(raisedBy([&] { clause.checkPrimaryKeyValidation(recordA, recordB); }), expected);
+        PrimaryKey key(keyed.metaData);
+        EXPECT_EQ(raisedBy([&] { key.requireDifferent(recordA, recordB); }), expected);
         EXPECT_EQ(a, row.a);
         EXPECT_EQ(b, row.b);
     }

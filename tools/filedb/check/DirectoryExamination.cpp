@@ -133,7 +133,7 @@ void DirectoryExamination::examineCopy(const std::string& name, const std::strin
 DirectoryExamination::CopyUse DirectoryExamination::useOfNamedCopy(
     const Table& files, const JournalExamination::Entry& entry) const {
     const bool isDecided = journal_->isCopying() || entry.isCopiedAtInit;
-    if (!isDecided || entry.operation == kDropOperation) {
+    if (!isDecided || entry.operation == Operation::dropTable) {
         return CopyUse::kUncommitted;
     }
     return files.copy->isWhole() ? CopyUse::kFinish : CopyUse::kCutShort;

@@ -75,7 +75,7 @@ const JournalExamination::Entry* DirectoryRepair::journalEntry(const std::string
 
 bool DirectoryRepair::isDropFinished(const std::string& table) const {
     const JournalExamination::Entry* const entry = journalEntry(table);
-    return examination_.journal().isCopying() && entry != nullptr && entry->operation == kDropOperation;
+    return examination_.journal().isCopying() && entry != nullptr && entry->operation == Operation::dropTable;
 }
 
 void DirectoryRepair::mendTable(const std::string& table, const Table& files) {

@@ -13,30 +13,32 @@ using namespace Core::Database::Filedb;
 
 namespace {
 
-// What the writer meant: the code as a raw byte, or the digit that marks a drop. 0 for anything else.
-int recordedOperation(const std::string& field) {
+// What the writer meant: the code as a raw byte, or the digit that marks a drop.
+Operation recordedOperation(const std::string& field) {
     if (field.size() != 1) {
-        return 0;
+        return Operation::none;
     }
     const char code = field.front() >= '1' ? static_cast<char>(field.front() - '0') : field.front();
-    return code >= kInsertOperation && code <= kDropOperation ? code : 0;
+    const auto operation = static_cast<Operation>(code);
+    return writesWorkingCopy(operation) || operation == Operation::dropTable ? operation : Operation::none;
 }
 
-const char* nameOfOperation(int operation) {
+const char* nameOfOperation(Operation operation) {
     switch (operation) {
-        case kInsertOperation:
+        case Operation::insertRow:
             return "INSERT";
-        case kDeleteOperation:
+        case Operation::deleteRows:
             return "DELETE";
-        case kUpdateOperation:
+        case Operation::updateRows:
             return "UPDATE";
-        case kCreateOperation:
+        case Operation::createTable:
             return "CREATE TABLE";
-        case kDropOperation:
+        case Operation::dropTable:
             return "DROP TABLE";
-        default:
-            return "unknown operation";
+        case Operation::none:
+            break;
     }
+    return "unknown operation";
 }
 
 }  // namespace
@@ -100,17 +102,16 @@ void JournalExamination::examineLines(const std::string& text) {
 void JournalExamination::examineTableLine(std::size_t line, const std::string& codeField,
                                           const JournalReader::Entry& entry, bool isStateLine) {
     const std::string table(entry.table);
-    const int operation = recordedOperation(codeField);
-    const int code = entry.operation;
-    const bool isCopied = code >= kInsertOperation && code <= kCreateOperation;
+    const Operation operation = recordedOperation(codeField);
+    const bool isCopied = writesWorkingCopy(entry.operation);
     const std::string label = "table " + quoted(table) + " (" + nameOfOperation(operation) + "): ";
-    if (operation == 0) {
+    if (operation == Operation::none) {
         report(line, Finding::Severity::kError, "operation code " + quoted(codeField) + " is unknown");
     }
     if (!isPossibleName(table)) {
         report(line, Finding::Severity::kError,
                "table name " + quoted(table) + ": no statement could have made it");
-    } else if (operation != 0) {
+    } else if (operation != Operation::none) {
         entries_.try_emplace(table, Entry{line, operation, isCopied && !isStateLine});
     }
 
@@ -127,7 +128,7 @@ void JournalExamination::examineTableLine(std::size_t line, const std::string& c
                label + "the next init goes by line " + std::to_string(first->second));
         return;
     }
-    if (code == kDropOperation) {
+    if (entry.operation == Operation::dropTable) {
         report(line, Finding::Severity::kError, label + "the next init removes the table");
     } else if (isCopied) {
         report(line, Finding::Severity::kError,

@@ -16,7 +16,7 @@ public:
     /// A table's line: what was done to the table.
     struct Entry {
         std::size_t line;
-        int operation;        // 1 to 5
+        Core::Database::Filedb::Operation operation;
         bool isCopiedAtInit;  // whether the next start copies the working copy over the table
     };
 

@@ -13,16 +13,15 @@ namespace BoundValues {
 
 /// One argument for each "?" of the raw text, also for one inside a literal; a null pointer becomes the word
 /// NULL.
-Values take(const std::string& sql, va_list arguments);
+[[nodiscard]] Values collect(const std::string& sql, va_list arguments);
 
-/// The SQL text that takes the place of `holder`, which is ? or '?'. Quotes inside the value are not doubled:
-/// whoever reads the literal decides where it ends.
+/// The SQL text that replaces `holder`, which is ? or '?'. Quotes inside the value are not doubled: the
+/// reader of the literal decides where it ends.
 ///
 /// @param index position of the placeholder in its statement
-/// Throws: DatabaseException "Not provided value for value Holder: %s", "Invalid value for value holder
-/// String:
-/// (%s)".
-std::string textFor(const std::string& holder, const Values& values, unsigned int index);
+/// Throws: DatabaseException "Not provided value for value Holder: %s" and "Invalid value for value holder
+/// String: (%s)".
+[[nodiscard]] std::string textFor(const std::string& holder, const Values& values, unsigned int index);
 
 }  // namespace BoundValues
 

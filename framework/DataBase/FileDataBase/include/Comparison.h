@@ -12,10 +12,7 @@
 /// How values are compared: in conditions, and in the check of a primary key.
 namespace Kalt::Vemo::Core::Database::Filedb {
 
-/// How an ordering operator compares.
-enum class ValueType : unsigned char { integer = 1, real = 2, text = 4 };
-
-// The functions in front of `holds` are here because a condition calls them for each record of a table.
+// The inline functions are those that a condition calls for each record of a table.
 
 // Most texts that differ do so at one of their ends.
 inline bool isEqual(const char* text, std::string_view other) {
@@ -75,8 +72,8 @@ inline bool matchesPattern(std::string_view value, std::string_view pattern) {
     return isEqual(value, pattern);
 }
 
-/// withoutQuotes() of a text that has quotes inside.
-std::string_view withInnerQuotes(std::string_view text, std::string& scratch);
+/// The slow path of withoutQuotes(), for a text that has quotes inside.
+std::string_view rewriteInnerQuotes(std::string_view text, std::string& scratch);
 
 /// The text without the quotes that enclose it, doubled quotes inside as one; a lone quote inside swallows
 /// the character after it. Unchanged when it does not begin with a quote.
@@ -90,25 +87,25 @@ inline std::string_view withoutQuotes(std::string_view text, std::string& scratc
     if (!text.empty()) {
         text.remove_suffix(1);
     }
-    return text.find('\'') == std::string_view::npos ? text : withInnerQuotes(text, scratch);
+    return text.find('\'') == std::string_view::npos ? text : rewriteInnerQuotes(text, scratch);
 }
 
-/// Whether `op`, one of the six that compare, holds: as text, as unsigned 64-bit integers or as
-/// single-precision numbers, see ValueType. False for any other type code.
-bool holds(Operator op, unsigned char type, std::string_view left, std::string_view right);
+/// Whether `op`, one of the five that compare by type, holds: as text, as unsigned 64-bit integers or as
+/// single-precision numbers. False for any other type.
+bool holds(Operator op, ValueType type, std::string_view left, std::string_view right);
 
 /// The number that a text stands for where a truth value is meant.
 bool isNotZero(std::string_view text);
 
 /// What an operator is applied to.
 struct ComparedValue {
-    /// Takes a field as it is stored.
-    void take(std::string_view field) {
+    /// Becomes a field as it is stored.
+    void setField(std::string_view field) {
         isNull = isEqual(field, kNullWord);
         text = withoutQuotes(field, scratch);
     }
 
-    /// Becomes what an operator has given.
+    /// Becomes the result of an operator.
     void setResult(bool value) {
         isResult = true;
         result = value;
@@ -121,13 +118,13 @@ struct ComparedValue {
     bool isNull = false;
     bool isResult = false;
     bool result = false;
-    std::string scratch;  ///< holds a text that had to be rewritten
+    std::string scratch;  ///< holds a text that was rewritten
 };
 
 /// Applies an operator. A comparison with NULL does not hold.
 ///
-/// @param type the type code by which the ordering operators compare
-inline bool apply(const OperatorEntry& entry, unsigned char type, const ComparedValue& left,
+/// @param type how the ordering operators compare
+inline bool apply(const OperatorEntry& entry, ValueType type, const ComparedValue& left,
                   const ComparedValue& right) {
     ::Kalt::Vemo::Log::Log::log(
         __FILE__, __LINE__, kLogModule, "WhereClause", kLogTrace, "left:[%.*s] right:[%.*s] operator:[%.*s]",

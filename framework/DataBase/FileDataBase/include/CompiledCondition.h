@@ -15,15 +15,22 @@ class TableMetaData;
 
 /// One operand of a condition: what its word stands for, and its value for a record.
 struct Operand {
-    enum class Kind : unsigned char { literal, column, unknownColumn, result };
+    enum class Kind : unsigned char {
+        literal,
+        result,             ///< of an operator
+        column,             ///< of the table
+        columnWithoutFlag,  ///< one that the table file gives no flag number: an error when it is fetched
+        unknownColumn       ///< a name that no column has: an error when it is fetched
+    };
 
-    /// Finds out what the word stands for: a literal in quotes, a number, or else a column. A name that no
-    /// column has is an error only when it is fetched. `word` and `metaData` must outlive the operand.
+    /// Finds out what the word stands for: a literal in quotes, a number, or else a column. `word` and
+    /// `metaData` must outlive the operand.
     void resolve(const std::string& word, const TableMetaData& metaData);
+    void resolve(std::string&& word, const TableMetaData& metaData) = delete;
 
-    bool isColumn() const { return kind == Kind::column || kind == Kind::unknownColumn; }
+    bool isColumn() const { return kind != Kind::literal && kind != Kind::result; }
 
-    /// Takes a column's value from the record. Requires: isColumn().
+    /// Sets `value` to the column's field of the record. Requires: isColumn().
     ///
     /// Throws: "Column %s not found in Table Definition", "DB Error: Record has fewer fields than Table
     /// Definition".
@@ -31,20 +38,22 @@ struct Operand {
 
     ComparedValue value;
     Kind kind = Kind::literal;
-    unsigned char type = 0;
+    ValueType type = ValueType::integer;
     bool isFetched = false;  ///< by an earlier step
     std::size_t column = 0;
     const std::string* name = nullptr;  ///< of a column
 };
 
-/// A condition in postfix form, made ready to be evaluated for many records: which operands an operator meets
-/// does not depend on the record, so the evaluation's stack is run through once. A column is fetched once a
-/// record, however many operators name it.
+/// A condition in postfix form, prepared for many records: which operands an operator gets does not depend on
+/// the record, so the evaluation's stack is run through once. A column is fetched once for each record,
+/// however many operators name it.
 ///
 /// Lifetime: postfix list and metadata must outlive the object, unchanged.
 class CompiledCondition {
 public:
+    /// Requires: `postfix` is not empty.
     CompiledCondition(const std::vector<std::string>& postfix, const TableMetaData& metaData);
+    CompiledCondition(std::vector<std::string>&& postfix, const TableMetaData& metaData) = delete;
     CompiledCondition(const CompiledCondition&) = delete;
     CompiledCondition& operator=(const CompiledCondition&) = delete;
 
@@ -52,7 +61,7 @@ public:
     ///
     /// Throws: "Syntax Error: evaluate stack contains less 2 operands.", "Syntax Error: Where clause is
     /// wrong", and Operand::fetch's errors.
-    bool evaluate(Record& record);
+    [[nodiscard]] bool evaluate(Record& record);
 
 private:
     /// One operator with its operands, in the order in which they are computed.
@@ -61,7 +70,7 @@ private:
         bool hasTooFewOperands = false;
         bool fetchesRight = false;  // whether the step is the first that needs the column
         bool fetchesLeft = false;
-        unsigned char type = 0;  // how the operator compares
+        ValueType type = ValueType::integer;  // how the operator compares
         Operand* right = nullptr;
         Operand* left = nullptr;
         Operand* result = nullptr;

@@ -8,7 +8,7 @@
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
-/// The platform's recursive mutex, and how often the thread that holds it has taken it.
+/// The platform's recursive mutex, and how many counts of it its holder has.
 class CountedLock {
 public:
     void lock() {
@@ -17,7 +17,7 @@ public:
         ++count_;
     }
 
-    /// Nothing happens when the calling thread does not hold the lock.
+    /// Does nothing when the calling thread does not hold the lock.
     void unlock() {
         if (holder_ != std::this_thread::get_id()) {
             return;
@@ -30,12 +30,12 @@ public:
     }
 
     /// How many counts the calling thread holds.
-    std::size_t count() const { return holder_ == std::this_thread::get_id() ? count_ : 0; }
+    [[nodiscard]] std::size_t count() const { return holder_ == std::this_thread::get_id() ? count_ : 0; }
 
 private:
     Platform::Thread::RecursiveMutex mutex_;
     std::atomic<std::thread::id> holder_{};
-    std::size_t count_ = 0;  // touched by the holder only
+    std::size_t count_ = 0;  // used by the holder only
 };
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

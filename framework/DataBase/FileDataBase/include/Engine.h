@@ -21,18 +21,18 @@ class IResultTable;
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
-/// What is behind a FileDatabase: takes statements in, keeps the lock, sends each statement to its handler
-/// and decides what the calls return. IDatabase tells what each call does, and when.
+/// The implementation of FileDatabase: receives statements, holds the lock, sends each statement to its
+/// handler and decides what the calls return. IDatabase tells what each call does.
 class Engine {
 public:
     explicit Engine(Statements::LineCheck mayStore) : statements_(store_, mayStore) {}
 
-    bool init(const std::string& path);
+    [[nodiscard]] bool init(const std::string& path);
     void deinit();
 
     void beginTransaction();
-    bool commitTransaction();
-    bool rollbackTransaction();
+    [[nodiscard]] bool commitTransaction();
+    [[nodiscard]] bool rollbackTransaction();
 
     /// See EngineAccess::endTransaction.
     void abandonTransaction();
@@ -40,10 +40,10 @@ public:
     std::int64_t lastInsertRowId() const { return lastInsertRowId_; }
 
     /// @param arguments one `const char*` for each "?" of the text
-    int update(const std::string& sql, va_list arguments);
+    [[nodiscard]] int update(const std::string& sql, va_list arguments);
 
     /// @return null on any failure
-    std::unique_ptr<IResultTable> query(const std::string& sql, va_list arguments);
+    [[nodiscard]] std::unique_ptr<IResultTable> query(const std::string& sql, va_list arguments);
 
 private:
     int dispatch(const std::string& statement, const Values& values);
@@ -58,7 +58,7 @@ private:
     Statements statements_;
     std::unique_ptr<CountedLock> lock_;  // from init to deinit
     bool transactionActive_ = false;
-    std::size_t countsBeforeTransaction_ = 0;       // of the lock, held by the thread of the transaction
+    std::size_t countsBeforeTransaction_ = 0;       // of the lock, held by the transaction's thread
     std::atomic<std::int64_t> lastInsertRowId_{0};  // read without the lock
 };
 

@@ -6,14 +6,14 @@ class IDatabase;
 
 namespace Filedb {
 
-/// What the subscription store alone may do with a database, beyond `IDatabase`.
+/// What a database offers the subscription store beyond `IDatabase`.
 class EngineAccess {
 public:
     EngineAccess() = delete;
 
-    /// Ends the transaction of the calling thread: discards its changes and gives back every count of the
-    /// lock that the thread has taken since its `beginTransaction`. What the system refuses is tried again
-    /// before the next statement. Does nothing without a transaction.
+    /// Ends the transaction of the calling thread: discards its changes and releases every count of the lock
+    /// that the thread has acquired since its `beginTransaction`. What the system refuses is tried again
+    /// before the next statement. Without a transaction it does nothing.
     ///
     /// Requires: `database` is a FileDatabase.
     static void endTransaction(IDatabase& database);

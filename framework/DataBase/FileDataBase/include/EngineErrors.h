@@ -5,10 +5,10 @@
 #include "DatabaseException.h"
 
 /// The errors that several places of the engine raise: each text with its fixed label, once. The source line
-/// in a message is that of the `throw`, which is where these functions are called.
+/// in a message is the one that calls the function, which is that of the `throw`.
 namespace Kalt::Vemo::Core::Database::Filedb {
 
-/// The operating system refused a call: what the statement was to store is not stored, or not known to be.
+/// The operating system refused a call: what the statement was to store is not stored, or may not be.
 class SystemRefusal : public DatabaseException {
 public:
     SystemRefusal(const char* function, int line, const std::string& text)
@@ -23,17 +23,17 @@ public:
 };
 
 /// A file cannot be opened, or is no regular file.
-SystemRefusal openError(int line = __builtin_LINE());
+[[nodiscard]] SystemRefusal openError(int line = __builtin_LINE());
 
-SystemRefusal readError(int line = __builtin_LINE());
+[[nodiscard]] SystemRefusal readError(int line = __builtin_LINE());
 
 /// There is no stream to write to, or its end cannot be found.
-SystemRefusal seekError(int line = __builtin_LINE());
+[[nodiscard]] SystemRefusal seekError(int line = __builtin_LINE());
 
-/// Takes the cause from `errno`: to be called right after the call that failed.
-SystemRefusal writeError(int line = __builtin_LINE());
+/// Names the cause in `errno`: to be called right after the call that failed.
+[[nodiscard]] SystemRefusal writeError(int line = __builtin_LINE());
 
 /// A record lacks a field that the statement needs.
-DatabaseException shortRecordError(const char* function, int line = __builtin_LINE());
+[[nodiscard]] DatabaseException shortRecordError(const char* function, int line = __builtin_LINE());
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

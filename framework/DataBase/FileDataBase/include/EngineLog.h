@@ -7,7 +7,7 @@ namespace Kalt::Vemo::Core::Database::Filedb {
 
 inline constexpr int kLogModule = 24;
 
-// The device's log has its own names for the levels; their numbers are what is agreed.
+// The numbers of the levels are fixed; their names are the device's own.
 inline constexpr auto kLogError = static_cast<Log::log_level>(-2);
 inline constexpr auto kLogInfo = static_cast<Log::log_level>(0);
 inline constexpr auto kLogTrace = static_cast<Log::log_level>(1);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #ifdef __SSE2__
@@ -9,55 +10,54 @@
 
 #include "TableFormat.h"
 
-/// Finds what ends fields and lines, many bytes at a time.
+/// Scans the text of a table, many bytes at a time.
 namespace Kalt::Vemo::Core::Database::Filedb {
 
-/// Walks the bytes of a text that end a field, FIELD_SEPARATOR, line feed and NUL, and looks at the text in
-/// windows of kWindow bytes. What a window holds is kept from one line to the next, so no byte is looked at
-/// twice.
+/// Finds the bytes of a text that end a field: FIELD_SEPARATOR, line feed and NUL. It scans the text in
+/// windows of kWindow bytes and keeps what a window holds from one line to the next, so each byte is scanned
+/// once.
 class FieldEnds {
 public:
     static constexpr int kWindow = 64;
 
-    /// The text to walk begins at `position`.
+    /// Begins at `position`.
     void restart(const char* position) {
-        unseen_ = position;
+        unscanned_ = position;
         ends_ = 0;
     }
 
-    /// The next such byte, or null when no window in front of `limit` holds one. Requires: what restart() was
-    /// given reaches up to `limit`, which never moves back.
-    const char* next(const char* limit) {
+    /// The next such byte; null when no window before `limit` holds one. Requires: the text that restart()
+    /// was given reaches up to `limit`, which never moves back.
+    [[nodiscard]] const char* next(const char* limit) {
         while (ends_ == 0) {
-            if (limit - unseen_ < kWindow) {
+            if (limit - unscanned_ < kWindow) {
                 return nullptr;
             }
-            ends_ = inWindow(unseen_);
-            unseen_ += kWindow;
+            ends_ = inWindow(unscanned_);
+            unscanned_ += kWindow;
         }
         const int position = __builtin_ctzll(ends_);
         ends_ &= ends_ - 1;
-        return unseen_ - kWindow + position;
+        return unscanned_ - kWindow + position;
     }
 
-    /// Bit i tells whether byte i of the window ends a field. The second function gives the same on a
-    /// processor without an instruction for it.
+    /// Bit i tells whether byte i of the window ends a field.
     static std::uint64_t inWindow(const char* window);
+
+    /// The same on a processor without an instruction for it.
     static std::uint64_t inWindowPortably(const char* window);
 
 private:
-    const char* unseen_ = nullptr;  // behind the last window
-    std::uint64_t ends_ = 0;        // those of the last window that were not handed out yet
+    const char* unscanned_ = nullptr;  // after the last window
+    std::uint64_t ends_ = 0;           // those of the last window that next() has not given yet
 };
 
-/// Whether every line of `text` is in the very form in which a writer would store its record: no empty field,
-/// no NUL byte, no line over the format's length, a line feed at the end. An empty line counts as damage,
-/// too.
-///
-/// @param lines receives the number of lines, when the answer is yes
-bool isWellFormed(std::string_view text, int& lines);
+/// The number of lines of a well-formed text; nothing for any other text. A text is well-formed when a writer
+/// would store each of its records as it stands: no empty field, no empty line, no NUL byte, no line over the
+/// format's length, a line feed at the end.
+[[nodiscard]] std::optional<int> countWellFormedLines(std::string_view text);
 
-// In the header, because a reader asks for every window of a file.
+// In the header, because a reader calls it for every window of a file.
 inline std::uint64_t FieldEnds::inWindow(const char* window) {
 #ifdef __SSE2__
     constexpr int kBlock = sizeof(__m128i);

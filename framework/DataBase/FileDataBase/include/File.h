@@ -5,24 +5,25 @@
 #include <string>
 #include <string_view>
 
-#include "Text.h"
+#include "Buffer.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
-/// Tells one version of a file from another: two equal identities mean the same, unchanged file. The identity
-/// of no file equals none, not even itself.
+/// Tells one version of a file from another: equal identities mean the same, unchanged file. The identity of
+/// no file, which is the default, equals none, not even itself.
 struct FileIdentity {
     unsigned long long device = 0;
     unsigned long long node = 0;
     long long size = -1;
-    long long seconds = 0;  // of the last change, be it to the content or to the file's owner and permissions
+    long long seconds = 0;  // of the last change to content, owner or permissions
     long nanoseconds = 0;
 
     /// The identity of the file that the name leads to; that of no file when there is none.
-    static FileIdentity of(const std::string& fileName);
+    [[nodiscard]] static FileIdentity of(const std::string& fileName);
 
+    bool isFile() const { return size >= 0; }
     bool sameFile(const FileIdentity& other) const {
-        return size >= 0 && other.size >= 0 && device == other.device && node == other.node;
+        return isFile() && other.isFile() && device == other.device && node == other.node;
     }
     bool operator==(const FileIdentity& other) const {
         return sameFile(other) && size == other.size && seconds == other.seconds &&
@@ -30,27 +31,29 @@ struct FileIdentity {
     }
 };
 
-/// Where a text differs from the text that it was made of: the bytes in front of `begin` and those from `end`
-/// on are the same, at the same places. An `end` of npos says that the rest has moved, or is not known.
+/// Where a text differs from the text that it was made of: the bytes before `begin` and those from `end` on
+/// are the same, at the same places. An `end` of npos says that the rest has moved, or is not known.
 struct Difference {
     std::size_t begin = 0;
     std::size_t end = std::string::npos;
 
     static Difference none() { return {std::string::npos, 0}; }
 
-    /// What both make together, one after the other.
-    Difference with(const Difference& later) const;
+    /// The difference that both make together, one after the other.
+    [[nodiscard]] Difference with(const Difference& later) const;
 };
 
-/// An open file, closed by its owner's end. Reads and writes go to the system at once and name their place,
-/// so there is no position and nothing is held back.
+/// An open file, closed by its destructor. Reads and writes name their place and go to the system at once:
+/// there is no position and no buffer.
 ///
-/// Threads: as for the descriptor beneath. Throws: DatabaseException, where a function says so.
+/// Threads: as for a file descriptor. Throws: DatabaseException, where a function says so.
 ///
-///     File file = File::openExisting(name, false);
+///     const File file = File::openExisting(name, File::Access::read);
 ///     if (file) { use(file.readWhole().view()); }
 class File {
 public:
+    enum class Access { read, readAndWrite };
+
     /// No file.
     File() = default;
     ~File();
@@ -63,79 +66,76 @@ public:
     ///
     /// Throws: "DataBase Error: Couldn't open the corresponding file", also for a mode that does not begin
     /// with "r", "w" or "a".
-    static File open(const std::string& fileName, const std::string& mode);
+    [[nodiscard]] static File open(const std::string& fileName, const std::string& mode);
 
     /// Whether the name leads to anything. It is missing only when the system says so.
     ///
     /// Throws: as open, when that cannot be told: no permission, no descriptor left, an I/O error.
-    static bool exists(const std::string& fileName);
+    [[nodiscard]] static bool exists(const std::string& fileName);
 
-    /// Opens an existing file for reading, or for reading and writing; no file when the system refuses. No
-    /// exception: the caller knows what a missing file means.
-    static File openExisting(const std::string& fileName, bool forWriting);
+    /// Opens an existing file; no file when the system refuses.
+    [[nodiscard]] static File openExisting(const std::string& fileName, Access access);
 
-    /// Opens `fileName` for writing its whole content anew with overwrite(); made when missing. Where mode
-    /// "w+" would cut the file to nothing first, this keeps the old bytes until they are overwritten: cutting
-    /// a file that holds data is the dearest thing one can ask of a disk file system, and blocks that a file
-    /// already has cannot run into a full disk.
+    /// Opens `fileName` for overwrite(); made when missing. It is not truncated, as mode "w+" would do: that
+    /// is slow on disk file systems, and blocks that the file keeps cannot run into a full disk.
     ///
     /// Throws: as open.
-    static File openForOverwrite(const std::string& fileName);
+    [[nodiscard]] static File openForOverwrite(const std::string& fileName);
 
-    /// Whether there is a file.
+    /// Whether this is a file.
     explicit operator bool() const { return descriptor_ >= 0; }
 
-    /// Logs what opening `fileName` logs, for one that was opened earlier and is used now.
+    /// Logs what opening `fileName` logs, when a file that was opened earlier is used.
     static void logUse(const std::string& fileName, const char* mode);
 
-    /// Closes the file and looks at the result: some systems report a failed write only now.
+    /// Closes the file and checks the result: some systems report a failed write only here.
     ///
-    /// Throws: as overwrite; the file is closed all the same.
+    /// Throws: as overwrite; the file is then closed as well.
     void close();
 
-    /// Hands the file over to a stream of the C library, which starts at the file's start.
+    /// Makes the file a stream of the C library, at the file's start.
     ///
     /// @return owned by the caller
     /// Throws: as open.
-    FILE* intoStream(const std::string& mode) &&;
+    [[nodiscard]] FILE* intoStream(const std::string& mode) &&;
 
-    /// What to know the file by, as it is now.
+    /// The file's identity now.
     ///
     /// Throws: "DB Error: Error occurred during file reading", also for what is no regular file: a directory,
     /// a pipe or a device under the name of a table.
-    FileIdentity identity() const;
+    [[nodiscard]] FileIdentity identity() const;
 
     /// Throws: as identity, for what is no regular file.
     void requireRegular() const;
 
-    /// All bytes of the file. A read that comes back short is gone on with.
+    /// All bytes of the file. A read that comes back short is continued.
     ///
     /// Throws: as identity, also when the system gives fewer bytes than the file has.
-    Text readWhole() const { return readWhole(identity()); }
+    [[nodiscard]] Buffer readWhole() const { return readWhole(identity()); }
 
-    /// The same, of a file whose identity is known: spares asking for it.
-    Text readWhole(const FileIdentity& identity) const;
+    /// The same for a file whose identity is known.
+    [[nodiscard]] Buffer readWhole(const FileIdentity& identity) const;
 
     /// Reads up to `size` bytes at `offset`; 0 at the end of the file. Throws: as identity.
-    std::size_t readAt(std::size_t offset, char* buffer, std::size_t size) const;
+    [[nodiscard]] std::size_t readAt(std::size_t offset, char* buffer, std::size_t size) const;
 
-    /// Writes `text` at `offset` (at the end when the file was opened for appending).
+    /// Writes `text` at `offset`, or at the end when the file was opened for appending.
     ///
-    /// Throws: "File Error: File write error: ..." when the system does not take every byte.
+    /// Throws: "File Error: File write error: ..." unless every byte is written.
     void writeAt(std::size_t offset, std::string_view text);
 
-    /// Cuts the file to `length` bytes. Throws: as writeAt.
-    void cut(std::size_t length);
+    /// Shortens the file to `length` bytes. Throws: as writeAt.
+    void truncate(std::size_t length);
 
-    /// Makes `text` the whole content of the file: overwrites what differs, then cuts what is left of the old
-    /// content.
+    /// Makes `text` the whole content of the file: overwrites what differs, then truncates what is left of
+    /// the old content.
     ///
     /// @param difference how `text` differs from what the file holds
     /// @return the file's identity now
     /// Throws: as writeAt.
     FileIdentity overwrite(std::string_view text, const Difference& difference = {});
 
-    /// The same, of a file that is known to have the identity `old`; spares asking for it.
+    /// The same for a file that is known to have the identity `old`.
     void overwrite(std::string_view text, const Difference& difference, const FileIdentity& old);
 
 private:

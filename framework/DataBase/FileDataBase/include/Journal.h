@@ -9,50 +9,40 @@
 #include <vector>
 
 #include "File.h"
+#include "Operation.h"
 #include "RecordReader.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
-/// What a statement did to a table, as the journal and the table's working copy record it.
-enum Operation : signed char {
-    kInsertOperation = 1,
-    kDeleteOperation = 2,
-    kUpdateOperation = 3,
-    kCreateOperation = 4,
-    kDropOperation = 5
-};
-
-/// Walks the lines of a journal as recovery reads them.
+/// Reads the lines of a journal as recovery does.
 ///
-/// The first line is the state line. As long as it says that a copy-over is under way, the line behind it is
-/// taken for a state line as well, so the table that an interrupted commit names first keeps its working
-/// copy.
+/// The first line is the state line. When it says that a copy-over is under way, the line after it counts as
+/// a state line as well, so the table that an interrupted commit names first keeps its working copy.
 ///
-/// Lifetime: the text must outlive the reader; what line(), fields() and entry() show is valid until the next
-/// call of next().
+/// Lifetime: the text must outlive the reader; line(), fields() and entry() are valid until the next call of
+/// next().
 class JournalReader {
 public:
-    /// A line CODE~NAME. The code is cut to 8 bits, after a conversion that is as wide on every device. The
-    /// raw byte of a line that was never overwritten is no digit and gives 0, which makes recovery discard
-    /// the table's working copy.
+    /// A line CODE~NAME. Of the code's number the low 8 bits count, on every device. The raw byte of a line
+    /// that was never overwritten is no digit and gives Operation::none: recovery discards the working copy.
     struct Entry {
-        signed char operation;
+        Operation operation;
         std::string_view table;
     };
 
     explicit JournalReader(std::string_view text) : records_(text) {}
+    explicit JournalReader(std::string&& text) = delete;
 
     /// Moves to the next line; false at the end.
-    bool next();
+    [[nodiscard]] bool next();
 
     bool isFirst() const { return isFirst_; }
     bool isStateLine() const { return isStateLine_; }
     std::string_view line() const { return records_.line(); }
     const std::vector<std::string_view>& fields() { return records_.fields(); }
 
-    /// The line's two fields; nothing when there are more or fewer. Also of a line that counts as a state
-    /// line.
-    std::optional<Entry> entry();
+    /// The line's two fields, also of a line that counts as a state line; nothing when it has not two.
+    [[nodiscard]] std::optional<Entry> entry();
 
 private:
     RecordReader records_;
@@ -67,7 +57,7 @@ private:
 ///     \x01~accounts\n one line a table: the operation's code as one raw byte, then the table's name
 ///     5~orders\n      a table that was changed and then dropped: the digit 5 overwrote the raw byte
 ///
-/// Every change is with the operating system when the call returns. Threads: calls come under the database's
+/// The operating system has every change when the call returns. Threads: calls come under the database's
 /// lock. Throws: DatabaseException; a call that needs an open journal and has none raises the writer's seek
 /// error.
 class Journal {
@@ -80,42 +70,45 @@ public:
     /// Reads the journal and reports the tables whose lines count, in the journal's order.
     ///
     /// @return whether the journal holds any line
-    bool read(const std::function<void(signed char operation, const std::string& table)>& report);
+    [[nodiscard]] bool read(const std::function<void(Operation operation, const std::string& table)>& report);
 
-    /// Appends a table's line, at the end that the file has now. On failure the journal is cut back to what
-    /// it was.
-    void appendTable(signed char operation, const std::string& table);
+    /// Appends a table's line, at the end that the file has now. On failure the line is removed again.
+    void appendTable(Operation operation, const std::string& table);
 
-    /// Cuts off the line that was appended last, if it still ends the journal.
-    void takeBackTable();
+    /// Removes the line that was appended last, if it still ends the journal.
+    void removeLastTable();
 
     /// Overwrites the first byte of the table's line with the digit 5.
     void markDropped(const std::string& table);
 
-    /// Overwrites the state line. In a journal that was not reset since it was opened the state goes to the
-    /// end, and a state "1" only once.
+    /// Overwrites the state line. In a journal that was not reset since it was opened, the state is appended,
+    /// and a state "1" only once.
     void writeState(bool copying);
 
-    /// Puts the journal into the form from which read() gives these tables with their operations: for a
-    /// commit that cannot be finished as long as the system refuses it. No byte is added, so a full disk does
-    /// not matter. Tables that the journal does not name are passed over.
+    /// Rewrites the journal so that read() gives these tables with their operations: for a commit that the
+    /// system keeps from being finished. No byte is added, so it works on a full disk. Tables that the
+    /// journal does not name are skipped.
     void leaveToRecovery(const std::set<std::string>& tables);
 
-    /// Leaves the one line "0", whatever another program has done to the journal. The file at `path` is made
+    /// Leaves the one line "0", also when another program has changed the journal. The file at `path` is made
     /// anew when that name no longer leads to the open file.
     void reset(const std::string& path);
 
 private:
     File& requireFile();
-    void cutOff(std::size_t position);
+    void truncate(std::size_t length);
+
+    struct AppendedLine {
+        std::size_t begin;
+        std::string text;
+    };
 
     File file_;
     FileIdentity identity_;
-    bool appends_ = false;      // opened with "a+": every write lands at the end
+    bool appends_ = false;      // opened with "a+": every write goes to the end
     bool saysCopying_ = false;  // the state "1" was written last
-    std::size_t lastLineBegin_ = 0;
-    std::string lastLine_;
-    std::optional<std::size_t> garbage_;  // from here on the system refused to cut the file
+    std::optional<AppendedLine> lastLine_;
+    std::optional<std::size_t> refusedLength_;  // to which the system refused to truncate the file
 };
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

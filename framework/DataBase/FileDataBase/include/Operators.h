@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-/// The words of a condition that are operators. A word's text alone decides, byte by byte.
+/// The words of a condition that are operators, compared byte by byte.
 namespace Kalt::Vemo::Core::Database::Filedb {
 
 enum class Operator : unsigned char {
@@ -25,13 +25,13 @@ struct OperatorEntry {
 };
 
 /// The operator with this text; null for any other word.
-const OperatorEntry* findOperator(std::string_view word);
+[[nodiscard]] const OperatorEntry* findOperator(std::string_view word);
 
 /// As findOperator, for a word of a condition.
 ///
 /// Throws: DatabaseException "DB Error: ** operator is not supported in File DataBase", and
 /// refuseUnsupportedOperator's error.
-const OperatorEntry* operatorOrOperand(std::string_view word);
+[[nodiscard]] const OperatorEntry* operatorOrOperand(std::string_view word);
 
 /// Throws: DatabaseException "DB Error: %s operator is not supported in File DataBase." for an operator of
 /// SQL that the engine does not have.

@@ -4,37 +4,38 @@
 #include <string_view>
 
 #include "File.h"
+#include "Operation.h"
 #include "TableText.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
-/// The file that a statement reads a table from: the table's own, or the working copy that the running
+/// The file that a statement has read a table from: the table's own, or the working copy that the running
 /// transaction has of it.
 struct OpenTable {
     File file;
     FileIdentity identity;  ///< from just before it was read
 };
 
-/// A table that the open transaction, or the running statement, has touched: what was done to it, its working
+/// A table that the open transaction, or the running statement, has changed: what was done to it, its working
 /// copy, and what is known of both files.
 ///
-/// The text that was written last is kept, with the identity that the working copy had then. As long as the
-/// file has that identity it is not read again, neither for the next statement nor to copy it over the table.
-/// The table's own file stays open: as long as its name leads to it, and it is as it was when it was read,
-/// only the part that differs is copied. A file that another program has changed since is read, or
-/// overwritten, as a whole.
+/// The object keeps the text that was written last, and the identity that the working copy had then. As long
+/// as the file has that identity it is not read again, neither for the next statement nor to copy it over the
+/// table. The table's own file stays open: as long as its name leads to it, unchanged since it was read, only
+/// the part that differs is copied. A file that another program has changed is read, or overwritten, as a
+/// whole.
 ///
-/// When the system keeps a further version from the disk, the table's content is what it was before: the
-/// working copy may then be half written, and the text in memory is all there is until restore() succeeds.
+/// When the system refuses to write a further version, the table's content stays what it was before: the
+/// working copy may then be half written, and only memory holds the content until restore() succeeds.
 ///
 /// Threads: calls come under the database's lock. Throws: DatabaseException, where a function says so.
 class PendingTable {
 public:
-    /// @param operation decides what the commit does, see Operation
+    /// @param operation decides what the commit does
     /// @param original  the table's own file, as it was read; no file for a table that is new or not known
-    explicit PendingTable(signed char operation, OpenTable original = {});
+    explicit PendingTable(Operation operation, OpenTable original = {});
 
-    signed char operation() const { return operation_; }
+    Operation operation() const { return operation_; }
 
     /// From now on the commit drops the table.
     void drop();
@@ -45,46 +46,48 @@ public:
     /// The table's content. Requires: !isOnDisk().
     std::string_view text() const { return version_.text.view(); }
 
-    /// True while the table is overwritten: as long as that was not completed, the working copy is all there
-    /// is.
+    /// True from the first byte of an overwritten table to its last: until then only the working copy is
+    /// whole.
     bool isTorn() const { return torn_; }
 
-    /// The content of the working copy, which `table` has open; the caller has it from now on, and a further
-    /// call reads the file. Requires: isOnDisk(). Throws: as File::readWhole.
-    TableVersion take(const OpenTable& table);
+    /// Moves the content of the working copy, which is open as `table`, to the caller; a further call reads
+    /// the file. Requires: isOnDisk(). Throws: as File::readWhole.
+    [[nodiscard]] TableVersion take(const OpenTable& table);
 
-    /// Writes the table's next version into its working copy, and closes that.
+    /// Writes the table's next version into its working copy, and closes the file.
     ///
     /// @param difference how the version differs from what the working copy holds
-    /// Throws: as File::overwrite. The content is then the one that the version was made of, in memory.
+    /// Throws: as File::overwrite. The content is then the text that the version was made of, in memory.
     void write(File copy, const Difference& difference, TableVersion version);
 
     /// Writes the content that only memory holds into the working copy `copyName`.
-    /// Throws: as File::openForOverwrite and File::overwrite; nothing has changed then.
+    /// Throws: as File::openForOverwrite and File::overwrite; nothing else has changed then.
     void restore(const std::string& copyName);
 
-    /// Copies the working copy over the table. It is looked for before the table is touched: without it the
-    /// table stays as it was.
+    /// Copies the working copy over the table. It is opened before the table: without it the table stays as
+    /// it was.
     ///
-    /// @param isRetry whether this was decided before: then a working copy that another program has removed
-    ///                meanwhile is not missed when memory holds its content
+    /// @param isRetry whether an earlier call failed: then memory may hold the content of a working copy that
+    ///                another program has removed meanwhile
     /// Throws: as File::open, File::overwrite and FileUtils::overwriteFrom.
     void copyOver(const std::string& copyName, const std::string& tableName, bool isRetry);
 
-    /// Another table's refused change has spoilt the working copy, to which both names lead.
+    /// To be called when the refused change of another table has damaged the working copy, to which both
+    /// names lead.
     void distrustCopy();
 
+    /// Closes the table's own file.
     void closeFile() { original_ = {}; }
 
 private:
     void copyFromMemory(const std::string& tableName);
 
-    signed char operation_;
+    Operation operation_;
     bool onDisk_ = true;
     bool torn_ = false;
     TableVersion version_;
-    bool holdsText_ = false;  // whether version_ is the table's content, as far as is known
-    FileIdentity copy_;       // of the working copy, while it holds version_
+    bool holdsText_ = false;  // whether version_ is the table's content, as far as known
+    FileIdentity copy_;       // of the working copy while it holds version_
     OpenTable original_;
     Difference difference_ = Difference::none();  // between version_ and the table's own file
 };

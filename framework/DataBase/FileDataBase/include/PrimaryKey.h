@@ -11,13 +11,14 @@ namespace Kalt::Vemo::Core::Database::Filedb {
 class Record;
 class TableMetaData;
 
-/// The rule that no two records of a table have the same primary key. Its columns are looked up once, when a
-/// comparison first needs them.
+/// The rule that no two records of a table have the same primary key. Each of its columns is looked up once,
+/// by the first comparison that needs it.
 ///
 /// Lifetime: the metadata must outlive the object. Throws: DatabaseException, where a function says so.
 class PrimaryKey {
 public:
     explicit PrimaryKey(const TableMetaData& metaData) : metaData_(metaData) {}
+    explicit PrimaryKey(TableMetaData&& metaData) = delete;
 
     /// Throws: "DB Error: PRIMARY KEY must be unique" when both records have the same key; NULL keys differ.
     /// "Column %s not found in Table Definition", "DB Error: Record has fewer fields than Table Definition".
@@ -30,13 +31,13 @@ public:
 private:
     struct Column {
         std::size_t index;
-        unsigned char type;
+        ValueType type;
     };
 
     const Column& column(std::size_t position);
 
     const TableMetaData& metaData_;
-    std::vector<Column> columns_;  // as far as they were needed
+    std::vector<Column> columns_;  // those that were looked up so far
     ComparedValue left_;
     ComparedValue right_;
 };

@@ -6,18 +6,18 @@ namespace Kalt::Vemo::Core::Database::Filedb {
 
 /// Why a statement stored nothing of what it was to store.
 enum class Refusal {
-    none,    ///< it stored it, or failed for a reason that is its own business and in the log
+    none,    ///< it was stored, or failed for another reason, which is in the log
     system,  ///< the operating system refused a call: not stored, or not known to be
-    content  ///< what it was to store has no place in the file format
+    content  ///< the file format cannot hold it
 };
 
-/// About the last statement that the calling thread sent to any database.
+/// That of the last statement that the calling thread sent to any database.
 [[nodiscard]] Refusal lastRefusal();
 
-/// A statement of the calling thread begins.
+/// To be called when a statement of the calling thread begins.
 void forgetRefusal();
 
-/// A statement of the calling thread has failed with this error.
+/// To be called when a statement of the calling thread has failed with this error.
 void noteRefusal(const std::exception& error);
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

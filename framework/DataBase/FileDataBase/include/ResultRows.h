@@ -3,28 +3,29 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
 /// The rows of a result: labels, cells as they are stored, and a cursor.
 ///
-/// A query fills them in this order: reserve() and all labels; for each row startRow() with about the length
-/// of all cells that are still to come, the cells and rowFinished().
+/// A query fills each row with startRow(), addCell() for each cell and finishRow().
 ///
 /// Throws: DatabaseException, where a function says so.
 class ResultRows {
 public:
+    explicit ResultRows(std::vector<std::string> labels = {}) : labels_(std::move(labels)) {}
+
     // Filling
 
-    void reserve(std::size_t labels) { labels_.reserve(labels); }
-    void addLabel(std::string label) { labels_.push_back(std::move(label)); }
+    /// @param size about how many bytes all cells that are still to come have
     void startRow(std::size_t size);
     void addCell(std::string_view cell) {
         cells_.append(cell);
         cellEnds_.push_back(cells_.size());
     }
-    void rowFinished() {
+    void finishRow() {
         if (rowCount_ == 0) {
             cellsPerRow_ = cellEnds_.size();
         }
@@ -45,19 +46,19 @@ public:
     }
 
     /// Moves the cursor, which at first stands before the first row; false when there is no further row.
-    bool next();
+    [[nodiscard]] bool next();
 
     /// The position of the first column with this label, counted from 1.
     ///
     /// Throws: "ResultSet Error: Wrong column Label or rowset is not set", "ResultSet Error: Column Label is
     /// not found in Result column List...".
-    int indexOf(const std::string& label) const;
+    [[nodiscard]] int indexOf(const std::string& label) const;
 
     /// Reads the cell of the cursor's row at `index`, counted from 1, into value() and wasNull().
     ///
     /// @return whether the cell holds a value
     /// Throws: "ResultSet Error: Wrong column Index or rowset is not set".
-    bool read(int index);
+    [[nodiscard]] bool read(int index);
 
     /// The cell read last, without its quotes. Valid as long as the object.
     std::string_view value() const { return value_; }
@@ -66,7 +67,7 @@ public:
 private:
     std::vector<std::string> labels_;
     /// All cells, row after row, in one text; cell i ends before cellEnds_[i]. Every row has the same number
-    /// of cells, which is smaller than the number of labels when a select list named "*" twice.
+    /// of cells. There are fewer than labels when a select list named "*" twice.
     std::string cells_;
     std::vector<std::size_t> cellEnds_;
     std::size_t cellsPerRow_ = 0;

@@ -10,15 +10,15 @@
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
+class File;
 class TableStore;
-struct OpenTable;
 struct TablePlace;
 
-/// The statements that define and change tables. Each takes what stands behind the table's name in the
-/// statement's text, and the values of the placeholders.
+/// The statements that define and change tables. Each gets the statement's text after the table's name, and
+/// the values of the placeholders.
 ///
-/// No call throws: a failure is logged under the statement's own name, and noted as a Refusal. The table is
-/// then what it was before.
+/// No call throws: a failure is logged under the statement's own name and noted as a Refusal, and leaves the
+/// table as it was.
 ///
 /// Lifetime: the store must outlive the object. Threads: calls come under the database's lock.
 class Statements {
@@ -29,22 +29,23 @@ public:
     /// @param mayStore asked about each line that INSERT and UPDATE make; null: each may be stored
     Statements(TableStore& store, LineCheck mayStore) : store_(store), mayStore_(mayStore) {}
 
-    bool createTable(const std::string& tableName, const std::string& remainder);
-    bool dropTable(const std::string& tableName, const std::string& remainder);
+    void createTable(const std::string& tableName, const std::string& remainder);
+    void dropTable(const std::string& tableName, const std::string& remainder);
 
-    /// A check only: neither metadata nor rows of the table are rewritten. Clients that need the column
-    /// create the table with it.
-    bool alterTable(const std::string& tableName, const std::string& columnName, const std::string& type);
+    /// Whether the column can be added. A check only: neither metadata nor rows of the table are rewritten.
+    /// Clients that need the column create the table with it.
+    [[nodiscard]] bool alterTable(const std::string& tableName, const std::string& columnName,
+                                  const std::string& type);
 
     /// @return the new row's id; nothing on failure
-    std::optional<std::int64_t> insertTable(const std::string& tableName, const std::string& sql,
-                                            const Values& values);
-    bool updateTable(const std::string& tableName, const std::string& sql, const Values& values);
-    bool deleteTable(const std::string& tableName, const std::string& sql, const Values& values);
+    [[nodiscard]] std::optional<std::int64_t> insertTable(const std::string& tableName,
+                                                          const std::string& sql, const Values& values);
+    void updateTable(const std::string& tableName, const std::string& sql, const Values& values);
+    void deleteTable(const std::string& tableName, const std::string& sql, const Values& values);
 
 private:
     TablePlace existingTable(const char* handler, const std::string& tableName);
-    OpenTable openExistingTable(const char* handler, const TablePlace& place);
+    File openExistingTable(const char* handler, const TablePlace& place);
     std::string storableLine(const char* handler, const std::vector<std::string>& record) const;
 
     TableStore& store_;

@@ -29,7 +29,15 @@ inline constexpr const char* kNullWord = "NULL";
 /// The name of the hidden last column of a table without a single INTEGER primary key.
 inline constexpr const char* kRowIdColumn = "ROWID";
 
-/// What a column's flag number is made of.
-enum ColumnFlag : long { kIntegerFlag = 1, kRealFlag = 2, kTextFlag = 4, kTypeMask = 7, kNotNullFlag = 256 };
+// The bits of a column's flag number.
+inline constexpr long kIntegerFlag = 1;
+inline constexpr long kRealFlag = 2;
+inline constexpr long kTextFlag = 4;
+inline constexpr long kTypeMask = kIntegerFlag | kRealFlag | kTextFlag;
+inline constexpr long kNotNullFlag = 256;
+
+/// How the values of a column compare: the type bits of its flag number. A damaged file may give other
+/// values.
+enum class ValueType : unsigned char { integer = kIntegerFlag, real = kRealFlag, text = kTextFlag };
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

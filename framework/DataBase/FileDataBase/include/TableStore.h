@@ -24,21 +24,28 @@ struct TablePlace {
     PendingTable* pending = nullptr;  ///< of a table that has a working copy
 };
 
+/// A table that a statement has read to change it.
+struct ReadTable {
+    OpenTable origin;  ///< what was read
+    TableVersion version;
+};
+
 /// What a query reads a table from: an open file, or the text of a table that only memory holds.
 struct TableSource {
     File file;
     std::string_view text;
 
     /// Stands before the first line. The source must outlive the reader. Throws: as RecordReader.
-    RecordReader records() const { return file ? RecordReader(file) : RecordReader(text); }
+    RecordReader records() const& { return file ? RecordReader(file) : RecordReader(text); }
+    RecordReader records() && = delete;
 };
 
 /// The files of one database: its directory, its journal, the tables' files and their working copies. Changes
-/// go to working copies; a commit copies them over the tables, a rollback discards them. It knows bytes of
-/// tables and nothing of statements.
+/// go to working copies; a commit copies them over the tables, a rollback discards them. It knows the bytes
+/// of tables, and no statements.
 ///
-/// Work that the system keeps from being completed (a copy-over, a clean-up, the recovery at the opening) is
-/// not given up: finishEarlierWork() tries it again. Until it is done nothing may be changed.
+/// Work that the system keeps from being finished (a copy-over, a clean-up, the recovery at the opening) is
+/// tried again by finishEarlierWork(). Until it is done nothing may be changed.
 ///
 /// Threads: calls come under the database's lock. Throws: DatabaseException, where a function says so;
 /// SystemRefusal when the operating system is the cause.
@@ -50,12 +57,12 @@ public:
 
     // Opening and closing
 
-    /// Opens the database whose directory is `path` followed by "_filedb" and completes or discards what an
+    /// Opens the database whose directory is `path` followed by "_filedb" and finishes or discards what an
     /// interrupted commit has left there.
     ///
     /// @return false when the directory cannot be made
-    /// Throws: the errors of journal and commit. What could not be done is then earlier work.
-    bool open(const std::string& path);
+    /// Throws: the errors of journal and commit. What is not done is then earlier work.
+    [[nodiscard]] bool open(const std::string& path);
 
     /// Closes every file. An open transaction is left as a crash would leave it; a copy-over that the system
     /// has interrupted is tried once more, and otherwise left to the next opening.
@@ -64,9 +71,9 @@ public:
     /// Whether open() was ever called.
     bool hasDirectory() const { return !directory_.empty(); }
 
-    // Work that an earlier call could not complete
+    // Work that an earlier call could not finish
 
-    /// Tries it again, if there is any. A failure goes to the log.
+    /// Tries it again, if there is any, and logs a failure.
     void finishEarlierWork();
 
     bool hasEarlierWork() const { return unfinished_ != Unfinished::nothing; }
@@ -77,32 +84,33 @@ public:
     // Tables
 
     /// Throws: "DataBase Error: No such Table exist.(%s)" for a table that the transaction has dropped.
-    TablePlace locate(const std::string& tableName);
+    [[nodiscard]] TablePlace locate(const std::string& tableName);
 
     /// Throws: the open error when it cannot be told whether the table is there.
-    static bool exists(const TablePlace& place);
+    [[nodiscard]] static bool exists(const TablePlace& place);
 
     /// Opens the table for a change; nothing when it is missing. A table that exists but cannot be opened for
     /// writing is an error of read(). Content that only memory holds is written to the working copy first.
     ///
     /// Throws: as exists, and write errors.
-    std::optional<OpenTable> openForChange(const TablePlace& place);
+    [[nodiscard]] std::optional<File> openForChange(const TablePlace& place);
 
-    /// The table's text: what the running transaction wrote last when that is still the file's content.
-    /// Throws: the open error, read errors.
-    static TableVersion read(const TablePlace& place, OpenTable& table);
+    /// Reads the file of openForChange, or gives what the running transaction wrote last when that is still
+    /// the file's content. Throws: the open error, read errors.
+    [[nodiscard]] static ReadTable read(const TablePlace& place, File file);
 
     /// Opens the table for a query; nothing when it is missing. Throws: as exists.
-    static std::optional<TableSource> openForQuery(const TablePlace& place);
+    [[nodiscard]] static std::optional<TableSource> openForQuery(const TablePlace& place);
 
     /// The same with the mode of an `fopen`, for a table that exists. Throws: the open error.
-    static TableSource openWithMode(const TablePlace& place, const std::string& mode);
+    [[nodiscard]] static TableSource openWithMode(const TablePlace& place, const std::string& mode);
 
     /// Makes `version` the table's new content: in its working copy, and outside of a transaction in the
-    /// table as well. `table` is what the version was made of; no file for a new table.
+    /// table as well.
     ///
-    /// On failure the database is as it was before, except that a copy-over which has begun is earlier work.
-    void change(Operation operation, const TablePlace& place, OpenTable table, TableVersion version);
+    /// @param origin what the version was made of; no file for a new table
+    /// On failure: the database is as it was before, except that a copy-over that has begun is earlier work.
+    void change(Operation operation, const TablePlace& place, OpenTable origin, TableVersion version);
 
     /// Drops the table, outside of a transaction at once. On failure: as change.
     void drop(const TablePlace& place);
@@ -121,8 +129,8 @@ public:
     /// Discards the changes of the transaction. May be tried again after a failure.
     void rollBackTransaction();
 
-    /// As rollBackTransaction, but the transaction has ended in any case: what the system refuses is earlier
-    /// work from now on, and logged.
+    /// As rollBackTransaction, but the transaction ends in any case: what the system refuses is logged and
+    /// becomes earlier work.
     void abandonTransaction();
 
     /// Copies every working copy over its table, then cleans up.
@@ -136,11 +144,11 @@ private:
     void recover();
     void finish();
     void settleDecidedWork() noexcept;
-    void writeFirstVersion(Operation operation, const std::string& tableName, const std::string& backupName,
-                           OpenTable table, TableVersion version);
-    static void writeNextVersion(PendingTable& pending, const std::string& backupName, OpenTable table,
+    void writeFirstVersion(Operation operation, const std::string& tableName, const std::string& copyName,
+                           OpenTable origin, TableVersion version);
+    static void writeNextVersion(PendingTable& pending, const std::string& copyName, OpenTable origin,
                                  TableVersion version);
-    bool distrustSharedCopy(const std::string& backupName);
+    bool distrustSharedCopy(const std::string& copyName);
     void takeBackJournalLine();
     void commitAtOnce();
     void discard();
@@ -151,7 +159,8 @@ private:
     std::string directory_;
     std::string journalPath_;
     Journal journal_;
-    /// The tables touched in the open transaction, or by the running statement; mirrors the journal's lines.
+    /// The tables that the open transaction, or the running statement, has changed; mirrors the journal's
+    /// lines.
     std::map<std::string, std::unique_ptr<PendingTable>> pendingTables_;
     std::set<std::string> leftOver_;  // working copies of refused statements that could not be removed
     bool autoCommit_ = true;

@@ -12,10 +12,11 @@ class CompiledCondition;
 class Record;
 class TableMetaData;
 
-/// The condition of one statement: parsed once, then evaluated for each record.
+/// The condition of one statement: parsed once, then evaluated for each record. A front for Postfix,
+/// CompiledCondition, Operators, Comparison and PrimaryKey.
 ///
-/// The grammar and the rules that may surprise are told in docs/sql.md. Words are set apart by white space,
-/// and a word's text alone decides what it is: operator, bracket or operand.
+/// docs/sql.md describes the grammar. Words are separated by white space, and a word's text alone decides
+/// what it is: operator, bracket or operand.
 ///
 /// Lifetime: the table's metadata must outlive the object and must have been read before the first
 /// evaluation. Threads: an object belongs to one statement. Throws: DatabaseException, where a function says
@@ -31,23 +32,33 @@ public:
     WhereClause(const WhereClause&) = delete;
     WhereClause& operator=(const WhereClause&) = delete;
 
-    /// Splits the condition into words, fills its placeholders and turns it into postfix form. A statement
-    /// without a condition never calls this, and then every record matches. To be called once: a further call
-    /// appends.
+    /// Splits the condition into words, fills its placeholders and appends its postfix form to postfix().
+    /// Without this call every record satisfies the condition.
     ///
     /// @param statement  the whole statement, without its closing semicolon
     /// @param first      position of the condition's first character
-    /// @param valueIndex index in `values` of the value that the condition's first placeholder takes
+    /// @param valueIndex index in `values` of the value for the condition's first placeholder
     /// Throws: "Syntax Error: passed values less than required values in where clause", and InfixToPostFix's
     /// errors.
     void parseWhereClause(const std::string& statement, unsigned int first, unsigned int valueIndex,
                           const std::vector<std::string>& values);
+
+    /// Whether the record satisfies the condition.
+    ///
+    /// Throws: "Syntax Error: evaluate stack contains less 2 operands.", "Syntax Error: Where clause is
+    /// wrong", and getOperandValueType's errors.
+    [[nodiscard]] bool evaluate(Record& record);
+
+    // For programs that use this class by itself
+
+    bool evaluate(std::vector<std::string>& record);
 
     /// Appends the postfix form of `tokens` to postfix().
     ///
     /// Throws: "DB Syntax Error: No matching bracket for ')'", "DB Syntax Error: Stack contains the '('
     /// bracket at end..')'", and isOperatorAndprecedence's errors.
     void InfixToPostFix(std::vector<std::string>& tokens);
+    const std::vector<std::string>& postfix() const { return postfix_; }
 
     /// Whether `token` is an operator.
     ///
@@ -58,15 +69,6 @@ public:
     /// Throws: "DB Error: %s operator is not supported in File DataBase." when `token` is an operator that
     /// this engine refuses.
     void isNotSupportedOperator(const std::string& token);
-
-    /// Whether the record satisfies the condition.
-    ///
-    /// Throws: "Syntax Error: evaluate stack contains less 2 operands.", "Syntax Error: Where clause is
-    /// wrong", and getOperandValueType's errors.
-    bool evaluate(std::vector<std::string>& record);
-
-    /// The same for a record as RecordReader gives it.
-    bool evaluate(Record& record);
 
     /// Applies an operator to two values.
     ///
@@ -85,7 +87,8 @@ public:
     int lessThanAndEqualOperater(unsigned char type, const std::string& left, const std::string& right);
     int notEqualOperater(unsigned char type, const std::string& left, const std::string& right);
 
-    /// Whether `value` matches `pattern`, in which "%" stands for any text, at the pattern's ends only.
+    /// 1 when `value` matches `pattern`, in which "%" stands for any text, at the pattern's ends only;
+    /// otherwise 0.
     int likeOperater(const std::string& value, const std::string& pattern);
 
     /// Resolves an operand: a literal in quotes, a number, or else a column of `record`.
@@ -99,27 +102,21 @@ public:
     unsigned char getOperandValueType(const std::string& token, std::string& value, bool& null,
                                       std::vector<std::string>& record, bool& isColumn);
 
-    /// Takes the quotes off a text in single quotes and turns doubled quotes inside into one.
+    /// Removes the quotes of a text in single quotes and makes doubled quotes inside one.
     void removeEscapeCharacter(std::string& value);
 
     /// Throws: "DB Error: PRIMARY KEY must be unique" when two records have the same primary key. NULL keys
     /// differ.
     void checkPrimaryKeyValidation(std::vector<std::string>& a, std::vector<std::string>& b);
 
-    /// The same for records as RecordReader gives them.
-    void checkPrimaryKeyValidation(Record& a, Record& b);
-
     /// Compares the record at `index` with the other `count` - 1 records. Throws: as
     /// checkPrimaryKeyValidation.
     void updatePrimaryKeyValidation(std::vector<std::vector<std::string>>& rows, int count, int index);
 
-    const std::vector<std::string>& postfix() const { return postfix_; }
-
 private:
     TableMetaData& metaData_;
     std::vector<std::string> postfix_;
-    /// The postfix list, resolved: made at the first evaluation, and anew when the list may have changed.
-    std::unique_ptr<CompiledCondition> compiled_;
+    std::unique_ptr<CompiledCondition> compiled_;  // made at an evaluation, dropped when postfix_ may change
     PrimaryKey key_;
 };
 

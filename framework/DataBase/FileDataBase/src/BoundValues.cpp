@@ -16,7 +16,7 @@ constexpr const char* kLogTag = "FileDatabase";
 
 }  // namespace
 
-Values take(const std::string& sql, va_list arguments) {
+Values collect(const std::string& sql, va_list arguments) {
     Values values;
     const auto count = static_cast<std::size_t>(std::count(sql.begin(), sql.end(), '?'));
     values.reserve(count);

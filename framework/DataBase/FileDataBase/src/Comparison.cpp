@@ -10,8 +10,7 @@ using Platform::StringConversion;
 
 namespace {
 
-// Plain digits, as long as they cannot overflow, are converted here; signs, blanks and the rest by the
-// platform.
+// The fast path converts plain digits that cannot overflow; signs, blanks and the rest go to the platform.
 std::uint64_t toUnsigned(std::string_view value) {
     constexpr std::size_t kSafeDigits = 19;
     std::uint64_t number = 0;
@@ -42,7 +41,7 @@ bool relation(Operator op, const Value& left, const Value& right) {
 
 }  // namespace
 
-std::string_view withInnerQuotes(std::string_view text, std::string& scratch) {
+std::string_view rewriteInnerQuotes(std::string_view text, std::string& scratch) {
     scratch = text;
     for (std::size_t quote = scratch.find('\''); quote != std::string::npos;
          quote = scratch.find('\'', quote + 1)) {
@@ -52,8 +51,8 @@ std::string_view withInnerQuotes(std::string_view text, std::string& scratch) {
     return scratch;
 }
 
-bool holds(Operator op, unsigned char type, std::string_view left, std::string_view right) {
-    switch (static_cast<ValueType>(type)) {
+bool holds(Operator op, ValueType type, std::string_view left, std::string_view right) {
+    switch (type) {
         case ValueType::text:
             return relation(op, left, right);
         case ValueType::integer:

@@ -15,13 +15,8 @@ namespace {
 
 constexpr const char* kLogTag = "WhereClause";
 
-constexpr auto kInteger = static_cast<unsigned char>(ValueType::integer);
-constexpr auto kReal = static_cast<unsigned char>(ValueType::real);
-constexpr auto kText = static_cast<unsigned char>(ValueType::text);
-constexpr unsigned char kNoType = 0xFF;  // the table file gives the column no flag number
-
 // A column decides over a literal; otherwise text beats real and real beats integer.
-unsigned char typeOf(const Operand& left, const Operand& right) {
+ValueType typeOf(const Operand& left, const Operand& right) {
     const bool leftIsColumn = left.kind == Operand::Kind::column;
     const bool rightIsColumn = right.kind == Operand::Kind::column;
     if (leftIsColumn == rightIsColumn) {
@@ -30,10 +25,10 @@ unsigned char typeOf(const Operand& left, const Operand& right) {
     return rightIsColumn ? right.type : left.type;
 }
 
-// The usual case of Operand::fetch.
+// The fast path of Operand::fetch.
 inline void fetchColumn(Operand& operand, Record& record, const TableMetaData& metaData) {
-    if (operand.kind == Operand::Kind::column && operand.type != kNoType && record.has(operand.column)) {
-        operand.value.take(record[operand.column]);
+    if (operand.kind == Operand::Kind::column && record.has(operand.column)) {
+        operand.value.setField(record[operand.column]);
     } else {
         operand.fetch(record, metaData);
     }
@@ -44,12 +39,12 @@ inline void fetchColumn(Operand& operand, Record& record, const TableMetaData& m
 void Operand::resolve(const std::string& word, const TableMetaData& metaData) {
     if (!word.empty() && word.front() == '\'') {
         value.text = withoutQuotes(word, value.scratch);
-        type = kText;
+        type = ValueType::text;
         return;
     }
     value.text = word;
     if (const int number = Utils::isNumber(word)) {
-        type = number == 1 ? kInteger : kReal;
+        type = number == 1 ? ValueType::integer : ValueType::real;
         return;
     }
     name =
@@ -60,21 +55,23 @@ void Operand::resolve(const std::string& word, const TableMetaData& metaData) {
         kind = Kind::unknownColumn;
         return;
     }
-    kind = Kind::column;
     column = static_cast<std::size_t>(found - names.begin());
-    type = column < metaData.columnFlags().size()
-               ? static_cast<unsigned char>(metaData.flagOf(column) & kTypeMask)
-               : kNoType;
+    if (column >= metaData.columnFlags().size()) {
+        kind = Kind::columnWithoutFlag;
+        return;
+    }
+    kind = Kind::column;
+    type = metaData.typeOf(column);
 }
 
 void Operand::fetch(Record& record, const TableMetaData& metaData) {
     if (kind == Kind::unknownColumn) {
         static_cast<void>(Utils::getColumnNameIndex(*name, metaData.columnNames()));
     }
-    if (!record.has(column) || type == kNoType) {
+    if (kind == Kind::columnWithoutFlag || !record.has(column)) {
         throw shortRecordError("getOperandValueType");
     }
-    value.take(record[column]);
+    value.setField(record[column]);
 }
 
 CompiledCondition::CompiledCondition(const std::vector<std::string>& postfix, const TableMetaData& metaData)
@@ -95,7 +92,7 @@ CompiledCondition::CompiledCondition(const std::vector<std::string>& postfix, co
         step.op = entry;
         step.hasTooFewOperands = stack.size() < 2;
         if (step.hasTooFewOperands) {
-            break;  // an evaluation ends here
+            break;  // every evaluation ends here
         }
         step.right = stack.back();
         stack.pop_back();
@@ -104,7 +101,7 @@ CompiledCondition::CompiledCondition(const std::vector<std::string>& postfix, co
         step.fetchesRight = isFirstUse(*step.right);
         step.fetchesLeft = isFirstUse(*step.left);
         operand.kind = Operand::Kind::result;
-        operand.type = kInteger;
+        operand.type = ValueType::integer;
         step.result = &operand;
         stack.back() = &operand;
     }

@@ -6,8 +6,8 @@
 #include "IDatabase.h"
 #include "IResultTable.h"
 
-// The interfaces' destructors live here, so that each class has one home for its type information and an
-// exception thrown by the library is caught by its type outside of it.
+// The interfaces' destructors are defined here, so that each class has one place for its type information and
+// programs can catch the library's exceptions by their type.
 namespace Kalt::Vemo::Core::Database {
 
 IDatabase::~IDatabase() = default;

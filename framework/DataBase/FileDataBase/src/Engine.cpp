@@ -23,7 +23,7 @@ constexpr const char* kLogTag = "FileDatabase";
 constexpr const char* kHeadDelimiter = "( \t\n\v\f\r";
 constexpr int kHeadWords = 3;
 
-// Results of an update.
+// What an update returns.
 constexpr int kDone = 0;
 constexpr int kRefused = 1;
 constexpr int kColumnIsPossible = 1;
@@ -49,7 +49,7 @@ bool Engine::init(const std::string& path) {
     FILEDB_LOG(kLogInfo, "%s", "init");
     transactionActive_ = false;
     try {
-        // Also for an opening that fails: a statement of any thread may complete it.
+        // Also for an opening that fails: a statement of any thread may finish it.
         lock_ = std::make_unique<CountedLock>();
         if (!store_.open(path)) {
             FILEDB_LOG(kLogError, "%s", "DataBase Init: DB Directory creation failed");
@@ -68,7 +68,7 @@ void Engine::deinit() {
     lock_.reset();
 }
 
-// Before init and after deinit there is no mutex, and nobody to keep out.
+// Before init and after deinit there is no lock, and no other thread.
 void Engine::lock() {
     if (lock_ != nullptr) {
         lock_->lock();
@@ -92,11 +92,10 @@ int Engine::update(const std::string& sql, va_list arguments) {
         return kRefused;
     }
     try {
-        const Values values = BoundValues::take(sql, arguments);
+        const Values values = BoundValues::collect(sql, arguments);
         return dispatch(checkRemoveSemiColon(sql), values);
     } catch (const std::exception& error) {
-        // Also for a failure before the lock was taken: inside a transaction the thread then gives back one
-        // count.
+        // Also after a failure before the lock: inside a transaction the thread then releases one count.
         unlock();
         noteRefusal(error);
         FILEDB_LOG(kLogError, "executeUpdate Exception: %s", error.what());
@@ -125,7 +124,7 @@ int Engine::dispatch(const std::string& statement, const Values& values) {
     return kDone;
 }
 
-// What these handlers return does not reach the caller: they report their failures to the log.
+// These handlers report their failures to the log alone.
 void Engine::dispatchChange(const std::vector<std::string>& head, Tokenizer& words, const Values& values) {
     const auto change = [&](auto handler) {
         store_.requireEarlierWorkDone();
@@ -138,13 +137,13 @@ void Engine::dispatchChange(const std::vector<std::string>& head, Tokenizer& wor
             lastInsertRowId_ = rowId.value_or(lastInsertRowId_);
         });
     } else if (head[0] == "UPDATE" && head[2] == "SET") {
-        change([&] { static_cast<void>(statements_.updateTable(head[1], words.remainder(), values)); });
+        change([&] { statements_.updateTable(head[1], words.remainder(), values); });
     } else if (head[0] == "DELETE" && head[1] == "FROM") {
-        change([&] { static_cast<void>(statements_.deleteTable(head[2], words.remainder(), values)); });
+        change([&] { statements_.deleteTable(head[2], words.remainder(), values); });
     } else if (head[0] == "CREATE" && head[1] == "TABLE") {
-        change([&] { static_cast<void>(statements_.createTable(head[2], words.remainder())); });
+        change([&] { statements_.createTable(head[2], words.remainder()); });
     } else if (head[0] == "DROP" && head[1] == "TABLE") {
-        change([&] { static_cast<void>(statements_.dropTable(head[2], words.remainder())); });
+        change([&] { statements_.dropTable(head[2], words.remainder()); });
     } else {
         FILEDB_LOG(kLogError, "%s", "Syntax Error: unsupported Error");
     }
@@ -159,7 +158,7 @@ int Engine::dispatchAlter(Tokenizer& words) {
     }
     const TablePlace place = store_.locate(tableName);
     if (!TableStore::exists(place)) {
-        // Clients count on it: the thread keeps one more count of the lock here.
+        // Clients rely on it: the thread keeps one more count of the lock here.
         return kDone;
     }
     FILEDB_LOG(kLogInfo, "Table (%s) exists, so ADDING Passed column.", place.fileName.c_str());
@@ -190,7 +189,7 @@ void Engine::createTableIfMissing(Tokenizer& words) {
         return;
     }
     store_.requireEarlierWorkDone();
-    static_cast<void>(statements_.createTable(tableName, words.remainder()));
+    statements_.createTable(tableName, words.remainder());
 }
 
 // ---- Queries ----
@@ -203,7 +202,7 @@ std::unique_ptr<IResultTable> Engine::query(const std::string& sql, va_list argu
         return nullptr;
     }
     try {
-        const Values values = BoundValues::take(sql, arguments);
+        const Values values = BoundValues::collect(sql, arguments);
         const std::string statement = checkRemoveSemiColon(sql);
         const SqlText::Select select = SqlText::parseSelect(statement);
         lock();
@@ -212,8 +211,7 @@ std::unique_ptr<IResultTable> Engine::query(const std::string& sql, va_list argu
         unlock();
         return result;
     } catch (const std::exception& error) {
-        // Also for a failure before the lock was taken: inside a transaction the thread then gives back one
-        // count.
+        // Also after a failure before the lock: inside a transaction the thread then releases one count.
         unlock();
         FILEDB_LOG(kLogError, "executeQuery Exception: %s", error.what());
         return nullptr;
@@ -232,8 +230,8 @@ void Engine::beginTransaction() {
     transactionActive_ = true;
 }
 
-// Both ends of a transaction release two counts of the lock: their own and that of beginTransaction. Refusal
-// and failure keep what they found and took: after a refusal the thread holds one count more.
+// Commit and rollback release two counts of the lock: their own and that of beginTransaction. When they fail
+// the thread keeps both; when there is no transaction it holds one count more.
 
 bool Engine::commitTransaction() {
     FILEDB_LOG(kLogInfo, "%s", "commitTransaction");

@@ -9,10 +9,10 @@ namespace Kalt::Vemo::Core::Database::Filedb {
 
 namespace {
 
-// How a block is handed from function to function depends on the processor. It never leaves this file.
+// The processor decides how a block is passed to a function. No such function is called from another file.
 #pragma GCC diagnostic ignored "-Wpsabi"
 
-// A block of bytes that is looked at in one go, and what a comparison makes of it: 0xFF for yes, 0 for no.
+// A block of bytes that is scanned at once, and the result of a comparison: 0xFF for yes, 0 for no.
 using Bytes = unsigned char __attribute__((vector_size(16)));
 constexpr std::size_t kBlock = sizeof(Bytes);
 
@@ -56,18 +56,26 @@ inline std::size_t sum(Bytes counters) {
     return static_cast<std::size_t>(pairs * kOnes >> 48);
 }
 
-// Counts the line feeds of `Count` bytes and looks at one byte more. `damage` becomes other than 0 for a NUL,
-// and for a byte that ends a field and is followed by a byte that ends the next: an empty field.
-template <std::size_t Count>
-inline std::size_t countLineFeeds(const char* bytes, Bytes& damage) {
-    Bytes lineFeeds = {};
-    for (std::size_t i = 0; i < Count; i += kBlock) {
-        const Bytes block = load(bytes + i);
-        damage |= (endsField(block) & endsField(load(bytes + i + 1))) | isEqual(block, '\0');
-        lineFeeds -= isEqual(block, '\n');
+// Scans a text block by block, and reads one byte more at a time. Damage is a NUL, and a byte that ends a
+// field and is followed by a byte that ends the next: an empty field.
+class BlockScan {
+public:
+    template <std::size_t Count>
+    std::size_t countLineFeeds(const char* bytes) {
+        Bytes lineFeeds = {};
+        for (std::size_t i = 0; i < Count; i += kBlock) {
+            const Bytes block = load(bytes + i);
+            damage_ |= (endsField(block) & endsField(load(bytes + i + 1))) | isEqual(block, '\0');
+            lineFeeds -= isEqual(block, '\n');
+        }
+        return sum(lineFeeds);
     }
-    return sum(lineFeeds);
-}
+
+    bool foundDamage() const { return sum(damage_ & 1) != 0; }
+
+private:
+    Bytes damage_ = {};  // other than 0 where there was any
+};
 
 bool hasLongLine(std::string_view text) {
     while (!text.empty()) {
@@ -82,36 +90,37 @@ bool hasLongLine(std::string_view text) {
 
 }  // namespace
 
-bool isWellFormed(std::string_view text, int& lines) {
-    lines = 0;
+std::optional<int> countWellFormedLines(std::string_view text) {
     if (text.empty()) {
-        return true;
+        return 0;
     }
     if (endsField(text.front()) || text.back() != '\n') {
-        return false;
+        return std::nullopt;
     }
-    Bytes damage = {};
+    BlockScan scan;
     std::size_t count = 1;  // the last byte's line feed
     std::size_t quiet = 0;
     bool mayHaveLongLine = false;
     std::size_t position = 0;
     for (; position + kStep < text.size(); position += kStep) {
-        const std::size_t lineFeeds = countLineFeeds<kStep>(text.data() + position, damage);
+        const std::size_t lineFeeds = scan.countLineFeeds<kStep>(text.data() + position);
         count += lineFeeds;
         quiet = lineFeeds == 0 ? quiet + 1 : 0;
         mayHaveLongLine = mayHaveLongLine || quiet >= kQuietSteps;
     }
     for (; position + kBlock < text.size(); position += kBlock) {
-        count += countLineFeeds<kBlock>(text.data() + position, damage);
+        count += scan.countLineFeeds<kBlock>(text.data() + position);
     }
-    bool isDamaged = sum(damage & 1) != 0;
+    bool isDamaged = scan.foundDamage();
     for (; position + 1 < text.size(); ++position) {
         const char c = text[position];
         isDamaged = isDamaged || c == '\0' || (endsField(c) && endsField(text[position + 1]));
         count += c == '\n' ? 1 : 0;
     }
-    lines = static_cast<int>(count);
-    return !isDamaged && !(mayHaveLongLine && hasLongLine(text));
+    if (isDamaged || (mayHaveLongLine && hasLongLine(text))) {
+        return std::nullopt;
+    }
+    return static_cast<int>(count);
 }
 
 std::uint64_t FieldEnds::inWindowPortably(const char* window) {

@@ -21,8 +21,8 @@ constexpr const char* kLogTag = "FileResultTable";
 
 constexpr std::size_t kRoomForALine = 1024;
 
-// A signal may interrupt a call on some file systems. It is tried again, but not for ever: nobody may be held
-// up by a system that never stops interrupting.
+// On some file systems a signal may interrupt a call. It is repeated, but not without limit: a system that
+// always interrupts must not hang the caller.
 template <typename Call>
 auto uninterrupted(Call call) {
     constexpr int kMostTries = 10;
@@ -37,7 +37,7 @@ FileIdentity identityFrom(const struct stat& status) {
     return {status.st_dev, status.st_ino, status.st_size, status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
 }
 
-// The open(2) flags of an fopen mode; nothing for a text that is none.
+// The open(2) flags of an fopen mode; nothing for any other text.
 std::optional<int> flagsOf(const std::string& mode) {
     const bool update = mode.find('+') != std::string::npos;
     const int exclusive = mode.find('x') != std::string::npos ? O_EXCL : 0;
@@ -53,8 +53,7 @@ std::optional<int> flagsOf(const std::string& mode) {
     }
 }
 
-// Never blocking: a named pipe under a table's name must not hang a statement. For the regular files of a
-// database it makes no difference.
+// Does not block: a named pipe under a table's name must not hang a statement. Regular files never block.
 int openDescriptor(const std::string& fileName, int flags, const char* mode) {
     File::logUse(fileName, mode);
     constexpr mode_t kPermissions = 0666;  // less the process's umask, as for fopen
@@ -80,7 +79,7 @@ Difference Difference::with(const Difference& later) const {
 
 File::~File() {
     if (descriptor_ >= 0) {
-        // Whoever wrote to the file has closed it before, and looked at the result.
+        // A writer has called close() before and seen the result.
         static_cast<void>(::close(descriptor_));
     }
 }
@@ -116,8 +115,9 @@ bool File::exists(const std::string& fileName) {
     throw openError();
 }
 
-File File::openExisting(const std::string& fileName, bool forWriting) {
-    return File(openDescriptor(fileName, forWriting ? O_RDWR : O_RDONLY, forWriting ? "r+" : "r"));
+File File::openExisting(const std::string& fileName, Access access) {
+    const bool writes = access == Access::readAndWrite;
+    return File(openDescriptor(fileName, writes ? O_RDWR : O_RDONLY, writes ? "r+" : "r"));
 }
 
 File File::openForOverwrite(const std::string& fileName) {
@@ -164,11 +164,11 @@ FileIdentity File::identity() const {
     return identityFrom(status);
 }
 
-Text File::readWhole(const FileIdentity& identity) const {
+Buffer File::readWhole(const FileIdentity& identity) const {
     const auto size = static_cast<std::size_t>(identity.size);
-    Text text;
-    // More bytes are asked for than the file has: a read that gives those and no more has found the end. And
-    // a record that is added to the text finds room.
+    Buffer text;
+    // Room for more bytes than the file has: a read that gives no more than those has reached the end, and a
+    // record that is added to the text finds room.
     text.reserve(size + 1 + kRoomForALine);
     for (;;) {
         const std::size_t got = readAt(text.size(), text.end(), text.room());
@@ -207,7 +207,7 @@ void File::writeAt(std::size_t offset, std::string_view text) {
     }
 }
 
-void File::cut(std::size_t length) {
+void File::truncate(std::size_t length) {
     if (uninterrupted([&] { return ftruncate(descriptor_, static_cast<off_t>(length)); }) != 0) {
         throw writeError();
     }
@@ -219,14 +219,14 @@ FileIdentity File::overwrite(std::string_view text, const Difference& difference
     if (now.size == static_cast<long long>(text.size())) {
         return now;
     }
-    cut(text.size());
+    truncate(text.size());
     return identity();
 }
 
 void File::overwrite(std::string_view text, const Difference& difference, const FileIdentity& old) {
     writeDifference(text, difference);
     if (static_cast<long long>(text.size()) < old.size) {
-        cut(text.size());
+        truncate(text.size());
     }
 }
 

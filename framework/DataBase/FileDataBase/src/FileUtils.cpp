@@ -28,7 +28,7 @@ namespace {
 
 constexpr const char* kLogTag = "FileResultTable";
 
-// The buffer of one line read of a copy: 1022 characters and the terminating zero.
+// Room for a line of a copy: 1022 characters and the terminating zero.
 constexpr int kCopyBufferSize = 1023;
 
 }  // namespace
@@ -41,13 +41,13 @@ FILE* FileUtils::openFile(const std::string& fileName, const std::string& mode) 
 
 void FileUtils::closeFile(FILE* stream) {
     if (stream != nullptr) {
-        // Whoever wrote through the stream has flushed it before, and looked at the result.
+        // A writer has flushed the stream before and seen the result.
         static_cast<void>(std::fclose(stream));
     }
 }
 
 bool FileUtils::fileExist(const std::string& fileName) {
-    return static_cast<bool>(File::openExisting(fileName, false));
+    return static_cast<bool>(File::openExisting(fileName, File::Access::read));
 }
 
 bool FileUtils::fileRemove(const std::string& /*fileName*/) {
@@ -158,10 +158,6 @@ std::string printReal(float value) {
     return stream.str();
 }
 
-bool startsWith(const std::string& text, std::string_view start) {
-    return text.compare(0, start.size(), start) == 0;
-}
-
 // The word up to an opening bracket: CHECK(x is the word CHECK.
 std::string_view wordBeforeBracket(std::string_view word) {
     return word.substr(0, word.find('('));
@@ -181,10 +177,10 @@ bool TableMetaData::readTableMetaData(FILE* stream) {
 }
 
 bool TableMetaData::readTableMetaData(RecordReader& reader) {
-    wasSound_ = true;
+    wasWellFormed_ = true;
     for (std::vector<std::string>* line : {&columnNames_, &columnFlags_, &primaryKeyColumns_}) {
         const bool found = reader.next();
-        wasSound_ = wasSound_ && found && reader.stored().data() == reader.line().data();
+        wasWellFormed_ = wasWellFormed_ && found && reader.stored().data() == reader.line().data();
         if (found) {
             line->assign(reader.fields().begin(), reader.fields().end());
         }
@@ -256,7 +252,7 @@ void TableMetaData::checkColumnConstraint(std::vector<std::string>& words, std::
 
 bool TableMetaData::checkTableConstraint(std::vector<std::string>& words, std::vector<std::string>& items,
                                          unsigned int& index) {
-    const bool isPrimaryKey = words.size() == 2 && words[0] == "PRIMARY" && startsWith(words[1], "KEY");
+    const bool isPrimaryKey = words.size() == 2 && words[0] == "PRIMARY" && words[1].rfind("KEY", 0) == 0;
     if (!isPrimaryKey) {
         const std::string_view first = words.empty() ? std::string_view() : wordBeforeBracket(words[0]);
         if (first == "FOREIGN" || first == "CHECK") {
@@ -268,7 +264,7 @@ bool TableMetaData::checkTableConstraint(std::vector<std::string>& words, std::v
         throw DatabaseException("checkTableConstraint", __LINE__, "More than one Primary Key for Table");
     }
 
-    // The definitions were cut at every comma, so a key of several columns is joined again up to its bracket.
+    // The definitions were split at every comma: a key of several columns is joined again up to its bracket.
     std::string constraint;
     while (index < items.size() && items[index].find(')') == std::string::npos) {
         constraint += items[index] + ",";
@@ -280,11 +276,11 @@ bool TableMetaData::checkTableConstraint(std::vector<std::string>& words, std::v
     }
     constraint += items[index];
     ++index;
-    takePrimaryKeyList(constraint);
+    parsePrimaryKeyList(constraint);
     return true;
 }
 
-void TableMetaData::takePrimaryKeyList(const std::string& constraint) {
+void TableMetaData::parsePrimaryKeyList(const std::string& constraint) {
     constexpr std::string_view kKey = "KEY";
     const std::size_t open = constraint.find_first_not_of(WHITESPACE, constraint.find(kKey) + kKey.size());
     const std::size_t close = constraint.find_last_not_of(WHITESPACE);
@@ -339,6 +335,10 @@ long TableMetaData::flagOf(std::size_t column) const {
         throw shortRecordError("checkColumnNullnessTypeCor");
     }
     return toFlag(columnFlags_[column]);
+}
+
+ValueType TableMetaData::typeOf(std::size_t column) const {
+    return static_cast<ValueType>(flagOf(column) & kTypeMask);
 }
 
 std::size_t TableMetaData::visibleColumnCount() const {

@@ -37,7 +37,8 @@ std::optional<JournalReader::Entry> JournalReader::entry() {
         return std::nullopt;
     }
     const std::string code(fields()[0]);
-    return Entry{static_cast<signed char>(std::strtoll(code.c_str(), nullptr, 10)), fields()[1]};
+    const auto number = static_cast<signed char>(std::strtoll(code.c_str(), nullptr, 10));
+    return Entry{static_cast<Operation>(number), fields()[1]};
 }
 
 File& Journal::requireFile() {
@@ -52,15 +53,15 @@ void Journal::open(const std::string& path) {
     file_ = File::open(path, "a+");
     appends_ = true;
     saysCopying_ = false;
-    garbage_.reset();
+    refusedLength_.reset();
 }
 
 void Journal::close() {
     file_ = {};
 }
 
-bool Journal::read(const std::function<void(signed char operation, const std::string& table)>& report) {
-    const Text text = requireFile().readWhole();
+bool Journal::read(const std::function<void(Operation operation, const std::string& table)>& report) {
+    const Buffer text = requireFile().readWhole();
     JournalReader lines(text.view());
     bool found = false;
     while (lines.next()) {
@@ -73,41 +74,44 @@ bool Journal::read(const std::function<void(signed char operation, const std::st
     return found;
 }
 
-void Journal::appendTable(signed char operation, const std::string& table) {
-    const std::string line = FileUtils::recordLine({Utils::toString<signed char>(operation), table});
+void Journal::appendTable(Operation operation, const std::string& table) {
+    const std::string code = Utils::toString(static_cast<signed char>(operation));
+    std::string line = FileUtils::recordLine({code, table});
     auto end = static_cast<std::size_t>(requireFile().identity().size);
-    if (garbage_) {
-        end = std::min(end, *garbage_);
-        cutOff(end);
+    if (refusedLength_) {
+        end = std::min(end, *refusedLength_);
+        truncate(end);
     }
-    lastLine_.clear();
+    lastLine_.reset();
     try {
         file_.writeAt(end, line);
     } catch (const DatabaseException&) {
-        cutOff(end);
+        truncate(end);
         throw;
     }
-    lastLineBegin_ = end;
-    lastLine_ = line;
+    lastLine_ = AppendedLine{end, std::move(line)};
 }
 
-void Journal::takeBackTable() {
-    std::string end(lastLine_.size() + 1, '\0');
-    end.resize(requireFile().readAt(lastLineBegin_, end.data(), end.size()));
-    if (end == lastLine_) {
-        cutOff(lastLineBegin_);
+void Journal::removeLastTable() {
+    if (!lastLine_) {
+        return;
+    }
+    std::string end(lastLine_->text.size() + 1, '\0');
+    end.resize(requireFile().readAt(lastLine_->begin, end.data(), end.size()));
+    if (end == lastLine_->text) {
+        truncate(lastLine_->begin);
     }
 }
 
-// A cut that is refused is made up for before the next line is appended.
-void Journal::cutOff(std::size_t position) {
-    garbage_ = position;
-    file_.cut(position);
-    garbage_.reset();
+// What the system refuses is done before the next line is appended.
+void Journal::truncate(std::size_t length) {
+    refusedLength_ = length;
+    file_.truncate(length);
+    refusedLength_.reset();
 }
 
 void Journal::markDropped(const std::string& table) {
-    const Text text = requireFile().readWhole();
+    const Buffer text = requireFile().readWhole();
     JournalReader lines(text.view());
     while (lines.next()) {
         const std::vector<std::string_view>& fields = lines.fields();
@@ -118,11 +122,11 @@ void Journal::markDropped(const std::string& table) {
     }
 }
 
-// The digits first: in front of them a state "1" still says that nothing is to be loaded.
+// The digits come before the state: after a state "0" recovery discards a table whose code is no digit yet.
 void Journal::leaveToRecovery(const std::set<std::string>& tables) {
-    const Text text = requireFile().readWhole();
+    const Buffer text = requireFile().readWhole();
     if (appends_) {
-        return;  // it was not changed since it was read
+        return;  // not changed since it was read
     }
     JournalReader lines(text.view());
     while (lines.next()) {
@@ -148,15 +152,15 @@ void Journal::writeState(bool copying) {
 
 void Journal::reset(const std::string& path) {
     if (!file_ || appends_ || !identity_.sameFile(FileIdentity::of(path))) {
-        // The old file is given up for a new one only, so that a reset that failed can be tried again.
+        // The old file stays open until there is a new one, so that a reset that failed can be tried again.
         File file = File::openForOverwrite(path);
         identity_ = file.identity();
         file_ = std::move(file);
         appends_ = false;
     }
-    // Cut first: tables behind a state line "0" would have their working copies removed by the next init,
-    // also those that an interrupted copy-over still needs.
-    cutOff(stateLine(false).size());
+    // The lines go before the state: of tables named after a state line "0" the next init removes the working
+    // copies, also those that an interrupted copy-over still needs.
+    truncate(stateLine(false).size());
     writeState(false);
 }
 

@@ -10,7 +10,7 @@ namespace Kalt::Vemo::Core::Database::Filedb {
 
 namespace {
 
-// Longer words are operands, and need no look into the tables.
+// Longer words are operands.
 constexpr std::size_t kLongestOperator = 4;
 constexpr std::size_t kLongestRefusedOperator = 9;
 

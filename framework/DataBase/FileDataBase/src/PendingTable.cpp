@@ -3,15 +3,14 @@
 #include <utility>
 
 #include "FileUtils.h"
-#include "Journal.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
-PendingTable::PendingTable(signed char operation, OpenTable original)
+PendingTable::PendingTable(Operation operation, OpenTable original)
     : operation_(operation), original_(std::move(original)) {}
 
 void PendingTable::drop() {
-    *this = PendingTable(kDropOperation);
+    *this = PendingTable(Operation::dropTable);
 }
 
 TableVersion PendingTable::take(const OpenTable& table) {
@@ -21,7 +20,7 @@ TableVersion PendingTable::take(const OpenTable& table) {
         return std::move(version_);
     }
     holdsText_ = false;
-    // How this content differs from the table's own file, nobody has seen.
+    // How this content differs from the table's own file is not known.
     original_ = {};
     return TableVersion(table.file.readWhole(table.identity));
 }
@@ -61,12 +60,12 @@ void PendingTable::distrustCopy() {
 
 void PendingTable::copyOver(const std::string& copyName, const std::string& tableName, bool isRetry) {
     const FileIdentity copyNow = FileIdentity::of(copyName);
-    const bool isGone = copyNow.size < 0;
-    if (copyNow == copy_ || (isGone && holdsText_ && (isRetry || torn_))) {
+    const bool isMissing = !copyNow.isFile();
+    if (copyNow == copy_ || (isMissing && holdsText_ && (isRetry || torn_))) {
         copyFromMemory(tableName);
         return;
     }
-    if (!isGone) {
+    if (!isMissing) {
         holdsText_ = false;
     }
     File copy = File::open(copyName, "r+");

@@ -7,7 +7,6 @@
 #include "EngineLog.h"
 #include "Operators.h"
 #include "TableFormat.h"
-#include "Tokenizer.h"
 #include "Utils.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb::Postfix {
@@ -15,9 +14,7 @@ namespace Kalt::Vemo::Core::Database::Filedb::Postfix {
 namespace {
 
 constexpr const char* kLogTag = "WhereClause";
-constexpr int kAllWords = 65000;
 
-// Views, whose lengths are compared before their bytes.
 constexpr std::string_view kOpeningBracket = "(";
 constexpr std::string_view kClosingBracket = ")";
 constexpr std::string_view kPlaceholder = "?";
@@ -42,10 +39,10 @@ void moveTop(std::vector<std::string>& stack, std::vector<std::string>& postfix)
     stack.pop_back();
 }
 
-// Pops to the matching "(". The test behind it is no check for a match: it compares how many operators were
-// popped with how many entries are left. So it lets a ")" without "(" pass while the stack holds anything,
-// and refuses a group with one operator behind one other operator. Conditions in the field are written for
-// it.
+// Pops to the matching "(". The test after it does not check for a match: it compares the number of operators
+// that were popped with the number of entries that are left. So a ")" without "(" passes while the stack
+// holds anything, and a group with one operator after one other operator is refused. Conditions in the field
+// rely on it.
 void closeBracket(std::vector<std::string>& stack, std::vector<std::string>& postfix) {
     std::size_t moved = 0;
     bool opened = false;
@@ -63,7 +60,7 @@ void closeBracket(std::vector<std::string>& stack, std::vector<std::string>& pos
     }
 }
 
-// The counter rises while the stack shrinks: at most half of the entries, rounded up, are popped. That is why
+// The counter rises while the stack shrinks: at most half of the entries, rounded up, are popped. So
 // a = 1 AND b = 2 OR c = 3 groups as a = 1 AND ( b = 2 OR c = 3 ).
 void popStronger(int precedence, std::vector<std::string>& stack, std::vector<std::string>& postfix) {
     for (std::size_t popped = 0; popped < stack.size(); ++popped) {
@@ -80,7 +77,7 @@ void popStronger(int precedence, std::vector<std::string>& stack, std::vector<st
 
 std::vector<std::string> words(const std::string& statement, unsigned int first, unsigned int valueIndex,
                                const std::vector<std::string>& values) {
-    std::vector<std::string> result = Tokenizer(statement.substr(first), WHITESPACE).split(kAllWords);
+    std::vector<std::string> result = Utils::splitWords(statement.substr(first));
     std::size_t next = valueIndex;
     for (std::string& word : result) {
         const bool isQuoted = word == kQuotedPlaceholder;

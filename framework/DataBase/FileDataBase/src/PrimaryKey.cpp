@@ -12,7 +12,7 @@ const PrimaryKey::Column& PrimaryKey::column(std::size_t position) {
     if (position == columns_.size()) {
         const std::string& name = metaData_.primaryKeyColumns()[position];
         const std::size_t index = Utils::getColumnNameIndex(name, metaData_.columnNames());
-        columns_.push_back({index, static_cast<unsigned char>(metaData_.flagOf(index) & kTypeMask)});
+        columns_.push_back({index, metaData_.typeOf(index)});
     }
     return columns_[position];
 }
@@ -28,8 +28,8 @@ void PrimaryKey::requireDifferent(Record& a, Record& b) {
         if (!a.has(key.index) || !b.has(key.index)) {
             throw shortRecordError("checkPrimaryKeyValidation");
         }
-        left_.take(a[key.index]);
-        right_.take(b[key.index]);
+        left_.setField(a[key.index]);
+        right_.setField(b[key.index]);
         if (!apply(equal, key.type, left_, right_)) {
             return;
         }

@@ -28,24 +28,23 @@ struct Selection {
     };
     std::vector<Item> items;
     std::size_t starWidth = 0;
+    std::vector<std::string> labels;
 };
 
-Selection parseSelection(TableMetaData& metaData, const std::vector<std::string>& pieces,
-                         ResultRows& result) {
+Selection parseSelection(const TableMetaData& metaData, const std::vector<std::string>& pieces) {
     const std::vector<std::string>& names = metaData.columnNames();
     Selection selection;
     selection.starWidth = names.size();
     selection.items.reserve(pieces.size());
-    result.reserve(pieces.size());
+    selection.labels.reserve(pieces.size());
     for (const std::string& piece : pieces) {
         if (Utils::trimmed(piece) == "*") {
-            // Every "*" takes one column off, not only the first: with two of them the rows are two columns
-            // short of the metadata, while the labels were one and two short when their "*" was met.
+            // Each "*" makes all rows one column narrower, also under the labels of an earlier "*".
             if (!metaData.hasAliasPrimaryKey() && selection.starWidth > 0) {
                 --selection.starWidth;
             }
             for (std::size_t column = 0; column < selection.starWidth; ++column) {
-                result.addLabel(names[column]);
+                selection.labels.push_back(names[column]);
             }
             selection.items.push_back({true, 0});
         } else {
@@ -54,7 +53,7 @@ Selection parseSelection(TableMetaData& metaData, const std::vector<std::string>
             selection.items.push_back(
                 {false,
                  Utils::getColumnNameIndex(isAlias ? metaData.primaryKeyColumns().front() : name, names)});
-            result.addLabel(std::move(name));
+            selection.labels.push_back(std::move(name));
         }
     }
     return selection;
@@ -81,15 +80,15 @@ std::unique_ptr<ResultRows> selectRows(TableStore& store, const std::string& sta
     if (!table) {
         throw DatabaseException("executeQuery", __LINE__, "DB Error: Table does not exists...");
     }
-    auto result = std::make_unique<ResultRows>();
     TableMetaData metaData(nullptr);
     RecordReader reader = table->records();
     metaData.readTableMetaData(reader);
     FILEDB_LOG(kLogTrace, "%s", "Parsing of SELECT Column..");
-    const Selection selection = parseSelection(metaData, SqlText::splitItems(statement, select), *result);
+    Selection selection = parseSelection(metaData, SqlText::splitItems(statement, select));
+    auto result = std::make_unique<ResultRows>(std::move(selection.labels));
     WhereClause where(metaData);
-    if (select.condition.found()) {
-        where.parseWhereClause(statement, select.condition.first, 0, values);
+    if (select.condition) {
+        where.parseWhereClause(statement, select.condition->first, 0, values);
     }
 
     while (reader.next()) {
@@ -97,7 +96,7 @@ std::unique_ptr<ResultRows> selectRows(TableStore& store, const std::string& sta
             continue;
         }
         const std::vector<std::string_view>& record = reader.fields();
-        result->startRow(reader.line().size() + (select.condition.found() ? 0 : reader.remaining()));
+        result->startRow(reader.line().size() + (select.condition ? 0 : reader.remaining()));
         for (const Selection::Item& item : selection.items) {
             const std::size_t end = item.isStar ? selection.starWidth : item.column + 1;
             if (end > record.size()) {
@@ -107,7 +106,7 @@ std::unique_ptr<ResultRows> selectRows(TableStore& store, const std::string& sta
                 result->addCell(record[column]);
             }
         }
-        result->rowFinished();
+        result->finishRow();
     }
     logResult(*result);
     return result;

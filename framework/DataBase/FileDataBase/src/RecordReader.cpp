@@ -18,29 +18,29 @@ static_assert(kBlockSize > kMaxLineLength, "a block must hold a whole line");
 
 void Record::clear() {
     constexpr std::size_t kUsualFields = 16;
-    uncut_ = {};
+    unsplit_ = {};
     fields_.clear();
     fields_.reserve(kUsualFields);
 }
 
 void Record::setLine(std::string_view line) {
     clear();
-    uncut_ = line.substr(0, line.find('\0'));
-    if (!uncut_.empty()) {
-        uncut_.remove_suffix(1);
+    unsplit_ = line.substr(0, line.find('\0'));
+    if (!unsplit_.empty()) {
+        unsplit_.remove_suffix(1);
     }
 }
 
-void Record::cutNext() {
-    const char* const start = uncut_.data();
-    const char* const stop = start + uncut_.size();
-    const void* const separator = std::memchr(start, FIELD_SEPARATOR, uncut_.size());
+void Record::splitNext() {
+    const char* const start = unsplit_.data();
+    const char* const stop = start + unsplit_.size();
+    const void* const separator = std::memchr(start, FIELD_SEPARATOR, unsplit_.size());
     const char* const end = separator == nullptr ? stop : static_cast<const char*>(separator);
     if (end != start) {
         fields_.emplace_back(start, static_cast<std::size_t>(end - start));
     }
     const char* const next = end == stop ? stop : end + 1;
-    uncut_ = std::string_view(next, static_cast<std::size_t>(stop - next));
+    unsplit_ = std::string_view(next, static_cast<std::size_t>(stop - next));
 }
 
 RecordReader::RecordReader(const File& file)
@@ -49,7 +49,7 @@ RecordReader::RecordReader(const File& file)
       blockSize_(std::min(length_, kBlockSize)),
       block_(new char[blockSize_]) {}
 
-// Moves what is left of the block to its start and reads on behind it; false at the end of the file.
+// Moves the rest of the block to its start and reads on after it; false at the end of the file.
 bool RecordReader::fill() {
     if (offset_ >= length_) {
         return false;
@@ -65,12 +65,12 @@ bool RecordReader::fill() {
 }
 
 bool RecordReader::next() {
-    return nextInOnePass() || nextWithCare();
+    return nextOnFastPath() || nextOnSlowPath();
 }
 
-// Finds the line's end and cuts its fields in one pass over its bytes. False, for nextWithCare, when the line
-// holds a NUL byte, may be longer than a line read gives, or ends too near to the end of what was read.
-bool RecordReader::nextInOnePass() {
+// Finds the line's end and splits its fields in one pass over its bytes. False when the line holds a NUL
+// byte, may be too long, or ends too near to the end of the block: such a line is for the slow path.
+bool RecordReader::nextOnFastPath() {
     if (unread_.empty() && fill()) {
         fieldEnds_.restart(unread_.data());
     }
@@ -80,19 +80,19 @@ bool RecordReader::nextInOnePass() {
     const char* field = unread_.data();
     const char* const limit = field + std::min(unread_.size(), kMaxLineLength);
     record_.clear();
-    bool isSound = true;
+    bool isWellFormed = true;
     FieldEnds fieldEnds = fieldEnds_;  // a copy can stay in registers
     while (const char* const end = fieldEnds.next(limit)) {
         if (end != field) {
             record_.append(field, end);
         } else {
-            isSound = false;
+            isWellFormed = false;
         }
         field = end + 1;
         if (*end == '\n') {
             fieldEnds_ = fieldEnds;
             moveTo(static_cast<std::size_t>(field - unread_.data()));
-            isSound_ = isSound;
+            isWellFormed_ = isWellFormed;
             return true;
         }
         if (*end == '\0') {
@@ -102,7 +102,7 @@ bool RecordReader::nextInOnePass() {
     return false;
 }
 
-bool RecordReader::nextWithCare() {
+bool RecordReader::nextOnSlowPath() {
     const void* lineFeed = nullptr;
     std::size_t window = 0;
     do {
@@ -117,7 +117,7 @@ bool RecordReader::nextWithCare() {
                : static_cast<std::size_t>(static_cast<const char*>(lineFeed) - unread_.data()) + 1);
     fieldEnds_.restart(unread_.data());
     record_.setLine(line_);
-    isSound_ = false;
+    isWellFormed_ = false;
     return true;
 }
 

@@ -1,5 +1,7 @@
 #include "SqlText.h"
 
+#include <string_view>
+
 #include "DatabaseException.h"
 #include "Utils.h"
 
@@ -12,10 +14,6 @@ constexpr std::string_view kSelect = "SELECT";
 constexpr std::string_view kFrom = "FROM ";
 constexpr std::string_view kValues = "VALUES";
 
-bool isWhiteSpace(char c) {
-    return std::string_view(WHITESPACE).find(c) != std::string_view::npos;
-}
-
 // Comma-separated pieces of the characters from `first` up to but not including `end`.
 std::vector<std::string> split(const std::string& text, std::size_t first, std::size_t end) {
     std::vector<std::string> pieces;
@@ -26,8 +24,13 @@ std::vector<std::string> split(const std::string& text, std::size_t first, std::
 
 }  // namespace
 
-Condition::Condition(const std::string& statement, std::size_t from)
-    : keyword(statement.find(kWhere, from)), first(static_cast<unsigned int>(keyword + kWhere.size())) {}
+std::optional<Condition> findCondition(const std::string& statement, std::size_t from) {
+    const std::size_t keyword = statement.find(kWhere, from);
+    if (keyword == std::string::npos) {
+        return std::nullopt;
+    }
+    return Condition{keyword, static_cast<unsigned int>(keyword + kWhere.size())};
+}
 
 Insert parseInsert(const std::string& text) {
     Insert insert;
@@ -75,14 +78,14 @@ Assignment parseAssignment(const std::string& text) {
     return {Utils::validateColumnName(text.substr(0, equal)), text.substr(equal + 1)};
 }
 
-std::vector<std::string> splitSetList(const std::string& text, const Condition& condition) {
-    return split(text, 0, condition.found() ? condition.keyword : text.size());
+std::vector<std::string> splitSetList(const std::string& text, const std::optional<Condition>& condition) {
+    return split(text, 0, condition ? condition->keyword : text.size());
 }
 
 Select parseSelect(const std::string& statement) {
     const auto isBoundary = [&](std::size_t position) {
         return position < statement.size() &&
-               (statement[position] == '*' || isWhiteSpace(statement[position]));
+               (statement[position] == '*' || Utils::isWhiteSpace(statement[position]));
     };
     const std::size_t select = statement.find_first_not_of(WHITESPACE);
     const std::size_t from = statement.find(kFrom);
@@ -91,9 +94,9 @@ Select parseSelect(const std::string& statement) {
         throw DatabaseException("executeQuery", __LINE__, "DB Syntax Error: Error at SELECT or FROM clause");
     }
     const std::size_t table = from + kFrom.size();
-    const Condition condition(statement, table);
-    // The blank that begins " WHERE " belongs to the table's text, too, and is trimmed with it.
-    const std::size_t length = condition.found() ? condition.keyword + 1 - table : std::string::npos;
+    const std::optional<Condition> condition = findCondition(statement, table);
+    // The blank before WHERE is part of the table's text, too, and trimmed with it.
+    const std::size_t length = condition ? condition->keyword + 1 - table : std::string::npos;
     return {select + kSelect.size(), from, statement.substr(table, length), condition};
 }
 

@@ -15,7 +15,6 @@
 #include "TableMetaData.h"
 #include "TableStore.h"
 #include "TableText.h"
-#include "Tokenizer.h"
 #include "Utils.h"
 #include "WhereClause.h"
 
@@ -27,8 +26,6 @@ namespace {
 
 constexpr const char* kLogTag = "FileDatabase";
 
-constexpr int kAllWords = 65000;
-
 constexpr const char* kRowIdNamed = "DB Error: Table special column names ROWID is not allowed for Updation";
 constexpr const char* kMissingTable = "DB Error: No such Table...(%s)";
 
@@ -38,6 +35,13 @@ struct NewValue {
     std::string value;
 };
 
+// Where an INSERT puts its row: the number of records before it, and the row's id.
+struct NewRow {
+    int position;
+    std::int64_t id;
+};
+
+// Adds the column that the words of a definition describe.
 void addColumn(const char* handler, TableMetaData& metaData, std::vector<std::string>& words) {
     std::string name = Utils::validateColumnName(words.front());
     for (const std::string& existing : metaData.columnNames()) {
@@ -49,11 +53,37 @@ void addColumn(const char* handler, TableMetaData& metaData, std::vector<std::st
     metaData.checkColumnConstraint(words, name);
 }
 
+// The metadata of the table that a CREATE TABLE defines.
+TableMetaData newTable(const std::string& definitionList) {
+    TableMetaData metaData(nullptr);
+    std::vector<std::string> definitions = SqlText::splitDefinitions(definitionList);
+    unsigned int index = 0;
+    while (index < definitions.size()) {
+        FILEDB_LOG(kLogTrace, "String to split:'%s'", definitions[index].c_str());
+        std::vector<std::string> words = Utils::splitWords(definitions[index]);
+        if (words.empty()) {
+            throw DatabaseException("createTable", __LINE__, "DB Syntax Error: Empty column Definition");
+        }
+        if (metaData.checkTableConstraint(words, definitions, index)) {
+            continue;
+        }
+        if (words.size() < 2) {
+            throw DatabaseException("createTable", __LINE__, "Syntax Error: In proper column Definition");
+        }
+        addColumn("createTable", metaData, words);
+        ++index;
+    }
+    if (!metaData.isAliasPrimaryKey()) {
+        metaData.appendColumn(kRowIdColumn, kIntegerFlag);
+    }
+    return metaData;
+}
+
+// The record that an INSERT stores, still without its ROWID.
 std::vector<std::string> newRecord(TableMetaData& metaData, const SqlText::Insert& insert,
                                    const Values& values) {
     std::vector<std::string> record(metaData.visibleColumnCount(), kNullWord);
-    // The list of names drives the loop: without it every field stays NULL, and values beyond it are not
-    // looked at.
+    // The list of names drives the loop: without it every field stays NULL, and values beyond it are ignored.
     for (unsigned int i = 0; i < insert.names.size(); ++i) {
         const unsigned int column = Utils::getColumnNameIndex(insert.names[i], metaData.columnNames());
         if (column >= record.size()) {
@@ -67,34 +97,34 @@ std::vector<std::string> newRecord(TableMetaData& metaData, const SqlText::Inser
     return record;
 }
 
-std::int64_t getROWID(TableText& table, std::size_t rowidColPos, int& newRowPos) {
+NewRow getROWID(TableText& table, std::size_t rowIdColumn) {
     const int tableSize = table.recordCount();
-    FILEDB_LOG(kLogTrace, "tableSize=%d rowidColPos=%d", tableSize, static_cast<int>(rowidColPos));
-    const auto rowIdOf = [rowidColPos](const std::vector<std::string_view>& record) {
-        if (rowidColPos >= record.size()) {
+    FILEDB_LOG(kLogTrace, "tableSize=%d rowidColPos=%d", tableSize, static_cast<int>(rowIdColumn));
+    const auto rowIdOf = [rowIdColumn](const std::vector<std::string_view>& record) {
+        if (rowIdColumn >= record.size()) {
             throw shortRecordError("getROWID");
         }
-        return StringConversion::stringTouint64(std::string(record[rowidColPos]));
+        return StringConversion::stringTouint64(std::string(record[rowIdColumn]));
     };
     std::uint64_t rowId = 1;
-    newRowPos = 0;
+    int position = 0;
     if (tableSize > 0) {
         const std::uint64_t last = rowIdOf(table.lastRecord().fields());
         if (last != INT64_MAX) {
             rowId = last + 1;
-            newRowPos = tableSize;
+            position = tableSize;
         } else {
-            // No id is left at the end: the new row goes where the run 1, 2, 3, ... at the file's head
+            // No id is left after the last one: the row goes where the run 1, 2, 3, ... of the first records
             // breaks.
             RecordReader reader = table.records();
             while (reader.next() && rowIdOf(reader.fields()) == rowId) {
                 ++rowId;
-                ++newRowPos;
+                ++position;
             }
         }
     }
-    FILEDB_LOG(kLogTrace, "ROWID:%lld NewRowPos:%d", static_cast<long long>(rowId), newRowPos);
-    return static_cast<std::int64_t>(rowId);
+    FILEDB_LOG(kLogTrace, "ROWID:%lld NewRowPos:%d", static_cast<long long>(rowId), position);
+    return {position, static_cast<std::int64_t>(rowId)};
 }
 
 void checkPrimaryKey(const TableMetaData& metaData, const TableText& table,
@@ -128,8 +158,19 @@ std::vector<NewValue> parseSetList(TableMetaData& metaData, const std::vector<st
     return result;
 }
 
-// The records of a table with a primary key, which are compared with each changed one; none for any other
-// table.
+// The reader's record with the new values.
+std::vector<std::string> changedRecord(RecordReader& reader, const std::vector<NewValue>& newValues) {
+    std::vector<std::string> record(reader.fields().begin(), reader.fields().end());
+    for (const NewValue& newValue : newValues) {
+        if (newValue.column >= record.size()) {
+            throw shortRecordError("updateTable");
+        }
+        record[newValue.column] = newValue.value;
+    }
+    return record;
+}
+
+// The records of a table with a primary key, to compare each changed one with; none of any other table.
 std::vector<std::vector<std::string>> keyedRecords(const TableMetaData& metaData, const TableText& table) {
     std::vector<std::vector<std::string>> result;
     if (!metaData.primaryKeyColumns().empty()) {
@@ -153,15 +194,15 @@ TablePlace Statements::existingTable(const char* handler, const std::string& tab
     return place;
 }
 
-OpenTable Statements::openExistingTable(const char* handler, const TablePlace& place) {
-    std::optional<OpenTable> table = store_.openForChange(place);
-    if (!table) {
+File Statements::openExistingTable(const char* handler, const TablePlace& place) {
+    std::optional<File> file = store_.openForChange(place);
+    if (!file) {
         throw DatabaseException(handler, __LINE__, kMissingTable, place.tableName.c_str());
     }
-    return std::move(*table);
+    return std::move(*file);
 }
 
-bool Statements::createTable(const std::string& tableName, const std::string& remainder) {
+void Statements::createTable(const std::string& tableName, const std::string& remainder) {
     try {
         FILEDB_LOG(kLogTrace, "tableName:'%s' unparsed SQL Statement='%s'", tableName.c_str(),
                    remainder.c_str());
@@ -172,60 +213,33 @@ bool Statements::createTable(const std::string& tableName, const std::string& re
         }
         static_cast<void>(Utils::validateColumnName(tableName));
 
-        TableMetaData metaData(nullptr);
-        std::vector<std::string> definitions = SqlText::splitDefinitions(remainder);
-        unsigned int index = 0;
-        while (index < definitions.size()) {
-            FILEDB_LOG(kLogTrace, "String to split:'%s'", definitions[index].c_str());
-            std::vector<std::string> words = Tokenizer(definitions[index], WHITESPACE).split(kAllWords);
-            if (words.empty()) {
-                throw DatabaseException("createTable", __LINE__, "DB Syntax Error: Empty column Definition");
-            }
-            if (metaData.checkTableConstraint(words, definitions, index)) {
-                continue;
-            }
-            if (words.size() < 2) {
-                throw DatabaseException("createTable", __LINE__, "Syntax Error: In proper column Definition");
-            }
-            addColumn("createTable", metaData, words);
-            ++index;
-        }
-        if (!metaData.isAliasPrimaryKey()) {
-            metaData.appendColumn(kRowIdColumn, kIntegerFlag);
-        }
-        store_.change(kCreateOperation, place, {}, TableVersion(Text(metaData.text())));
-        return true;
+        store_.change(Operation::createTable, place, {}, TableVersion(Buffer(newTable(remainder).text())));
     } catch (const std::exception& error) {
         noteRefusal(error);
         FILEDB_LOG(kLogError, "createTable Exception: %s", error.what());
-        return false;
     }
 }
 
-bool Statements::dropTable(const std::string& tableName, const std::string& remainder) {
+void Statements::dropTable(const std::string& tableName, const std::string& remainder) {
     try {
         FILEDB_LOG(kLogTrace, "tableName:'%s' Rem sql Statement='%s'", tableName.c_str(), remainder.c_str());
         if (!remainder.empty()) {
             throw DatabaseException("dropTable", __LINE__, "DB Syntax Error: end of statement");
         }
         store_.drop(existingTable("dropTable", tableName));
-        return true;
     } catch (const std::exception& error) {
         noteRefusal(error);
         FILEDB_LOG(kLogError, "dropTable Exception: %s", error.what());
-        return false;
     }
 }
 
-// A check only: neither metadata nor rows of the table are rewritten. Clients that need the column create the
-// table with it.
 bool Statements::alterTable(const std::string& tableName, const std::string& columnName,
                             const std::string& type) {
     try {
-        TableMetaData metaData(nullptr);
         {
             const TableSource table = TableStore::openWithMode(existingTable("alterTable", tableName), "a+");
             RecordReader reader = table.records();
+            TableMetaData metaData(nullptr);
             metaData.readTableMetaData(reader);
             std::vector<std::string> words = {columnName, type};
             addColumn("alterTable", metaData, words);
@@ -248,29 +262,29 @@ std::optional<std::int64_t> Statements::insertTable(const std::string& tableName
     try {
         FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
         const TablePlace place = store_.locate(tableName);
-        OpenTable table = openExistingTable("insertTable", place);
+        File file = openExistingTable("insertTable", place);
         const SqlText::Insert insert = SqlText::parseInsert(sql);
+        ReadTable table = TableStore::read(place, std::move(file));
         TableMetaData metaData(nullptr);
-        TableText old(TableStore::read(place, table), metaData);
+        TableText old(std::move(table.version), metaData);
         std::vector<std::string> record = newRecord(metaData, insert, values);
 
         const int tableSize = old.recordCount();
-        int newRowPos = tableSize;
-        std::int64_t rowId = 0;
+        NewRow row{tableSize, 0};
         if (metaData.hasAliasPrimaryKey()) {
             // The id that is reported is made of the key column's name, not of the inserted key.
-            rowId = StringConversion::stringToint64(metaData.primaryKeyColumns().front());
+            row.id = StringConversion::stringToint64(metaData.primaryKeyColumns().front());
         } else {
-            rowId = getROWID(old, record.size(), newRowPos);
-            record.push_back(std::to_string(rowId));
+            row = getROWID(old, record.size());
+            record.push_back(std::to_string(row.id));
         }
         checkPrimaryKey(metaData, old, record);
 
         const std::string line = storableLine("insertTable", record);
-        store_.change(kInsertOperation, place, std::move(table),
-                      newRowPos == tableSize ? std::move(old).withLineAtEnd(line)
-                                             : std::move(old).withLineBefore(newRowPos, line));
-        return rowId;
+        store_.change(Operation::insertRow, place, std::move(table.origin),
+                      row.position == tableSize ? std::move(old).withLineAtEnd(line)
+                                                : std::move(old).withLineBefore(row.position, line));
+        return row.id;
     } catch (const std::exception& error) {
         noteRefusal(error);
         FILEDB_LOG(kLogError, "insertTable Exception: %s", error.what());
@@ -288,64 +302,56 @@ std::string Statements::storableLine(const char* handler, const std::vector<std:
     return line;
 }
 
-bool Statements::updateTable(const std::string& tableName, const std::string& sql, const Values& values) {
+void Statements::updateTable(const std::string& tableName, const std::string& sql, const Values& values) {
     try {
         FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
         const TablePlace place = store_.locate(tableName);
-        OpenTable table = openExistingTable("updateTable", place);
+        ReadTable table = TableStore::read(place, openExistingTable("updateTable", place));
         TableMetaData metaData(nullptr);
-        TableText old(TableStore::read(place, table), metaData);
+        TableText old(std::move(table.version), metaData);
         FILEDB_LOG(kLogTrace, "%s", "Parsing of SET column and values..");
-        const SqlText::Condition condition(sql);
+        const std::optional<SqlText::Condition> condition = SqlText::findCondition(sql);
         const std::vector<NewValue> newValues =
             parseSetList(metaData, SqlText::splitSetList(sql, condition), values);
         WhereClause where(metaData);
-        if (condition.found()) {
-            where.parseWhereClause(sql, condition.first, static_cast<unsigned int>(newValues.size()), values);
+        if (condition) {
+            where.parseWhereClause(sql, condition->first, static_cast<unsigned int>(newValues.size()),
+                                   values);
         }
 
         std::vector<std::vector<std::string>> keyed = keyedRecords(metaData, old);
         PrimaryKey key(metaData);
         TableText::Rewriter rewriter(old);
         RecordReader reader = old.records();
-        for (std::size_t k = 0; reader.next(); ++k) {
+        for (std::size_t row = 0; reader.next(); ++row) {
             if (!where.evaluate(reader.record())) {
                 rewriter.keep(reader);
                 continue;
             }
-            std::vector<std::string> record(reader.fields().begin(), reader.fields().end());
-            for (const NewValue& newValue : newValues) {
-                if (newValue.column >= record.size()) {
-                    throw shortRecordError("updateTable");
-                }
-                record[newValue.column] = newValue.value;
-            }
+            std::vector<std::string> record = changedRecord(reader, newValues);
             rewriter.replace(reader, storableLine("updateTable", record));
             if (!keyed.empty()) {
-                keyed[k] = std::move(record);
-                key.requireUnique(keyed, keyed.size(), k);
+                keyed[row] = std::move(record);
+                key.requireUnique(keyed, keyed.size(), row);
             }
         }
-        store_.change(kUpdateOperation, place, std::move(table), rewriter.take());
-        return true;
+        store_.change(Operation::updateRows, place, std::move(table.origin), rewriter.finish());
     } catch (const std::exception& error) {
         noteRefusal(error);
         FILEDB_LOG(kLogError, "updateTable Exception: %s", error.what());
-        return false;
     }
 }
 
-bool Statements::deleteTable(const std::string& tableName, const std::string& sql, const Values& values) {
+void Statements::deleteTable(const std::string& tableName, const std::string& sql, const Values& values) {
     try {
         FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
         const TablePlace place = store_.locate(tableName);
-        OpenTable table = openExistingTable("deleteTable", place);
+        ReadTable table = TableStore::read(place, openExistingTable("deleteTable", place));
         TableMetaData metaData(nullptr);
-        TableText old(TableStore::read(place, table), metaData);
+        TableText old(std::move(table.version), metaData);
         WhereClause where(metaData);
-        const SqlText::Condition condition(sql);
-        if (condition.found()) {
-            where.parseWhereClause(sql, condition.first, 0, values);
+        if (const auto condition = SqlText::findCondition(sql)) {
+            where.parseWhereClause(sql, condition->first, 0, values);
         }
 
         TableText::Rewriter rewriter(old);
@@ -357,12 +363,10 @@ bool Statements::deleteTable(const std::string& tableName, const std::string& sq
                 rewriter.keep(reader);
             }
         }
-        store_.change(kDeleteOperation, place, std::move(table), rewriter.take());
-        return true;
+        store_.change(Operation::deleteRows, place, std::move(table.origin), rewriter.finish());
     } catch (const std::exception& error) {
         noteRefusal(error);
         FILEDB_LOG(kLogError, "deleteTable Exception: %s", error.what());
-        return false;
     }
 }
 

@@ -10,7 +10,7 @@
 #include "EngineLog.h"
 #include "FileUtils.h"
 
-// A change to a table, from the statement to the disk. Behind each step stands what the next opening does
+// A change to a table, from the statement to the disk. Beside each step stands what the next opening does
 // when the process dies there.
 //
 //   1. The journal gets a line for the table.                Discards: there is no working copy yet.
@@ -23,18 +23,18 @@
 //      dropped table's file is removed.                      finished from its working copy as long as that
 //                                                            is there.
 //   5. The state line becomes "0".                           Removes the working copies.
-//   6. The working copies are removed, the journal is cut    Nothing is left to do.
-//      to the one line "0".
+//   6. The working copies are removed, the journal is        Nothing is left to do.
+//      truncated to the one line "0".
 //
-// When the system refuses one of the steps and the process lives on: 1 and 2 are undone; from 3 on the work
-// is completed later, before anything else is changed.
+// When the system refuses one of the steps and the process goes on: 1 and 2 are undone; from 3 on the work is
+// finished later, before anything else is changed.
 namespace Kalt::Vemo::Core::Database::Filedb {
 
 namespace {
 
 constexpr const char* kLogTag = "FileDatabase";
 
-// So many tables of a transaction stay open: a transaction may change more than a process may have open.
+// Number of tables of a transaction that stay open: it may change more tables than a process may have open.
 constexpr std::size_t kMostOpenTables = 16;
 
 bool removeFile(const std::string& fileName) {
@@ -79,17 +79,21 @@ void TableStore::close() {
     unfinished_ = Unfinished::nothing;
 }
 
-// Reads the journal, and completes or discards what it tells of.
+// Finishes or discards what the journal tells of.
 void TableStore::recover() {
     journal_.open(journalPath_);
     pendingTables_.clear();
-    const bool found = journal_.read([this](signed char operation, const std::string& table) {
+    const bool hasLines = journal_.read([this](Operation operation, const std::string& table) {
         pendingTables_.try_emplace(table, std::make_unique<PendingTable>(operation));
     });
-    found ? commit() : cleanUp(Unfinished::cleanUpAfterCommit);
+    if (hasLines) {
+        commit();
+    } else {
+        cleanUp(Unfinished::cleanUpAfterCommit);
+    }
 }
 
-// ---- Work that an earlier call could not complete ----
+// ---- Work that an earlier call could not finish ----
 
 void TableStore::finishEarlierWork() {
     if (!hasEarlierWork()) {
@@ -142,11 +146,15 @@ void TableStore::finish() {
     }
 }
 
-// The last chance for tables that would otherwise stay half overwritten, before their texts in memory go.
-// What the system still refuses is put down in the journal, for the next opening.
+// Finishes tables that are half overwritten while memory still holds their texts. What the system refuses is
+// written to the journal, for the next opening.
 void TableStore::settleDecidedWork() noexcept {
     try {
-        unfinished_ == Unfinished::commit ? finish() : finishTornTables();
+        if (unfinished_ == Unfinished::commit) {
+            finish();
+        } else {
+            finishTornTables();
+        }
         return;
     } catch (const std::exception& error) {
         FILEDB_LOG(kLogError, "settleDecidedWork Exception: %s", error.what());
@@ -155,8 +163,8 @@ void TableStore::settleDecidedWork() noexcept {
         std::set<std::string> decided;
         for (const auto& [tableName, pending] : pendingTables_) {
             const bool isDecided = unfinished_ == Unfinished::commit || pending->isTorn();
-            const bool hasCopy = FileIdentity::of(fileNameOf(tableName, kBackupSuffix)).size >= 0;
-            if (isDecided && (hasCopy || pending->operation() == kDropOperation)) {
+            const bool hasCopy = FileIdentity::of(fileNameOf(tableName, kBackupSuffix)).isFile();
+            if (isDecided && (hasCopy || pending->operation() == Operation::dropTable)) {
                 decided.insert(tableName);
             }
         }
@@ -180,7 +188,7 @@ TablePlace TableStore::locate(const std::string& tableName) {
     TablePlace place{tableName, {}, nullptr};
     const auto entry = pendingTables_.find(tableName);
     if (entry != pendingTables_.end()) {
-        if (entry->second->operation() == kDropOperation) {
+        if (entry->second->operation() == Operation::dropTable) {
             throw DatabaseException("getTableCurrentFile", __LINE__,
                                     "DataBase Error: No such Table exist.(%s)", tableName.c_str());
         }
@@ -196,32 +204,34 @@ bool TableStore::exists(const TablePlace& place) {
     return isInMemory || File::exists(place.fileName);
 }
 
-std::optional<OpenTable> TableStore::openForChange(const TablePlace& place) {
+std::optional<File> TableStore::openForChange(const TablePlace& place) {
     finishTornTables();  // another name may lead to the same table
     if (place.pending != nullptr && !place.pending->isOnDisk()) {
         place.pending->restore(place.fileName);
     }
-    OpenTable table{File::openExisting(place.fileName, true), {}};
-    if (!table.file && !File::exists(place.fileName)) {
+    File file = File::openExisting(place.fileName, File::Access::readAndWrite);
+    if (!file && !File::exists(place.fileName)) {
         return std::nullopt;
     }
-    return table;
+    return file;
 }
 
-TableVersion TableStore::read(const TablePlace& place, OpenTable& table) {
-    if (!table.file) {
+ReadTable TableStore::read(const TablePlace& place, File file) {
+    if (!file) {
         throw openError();
     }
-    table.identity = table.file.identity();
-    return place.pending == nullptr ? TableVersion(table.file.readWhole(table.identity))
-                                    : place.pending->take(table);
+    const FileIdentity identity = file.identity();
+    OpenTable origin{std::move(file), identity};
+    TableVersion version = place.pending == nullptr ? TableVersion(origin.file.readWhole(identity))
+                                                    : place.pending->take(origin);
+    return {std::move(origin), std::move(version)};
 }
 
 std::optional<TableSource> TableStore::openForQuery(const TablePlace& place) {
     if (place.pending != nullptr && !place.pending->isOnDisk()) {
         return TableSource{{}, place.pending->text()};
     }
-    TableSource source{File::openExisting(place.fileName, false), {}};
+    TableSource source{File::openExisting(place.fileName, File::Access::read), {}};
     if (source.file) {
         return source;
     }
@@ -240,12 +250,13 @@ TableSource TableStore::openWithMode(const TablePlace& place, const std::string&
 
 // ---- Changes ----
 
-void TableStore::change(Operation operation, const TablePlace& place, OpenTable table, TableVersion version) {
-    const std::string backupName = workingCopyFor(operation, place.tableName);
+void TableStore::change(Operation operation, const TablePlace& place, OpenTable origin,
+                        TableVersion version) {
+    const std::string copyName = workingCopyFor(operation, place.tableName);
     if (place.pending == nullptr) {
-        writeFirstVersion(operation, place.tableName, backupName, std::move(table), std::move(version));
+        writeFirstVersion(operation, place.tableName, copyName, std::move(origin), std::move(version));
     } else {
-        writeNextVersion(*place.pending, backupName, std::move(table), std::move(version));
+        writeNextVersion(*place.pending, copyName, std::move(origin), std::move(version));
     }
     if (autoCommit_) {
         commitAtOnce();
@@ -253,15 +264,14 @@ void TableStore::change(Operation operation, const TablePlace& place, OpenTable 
 }
 
 void TableStore::drop(const TablePlace& place) {
-    const std::string backupName = workingCopyFor(kDropOperation, place.tableName);
+    const std::string copyName = workingCopyFor(Operation::dropTable, place.tableName);
     if (place.pending == nullptr) {
-        journal_.appendTable(kDropOperation, place.tableName);
-        pendingTables_[place.tableName] = std::make_unique<PendingTable>(kDropOperation);
+        journal_.appendTable(Operation::dropTable, place.tableName);
+        pendingTables_[place.tableName] = std::make_unique<PendingTable>(Operation::dropTable);
     } else {
-        // The transaction has changed the table before: its line in the journal says so, and its working copy
-        // goes at once.
+        // The transaction has changed the table before: the journal has its line, and it has a working copy.
         journal_.markDropped(place.tableName);
-        removeFile(backupName);
+        removeFile(copyName);
         place.pending->drop();
     }
     if (autoCommit_) {
@@ -269,42 +279,42 @@ void TableStore::drop(const TablePlace& place) {
     }
 }
 
-// The name of the working copy that is about to be touched. No table may depend on it from here on.
+// The name of the working copy that is about to be written or removed. No torn table depends on it any more.
 std::string TableStore::workingCopyFor(Operation operation, const std::string& tableName) {
-    std::string backupName = fileNameOf(tableName, kBackupSuffix);
-    FILEDB_LOG(kLogTrace, "backupFileName:'%s' operation:%d", backupName.c_str(), operation);
+    std::string copyName = fileNameOf(tableName, kBackupSuffix);
+    FILEDB_LOG(kLogTrace, "backupFileName:'%s' operation:%d", copyName.c_str(), static_cast<int>(operation));
     finishTornTables();
-    return backupName;
+    return copyName;
 }
 
 void TableStore::writeFirstVersion(Operation operation, const std::string& tableName,
-                                   const std::string& backupName, OpenTable table, TableVersion version) {
+                                   const std::string& copyName, OpenTable origin, TableVersion version) {
     journal_.appendTable(operation, tableName);
-    bool isOurs = false;  // a working copy that a crash has left may be all there is of a torn table
+    bool isOurs = false;  // a working copy that a crash has left may be the only whole one of a torn table
     try {
         if (pendingTables_.size() >= kMostOpenTables) {
-            table = {};
+            origin = {};
         }
-        auto pending = std::make_unique<PendingTable>(operation, std::move(table));
-        File copy = File::openForOverwrite(backupName);
+        auto pending = std::make_unique<PendingTable>(operation, std::move(origin));
+        File copy = File::openForOverwrite(copyName);
         isOurs = true;
-        // A new working copy is written whole, whatever a crash may have left under its name.
+        // Written whole: a crash may have left a file of this name.
         pending->write(std::move(copy), {}, std::move(version));
         pendingTables_[tableName] = std::move(pending);
-        leftOver_.erase(backupName);
+        leftOver_.erase(copyName);
     } catch (...) {
-        if (isOurs && !distrustSharedCopy(backupName) && !removeFile(backupName)) {
-            leftOver_.insert(backupName);
+        if (isOurs && !distrustSharedCopy(copyName) && !removeFile(copyName)) {
+            leftOver_.insert(copyName);
         }
         takeBackJournalLine();
         throw;
     }
 }
 
-// For a working copy whose content has gone. Whether another table has it as well, because its name leads to
-// the same file; that table goes by what memory holds.
-bool TableStore::distrustSharedCopy(const std::string& backupName) {
-    const FileIdentity copy = FileIdentity::of(backupName);
+// For a working copy whose content is lost. Whether another table has the same file as its working copy; that
+// table is then read from memory.
+bool TableStore::distrustSharedCopy(const std::string& copyName) {
+    const FileIdentity copy = FileIdentity::of(copyName);
     bool isShared = false;
     for (const auto& [tableName, pending] : pendingTables_) {
         if (FileIdentity::of(fileNameOf(tableName, kBackupSuffix)).sameFile(copy)) {
@@ -315,33 +325,33 @@ bool TableStore::distrustSharedCopy(const std::string& backupName) {
     return isShared;
 }
 
-void TableStore::writeNextVersion(PendingTable& pending, const std::string& backupName, OpenTable table,
+void TableStore::writeNextVersion(PendingTable& pending, const std::string& copyName, OpenTable origin,
                                   TableVersion version) {
-    if (table.file) {
+    if (origin.file) {
         const Difference difference = version.difference;
-        pending.write(std::move(table.file), difference, std::move(version));
+        pending.write(std::move(origin.file), difference, std::move(version));
         return;
     }
-    // The table is made anew: another program has removed the working copy.
-    File copy = File::openForOverwrite(backupName);
+    // CREATE TABLE found no working copy: another program has removed it.
+    File copy = File::openForOverwrite(copyName);
     try {
         pending.write(std::move(copy), {}, std::move(version));
     } catch (...) {
-        removeFile(backupName);
+        removeFile(copyName);
         throw;
     }
 }
 
-// A line that stays does no harm: recovery discards the working copy that it names, and there is none.
+// A line that stays is harmless: recovery discards the working copy that it names, and there is none.
 void TableStore::takeBackJournalLine() {
     try {
-        journal_.takeBackTable();
+        journal_.removeLastTable();
     } catch (const std::exception& error) {
         FILEDB_LOG(kLogError, "takeBackJournalLine Exception: %s", error.what());
     }
 }
 
-// A statement of its own. Once the copy-over has begun its working copy must stay.
+// Outside of a transaction. Once the copy-over has begun, the working copy must stay.
 void TableStore::commitAtOnce() {
     try {
         commit();
@@ -353,10 +363,11 @@ void TableStore::commitAtOnce() {
     }
 }
 
-// A drop has made no working copy: one that is there is not the statement's own.
+// A drop has written no working copy: one that exists is not the statement's own.
 void TableStore::discard() {
     for (auto entry = pendingTables_.begin(); entry != pendingTables_.end();) {
-        entry = entry->second->operation() == kDropOperation ? pendingTables_.erase(entry) : std::next(entry);
+        entry = entry->second->operation() == Operation::dropTable ? pendingTables_.erase(entry)
+                                                                   : std::next(entry);
     }
     try {
         cleanUp(Unfinished::cleanUpAfterRollback);
@@ -419,10 +430,9 @@ void TableStore::commit() {
         unfinished_ = Unfinished::commit;
     }
     for (const auto& [tableName, pending] : pendingTables_) {
-        const signed char operation = pending->operation();
-        if (operation == kDropOperation) {
+        if (pending->operation() == Operation::dropTable) {
             removeFile(fileNameOf(tableName, kTableSuffix));
-        } else if (operation >= kInsertOperation && operation <= kCreateOperation) {
+        } else if (writesWorkingCopy(pending->operation())) {
             copyOver(tableName, *pending, isRetry);
         }
     }
@@ -434,7 +444,7 @@ void TableStore::copyOver(const std::string& tableName, PendingTable& pending, b
     pending.copyOver(fileNameOf(tableName, kBackupSuffix), fileNameOf(tableName, kTableSuffix), isRetry);
 }
 
-// A table that a failed copy-over left half written is made whole before its working copy may be touched.
+// A table that a failed copy-over has left half written is finished before its working copy may be changed.
 void TableStore::finishTornTables() {
     for (const auto& [tableName, pending] : pendingTables_) {
         if (pending->isTorn()) {
@@ -452,9 +462,9 @@ void TableStore::cleanUp(Unfinished kind) {
         copies.push_back(fileNameOf(tableName, kBackupSuffix));
     }
     copies.insert(copies.end(), leftOver_.begin(), leftOver_.end());
-    unfinished_ = kind;  // from here on working copies may be gone
-    for (const std::string& backupName : copies) {
-        removeFile(backupName);
+    unfinished_ = kind;  // from here on working copies may be missing
+    for (const std::string& copyName : copies) {
+        removeFile(copyName);
     }
     pendingTables_.clear();
     leftOver_.clear();

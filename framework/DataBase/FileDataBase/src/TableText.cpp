@@ -11,8 +11,7 @@ namespace Kalt::Vemo::Core::Database::Filedb {
 
 namespace {
 
-// The C library looks at many bytes at once, rfind at one after another. Requires: the text ends with a line
-// feed.
+// memrchr scans many bytes at once, rfind one at a time. Requires: the text ends with a line feed.
 std::size_t startOfLastLine(std::string_view text) {
     const void* const lineFeed = memrchr(text.data(), '\n', text.size() - 1);
     return lineFeed == nullptr
@@ -22,44 +21,47 @@ std::size_t startOfLastLine(std::string_view text) {
 
 }  // namespace
 
-Text TableVersion::previous() && {
-    if (undo->isWhole) {
-        return std::move(undo->whole);
+Buffer TableVersion::previous() && {
+    if (auto* const whole = std::get_if<Buffer>(&*undo)) {
+        return std::move(*whole);
     }
-    // A text keeps its room when it shrinks, so there is room for what was removed.
-    text.replace(undo->position, undo->length, undo->removed);
+    // A buffer keeps its room when it shrinks, so there is room for what was removed.
+    const Edit& edit = std::get<Edit>(*undo);
+    text.replace(edit.position, edit.length, edit.removed);
     return std::move(text);
 }
 
 TableText::TableText(TableVersion version, TableMetaData& metaData)
     : metaData_(metaData),
       text_(std::move(version.text)),
-      soundBytes_(version.soundBytes),
-      recordCount_(version.soundRecords) {
+      wellFormedBytes_(version.wellFormedBytes),
+      recordCount_(version.wellFormedRecords) {
     RecordReader reader(text_.view());
     metaData.readTableMetaData(reader);
     recordsStart_ = text_.size() - reader.unread().size();
 }
 
-void TableText::lookOver() {
-    if (wellFormed_) {
+void TableText::scan() {
+    if (isWellFormed_) {
         return;
     }
-    int found = 0;
-    wellFormed_ = isWellFormed(text_.view().substr(std::max(soundBytes_, recordsStart_)), found);
-    recordCount_ += found;
-    if (!*wellFormed_) {
-        recordCount_ = 0;
-        for (RecordReader reader = records(); reader.next();) {
-            ++recordCount_;
-        }
+    const std::optional<int> lines =
+        countWellFormedLines(text_.view().substr(std::max(wellFormedBytes_, recordsStart_)));
+    isWellFormed_ = lines.has_value();
+    if (lines) {
+        recordCount_ += *lines;
+        return;
+    }
+    recordCount_ = 0;
+    for (RecordReader reader = records(); reader.next();) {
+        ++recordCount_;
     }
 }
 
 RecordReader TableText::lastRecord() {
-    lookOver();
+    scan();
     std::string_view text = recordText();
-    if (*wellFormed_) {
+    if (*isWellFormed_) {
         text.remove_prefix(startOfLastLine(text));
     }
     RecordReader reader(text);
@@ -69,15 +71,15 @@ RecordReader TableText::lastRecord() {
 }
 
 TableVersion TableText::withLineAtEnd(const std::string& line) && {
-    lookOver();
-    if (!*wellFormed_ || !metaData_.wasSound()) {
+    scan();
+    if (!*isWellFormed_ || !metaData_.wasWellFormed()) {
         return std::move(*this).withLineBefore(recordCount_, line);
     }
     TableVersion version;
     version.difference.begin = text_.size();
-    version.soundBytes = text_.size();
-    version.soundRecords = recordCount_;
-    version.undo = Undo{{}, false, text_.size(), line.size(), {}};
+    version.wellFormedBytes = text_.size();
+    version.wellFormedRecords = recordCount_;
+    version.undo = Edit{text_.size(), line.size(), {}};
     text_.append(line);
     version.text = std::move(text_);
     return version;
@@ -95,11 +97,11 @@ TableVersion TableText::withLineBefore(int position, const std::string& line) &&
     if (position == recordCount()) {
         rewriter.append(line);
     }
-    return rewriter.take();
+    return rewriter.finish();
 }
 
 TableText::Rewriter::Rewriter(TableText& old) : old_(old), run_(old.recordText().data()) {
-    if (!old.metaData_.wasSound()) {
+    if (!old.metaData_.wasWellFormed()) {
         startNewText();
     }
 }
@@ -110,7 +112,7 @@ void TableText::Rewriter::startNewText() {
     text_.append(old_.metaData_.text());
 }
 
-// Takes over the lines from the start of the run up to `end`, byte for byte.
+// Copies the lines from the start of the run up to `end`, byte for byte.
 void TableText::Rewriter::passOn(const char* end) {
     text_.append({run_, static_cast<std::size_t>(end - run_)});
     run_ = end;
@@ -135,7 +137,7 @@ void TableText::Rewriter::replace(const RecordReader& reader, std::string_view l
     change(reader.line(), line);
 }
 
-// The first change waits: if it stays the only one it is made in the old text, and there is no second one.
+// The first change waits: when no other follows it is made in the old text.
 void TableText::Rewriter::change(std::string_view old, std::string_view line) {
     if (inPlace_ && first_.data() == nullptr) {
         first_ = old;
@@ -155,7 +157,7 @@ void TableText::Rewriter::put(std::string_view old, std::string_view line) {
     run_ = old.data() + old.size();
 }
 
-TableVersion TableText::Rewriter::take() {
+TableVersion TableText::Rewriter::finish() {
     const std::size_t oldSize = old_.text_.size();
     const bool isChanged = first_.data() != nullptr;
     const std::size_t begin =
@@ -164,16 +166,16 @@ TableVersion TableText::Rewriter::take() {
     TableVersion version;
     if (inPlace_) {
         changeEnd = begin + firstLine_.size();
-        version.undo = Undo{{}, false, begin, firstLine_.size(), std::string(first_)};
+        version.undo = Edit{begin, firstLine_.size(), std::string(first_)};
         version.text = std::move(old_.text_);
         version.text.replace(begin, first_.size(), firstLine_);
     } else {
         passOn(old_.text_.data() + oldSize);
-        version.undo = Undo{std::move(old_.text_), true, 0, 0, {}};
+        version.undo = std::move(old_.text_);
         version.text = std::move(text_);
     }
-    if (old_.metaData_.wasSound()) {
-        // The lines behind the last change are where they were when the changes left the length as it was.
+    if (old_.metaData_.wasWellFormed()) {
+        // When the changes left the length as it was, the lines after the last one have not moved.
         version.difference = {begin, version.text.size() == oldSize ? changeEnd : std::string::npos};
     }
     return version;

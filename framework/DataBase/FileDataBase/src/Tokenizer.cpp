@@ -51,7 +51,6 @@ std::vector<std::string> Tokenizer::split(int maxTokens) {
     tokens.reserve(kUsualTokens);
     for (std::string token = next(); !token.empty(); token = next()) {
         tokens.push_back(std::move(token));
-        // The count is compared after it was raised, so that 0 sets no limit.
         if (maxTokens > 0 && tokens.size() == static_cast<std::size_t>(maxTokens)) {
             break;
         }

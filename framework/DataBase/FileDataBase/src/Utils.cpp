@@ -1,9 +1,11 @@
 #include "Utils.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "DatabaseException.h"
 #include "EngineLog.h"
+#include "Tokenizer.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
@@ -11,7 +13,7 @@ namespace {
 
 constexpr const char* kLogTag = "Utils";
 
-// ASCII, whatever the locale: names must mean the same on every device.
+// ASCII in every locale: names mean the same on every device.
 bool isLetter(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_';
 }
@@ -19,19 +21,15 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-bool isWhiteSpace(char c) {
-    return c == ' ' || (c >= '\t' && c <= '\r');  // the characters of WHITESPACE
-}
-
 std::string_view leftTrimmed(std::string_view s) {
-    while (!s.empty() && isWhiteSpace(s.front())) {
+    while (!s.empty() && Utils::isWhiteSpace(s.front())) {
         s.remove_prefix(1);
     }
     return s;
 }
 
 std::string_view rightTrimmed(std::string_view s) {
-    while (!s.empty() && isWhiteSpace(s.back())) {
+    while (!s.empty() && Utils::isWhiteSpace(s.back())) {
         s.remove_suffix(1);
     }
     return s;
@@ -44,10 +42,15 @@ std::string Utils::toString<unsigned int>(unsigned int value) {
     return std::to_string(value);
 }
 
-// The character with that code, not its number: the journal keeps operation codes as raw bytes.
+// The character with that code, not the number: the journal records operations as raw bytes.
 template <>
 std::string Utils::toString<signed char>(signed char value) {
     return std::string(1, static_cast<char>(value));
+}
+
+std::vector<std::string> Utils::splitWords(std::string text) {
+    constexpr int kMostWords = 65000;
+    return Tokenizer(std::move(text), WHITESPACE).split(kMostWords);
 }
 
 std::string Utils::trimString(const std::string& s) {
@@ -105,7 +108,7 @@ int Utils::isNumber(const std::string& s) {
 void Utils::getSplitVector(const std::string& str, unsigned int first, unsigned int last,
                            std::vector<std::string>& out, const std::string& separator) {
     out.clear();
-    // The end wraps round to 0: an empty text in front of the first character has the largest number as its
+    // The sum wraps to 0 on purpose: an empty piece before the first character has the largest number as its
     // `last`.
     const std::size_t end = std::min<std::size_t>(last + 1U, str.size());
     const std::size_t start = std::min<std::size_t>(first, end);

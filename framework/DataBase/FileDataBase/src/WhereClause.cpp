@@ -28,7 +28,7 @@ void WhereClause::parseWhereClause(const std::string& statement, unsigned int fi
                                    const std::vector<std::string>& values) {
     FILEDB_LOG(kLogInfo, "%s", "parseWhereClause");
     std::vector<std::string> words = Postfix::words(statement, first, valueIndex, values);
-    compiled_.reset();  // it points into the list, which may move even when the words are refused
+    compiled_.reset();  // it points into the list, which may move also when the words are refused
     Postfix::append(std::move(words), postfix_);
 }
 
@@ -74,30 +74,30 @@ int WhereClause::operation(const std::string& op, unsigned char type, const std:
     leftValue.text = left;
     rightValue.text = right;
     rightValue.isNull = null;
-    return toInt(apply(entry != nullptr ? *entry : OperatorEntry{op, Operator::meaningless, 0}, type,
-                       leftValue, rightValue));
+    return toInt(apply(entry != nullptr ? *entry : OperatorEntry{op, Operator::meaningless, 0},
+                       static_cast<ValueType>(type), leftValue, rightValue));
 }
 
 int WhereClause::greaterThanOperater(unsigned char type, const std::string& left, const std::string& right) {
-    return toInt(holds(Operator::greater, type, left, right));
+    return toInt(holds(Operator::greater, static_cast<ValueType>(type), left, right));
 }
 
 int WhereClause::lessThanOperater(unsigned char type, const std::string& left, const std::string& right) {
-    return toInt(holds(Operator::less, type, left, right));
+    return toInt(holds(Operator::less, static_cast<ValueType>(type), left, right));
 }
 
 int WhereClause::greaterThanAndEqualOperater(unsigned char type, const std::string& left,
                                              const std::string& right) {
-    return toInt(holds(Operator::greaterOrEqual, type, left, right));
+    return toInt(holds(Operator::greaterOrEqual, static_cast<ValueType>(type), left, right));
 }
 
 int WhereClause::lessThanAndEqualOperater(unsigned char type, const std::string& left,
                                           const std::string& right) {
-    return toInt(holds(Operator::lessOrEqual, type, left, right));
+    return toInt(holds(Operator::lessOrEqual, static_cast<ValueType>(type), left, right));
 }
 
 int WhereClause::notEqualOperater(unsigned char type, const std::string& left, const std::string& right) {
-    return toInt(holds(Operator::notEqual, type, left, right));
+    return toInt(holds(Operator::notEqual, static_cast<ValueType>(type), left, right));
 }
 
 int WhereClause::likeOperater(const std::string& value, const std::string& pattern) {
@@ -116,7 +116,7 @@ unsigned char WhereClause::getOperandValueType(const std::string& token, std::st
     null = null || operand.value.isNull;
     value = operand.value.text;
     isColumn = operand.isColumn();
-    return operand.type;
+    return static_cast<unsigned char>(operand.type);
 }
 
 void WhereClause::removeEscapeCharacter(std::string& value) {
@@ -127,11 +127,7 @@ void WhereClause::removeEscapeCharacter(std::string& value) {
 void WhereClause::checkPrimaryKeyValidation(std::vector<std::string>& a, std::vector<std::string>& b) {
     Record recordA(a);
     Record recordB(b);
-    checkPrimaryKeyValidation(recordA, recordB);
-}
-
-void WhereClause::checkPrimaryKeyValidation(Record& a, Record& b) {
-    key_.requireDifferent(a, b);
+    key_.requireDifferent(recordA, recordB);
 }
 
 void WhereClause::updatePrimaryKeyValidation(std::vector<std::vector<std::string>>& rows, int count,

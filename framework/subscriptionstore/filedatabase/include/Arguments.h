@@ -5,7 +5,7 @@
 
 #include "SubscriptionRecord.h"
 
-/// Arguments that cannot be sent or stored are refused before anything is changed: each function logs which
+/// Refuses arguments that cannot be sent or stored, before anything is changed: each function then logs which
 /// one it is, what is wrong with it and where, and returns false.
 namespace Kalt::Vemo::Notification {
 
@@ -16,13 +16,13 @@ struct Argument {
 };
 
 /// No NUL byte: it would end the text.
-bool canSend(const char* operation, std::initializer_list<Argument> arguments);
+[[nodiscard]] bool canSend(const char* operation, std::initializer_list<Argument> arguments);
 
-/// No NUL byte, and no "?", which a statement takes for a placeholder.
-bool canPaste(const char* operation, std::initializer_list<Argument> arguments);
+/// No NUL byte, and no "?", which is a placeholder in a statement.
+[[nodiscard]] bool canPaste(const char* operation, std::initializer_list<Argument> arguments);
 
 /// Nothing that ends a field or a row in a table's file.
-bool canStore(const char* operation, std::initializer_list<Argument> arguments);
-bool canStoreRecord(const char* operation, const SubscriptionRecord& record);
+[[nodiscard]] bool canStore(const char* operation, std::initializer_list<Argument> arguments);
+[[nodiscard]] bool canStoreRecord(const char* operation, const SubscriptionRecord& record);
 
 }  // namespace Kalt::Vemo::Notification

@@ -1,47 +1,50 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 
 #include "EngineAccess.h"
 #include "IDatabase.h"
+#include "IResultTable.h"
 #include "Refusal.h"
 #include "StoreLog.h"
 #include "StoredRow.h"
 #include "SubscriptionRecord.h"
 
-/// How the store sends its statements, and what their results mean. Each value stands for one "?" of the
+/// How the store sends its statements, and what their results mean. There is one value for each "?" of a
 /// text.
 namespace Kalt::Vemo::Notification {
 
-/// Whether the database has taken the statement; it may have failed while it ran.
+/// Whether the database has accepted the statement; it may have failed while it ran.
 template <typename... Values>
-bool send(Core::Database::IDatabase& database, const char* sql, const Values&... values) {
+[[nodiscard]] bool send(Core::Database::IDatabase& database, const char* sql, const Values&... values) {
     return database.executeUpdate(sql, values.c_str()...) == 0;
 }
 
-/// False also for a statement that the operating system kept from being stored, which send() does not tell.
+/// As send(), but false also when the operating system refused to store the statement's change.
 template <typename... Values>
-bool update(Core::Database::IDatabase& database, const char* sql, const Values&... values) {
+[[nodiscard]] bool update(Core::Database::IDatabase& database, const char* sql, const Values&... values) {
     using Core::Database::Filedb::Refusal;
     return send(database, sql, values...) && Core::Database::Filedb::lastRefusal() != Refusal::system;
 }
 
 /// An update that makes rows longer; false, with nothing changed, when one of them would not fit in its line.
 template <typename... Values>
-bool updateThatFits(const char* operation, Core::Database::IDatabase& database, const char* sql,
-                    const Values&... values) {
+[[nodiscard]] bool updateThatFits(const char* operation, Core::Database::IDatabase& database, const char* sql,
+                                  const Values&... values) {
     using Core::Database::Filedb::Refusal;
     return update(database, sql, values...) &&
            (Core::Database::Filedb::lastRefusal() != Refusal::content || refuseLength(operation));
 }
 
+/// Null when the query failed.
 template <typename... Values>
-Core::Database::IResultTable* query(Core::Database::IDatabase& database, const char* sql,
-                                    const Values&... values) {
-    return database.executeQuery(sql, values.c_str()...);
+[[nodiscard]] std::unique_ptr<Core::Database::IResultTable> query(Core::Database::IDatabase& database,
+                                                                  const char* sql, const Values&... values) {
+    return std::unique_ptr<Core::Database::IResultTable>(database.executeQuery(sql, values.c_str()...));
 }
 
-/// The transaction of a save. It ends with the object, at the latest, unless it is to stay open.
+/// The transaction of a save. Its destructor ends it, unless it is to stay open.
 class SaveTransaction {
 public:
     explicit SaveTransaction(Core::Database::IDatabase& database) : database_(database) {
@@ -51,14 +54,14 @@ public:
     SaveTransaction(const SaveTransaction&) = delete;
     SaveTransaction& operator=(const SaveTransaction&) = delete;
 
-    bool commit() {
+    [[nodiscard]] bool commit() {
         isOpen_ = !database_.commitTransaction();
         return !isOpen_;
     }
 
     void stayOpen() { isOpen_ = false; }
 
-    /// Nobody may have to wait for a transaction that can come to nothing.
+    /// Discards the changes: no thread may wait for a transaction that cannot be committed.
     void end() {
         if (isOpen_) {
             isOpen_ = false;
@@ -76,16 +79,16 @@ private:
 /// @param shortestLine bytes of the row's line in the narrowest layout, with the shortest ROWID
 /// @param insert       runs the INSERT
 template <typename Insert>
-bool insertRow(const char* operation, Core::Database::IDatabase& database, std::size_t shortestLine,
-               Insert insert, SubscriptionRecord& record) {
+[[nodiscard]] bool insertRow(const char* operation, Core::Database::IDatabase& database,
+                             std::size_t shortestLine, Insert insert, SubscriptionRecord& record) {
     if (!fits(operation, shortestLine)) {
         return false;
     }
     using Core::Database::Filedb::Refusal;
     SaveTransaction transaction(database);
-    const bool isTaken = insert();
+    const bool isAccepted = insert();
     const Refusal refusal = Core::Database::Filedb::lastRefusal();
-    if (refusal == Refusal::none && isTaken) {
+    if (refusal == Refusal::none && isAccepted) {
         record.subscriptionId = database.getLastInsertRowid();
         return transaction.commit();
     }

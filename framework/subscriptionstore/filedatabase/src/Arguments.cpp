@@ -9,18 +9,17 @@ namespace Kalt::Vemo::Notification {
 
 namespace {
 
-// Where the first of the characters stands in the text.
+// The first position in the text of one of the characters; npos when there is none.
 std::size_t findAny(const std::string& text, std::string_view characters) {
     std::size_t first = std::string::npos;
     for (const char character : characters) {
-        // One search for each character: the C library finds one with vector instructions, any of several
-        // not.
+        // One search for each character: the C library has vector instructions for one, not for several.
         first = std::min(first, text.find(character));
     }
     return first;
 }
 
-// Refuses values that hold one of the characters; true when none does.
+// False, with a line in the log, when a value holds one of the characters.
 bool holdNone(const char* operation, std::string_view characters, std::initializer_list<Argument> arguments) {
     for (const Argument& argument : arguments) {
         const std::size_t position = findAny(argument.value, characters);
@@ -39,22 +38,22 @@ bool holdNone(const char* operation, std::string_view characters, std::initializ
     return true;
 }
 
-constexpr std::string_view kCutsText("\0", 1);
-constexpr std::string_view kCutsTextOrStatement("\0?", 2);
-constexpr std::string_view kCutsRow("\0~\n", 3);
+constexpr std::string_view kUnfitToSend("\0", 1);
+constexpr std::string_view kUnfitToPaste("\0?", 2);
+constexpr std::string_view kUnfitToStore("\0~\n", 3);
 
 }  // namespace
 
 bool canSend(const char* operation, std::initializer_list<Argument> arguments) {
-    return holdNone(operation, kCutsText, arguments);
+    return holdNone(operation, kUnfitToSend, arguments);
 }
 
 bool canPaste(const char* operation, std::initializer_list<Argument> arguments) {
-    return holdNone(operation, kCutsTextOrStatement, arguments);
+    return holdNone(operation, kUnfitToPaste, arguments);
 }
 
 bool canStore(const char* operation, std::initializer_list<Argument> arguments) {
-    return holdNone(operation, kCutsRow, arguments);
+    return holdNone(operation, kUnfitToStore, arguments);
 }
 
 bool canStoreRecord(const char* operation, const SubscriptionRecord& record) {

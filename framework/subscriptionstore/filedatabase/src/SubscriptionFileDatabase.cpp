@@ -2,7 +2,9 @@
 
 #include <ctime>
 #include <exception>
+#include <optional>
 #include <string_view>
+#include <utility>
 
 #include "Arguments.h"
 #include "FileDatabase.h"
@@ -33,17 +35,18 @@ std::string pasted(std::string_view text, const std::string& value) {
     return result;
 }
 
-/// The clause with each resource pasted in, joined by OR. False without a resource, and for one that cannot
+/// The clause with each resource pasted in, joined by OR. Nothing without a resource, and for one that cannot
 /// be part of a statement.
-bool joinClauses(const char* operation, std::string_view clause, const std::list<std::string>& resources,
-                 std::string& joined) {
+std::optional<std::string> joinClauses(const char* operation, std::string_view clause,
+                                       const std::list<std::string>& resources) {
+    std::string joined;
     for (const std::string& resource : resources) {
         if (!canPaste(operation, {{"resource", resource}})) {
-            return false;
+            return std::nullopt;
         }
         joined += (joined.empty() ? "" : " OR ") + pasted(clause, resource);
     }
-    return !resources.empty();
+    return resources.empty() ? std::nullopt : std::optional<std::string>(std::move(joined));
 }
 
 bool makeTables(IDatabase& database) {
@@ -53,8 +56,8 @@ bool makeTables(IDatabase& database) {
         logError("MySubscriptions Table Creation failed!");
         return false;
     }
-    // The missing ";" is meant: the database refuses the statement with 1, and the table is left to other
-    // clients.
+    // The ";" is left out on purpose: the database refuses the statement with 1, and other clients make the
+    // table.
     if (database.executeUpdate("ALTER TABLE Subscriptions ADD COLUMN expireTime TEXT") == 1) {
         return true;
     }
@@ -77,47 +80,52 @@ bool run(IDatabase* database, const char* name, Operation operation) {
         }
         return operation(*database);
     } catch (const std::exception& error) {
-        // Without a text that is put together: there may be no memory for it.
+        // The log joins the texts: there may be no memory for doing it here.
         Log::Log::log(__FILE__, __LINE__, kLogModule, kLogTag, kLogError, "%s: %s", name, error.what());
         return false;
     }
 }
 
-/// Appends a record for each row and deletes the rows; the list is unchanged when a row cannot be read.
-bool populateSubscriptionRecords(IResultTable* rows, std::list<SubscriptionRecord>& records) {
-    const std::unique_ptr<IResultTable> owned(rows);
-    if (!owned) {
+/// A record for each row of a query's result; nothing when the query failed.
+std::optional<std::list<SubscriptionRecord>> readRecords(const std::unique_ptr<IResultTable>& rows) {
+    if (!rows) {
         logError("Failed to execute SQL Select Statement");
-        return false;
+        return std::nullopt;
     }
-    // The getters take strings: made once, not for each row.
+    // The getters have string parameters: made once, not for each row.
     static const std::string kDeviceId = "deviceId";
     static const std::string kSubscribedResource = "subscribedResource";
     static const std::string kSubscriptionUri = "subscriptionUri";
     static const std::string kNotificationUri = "notificationUri";
     static const std::string kRowId = "ROWID";
-    std::list<SubscriptionRecord> found;
-    while (owned->next()) {
-        SubscriptionRecord& record = found.emplace_back();
-        record.deviceId = owned->getString(kDeviceId);
-        record.subscribedResource = owned->getString(kSubscribedResource);
-        record.subscriptionUri = owned->getString(kSubscriptionUri);
-        record.notificationUri = owned->getString(kNotificationUri);
-        record.subscriptionId = owned->getLong(kRowId);
+    std::list<SubscriptionRecord> records;
+    while (rows->next()) {
+        SubscriptionRecord& record = records.emplace_back();
+        record.deviceId = rows->getString(kDeviceId);
+        record.subscribedResource = rows->getString(kSubscribedResource);
+        record.subscriptionUri = rows->getString(kSubscriptionUri);
+        record.notificationUri = rows->getString(kNotificationUri);
+        record.subscriptionId = rows->getLong(kRowId);
     }
-    records.splice(records.end(), found);
-    return true;
+    return records;
 }
 
-bool populateFirstRecord(IResultTable* rows, SubscriptionRecord& record) {
-    std::list<SubscriptionRecord> found;
-    if (!populateSubscriptionRecords(rows, found)) {
-        return false;
+/// Appends a query's records to the caller's list; the list is unchanged when the query failed.
+bool appendRecords(const std::unique_ptr<IResultTable>& rows, std::list<SubscriptionRecord>& records) {
+    std::optional<std::list<SubscriptionRecord>> found = readRecords(rows);
+    if (found) {
+        records.splice(records.end(), *found);
     }
-    if (!found.empty()) {
-        record = found.front();
+    return found.has_value();
+}
+
+/// Copies a query's first record to the caller's; that is unchanged when there is none, or the query failed.
+bool copyFirstRecord(const std::unique_ptr<IResultTable>& rows, SubscriptionRecord& record) {
+    const std::optional<std::list<SubscriptionRecord>> found = readRecords(rows);
+    if (found && !found->empty()) {
+        record = found->front();
     }
-    return true;
+    return found.has_value();
 }
 
 /// The instant, in seconds since the epoch, at which a subscription that is saved now expires.
@@ -149,7 +157,7 @@ bool FileSubscriptionDatabase::init(std::string& path, int expiryTimeVal) {
     }
     setSubExprTimeVal(expiryTimeVal);
     try {
-        // The earlier database goes first: two at once would tidy up each other's working copies.
+        // The earlier database is closed first: two at once would remove each other's working copies.
         database_.reset();
         database_ = std::make_unique<Core::Database::Filedb::FileDatabase>(mayStoreLine);
         if (!database_->init(path)) {
@@ -253,12 +261,12 @@ bool FileSubscriptionDatabase::getMySubscriptionBySubscriptionUri(std::string& s
     constexpr const char* kName = "getMySubscriptionBySubscriptionUri";
     return run(database_.get(), kName, [&](IDatabase& database) {
         return canSend(kName, {{"subscriptionUri", subscriptionUri}}) &&
-               populateFirstRecord(query(database,
-                                         "SELECT deviceId, subscribedResource, subscriptionUri, "
-                                         "notificationUri, ROWID FROM MySubscriptions WHERE "
-                                         "subscriptionUri = '?';",
-                                         subscriptionUri),
-                                   record);
+               copyFirstRecord(query(database,
+                                     "SELECT deviceId, subscribedResource, subscriptionUri, "
+                                     "notificationUri, ROWID FROM MySubscriptions WHERE "
+                                     "subscriptionUri = '?';",
+                                     subscriptionUri),
+                               record);
     });
 }
 
@@ -267,12 +275,12 @@ bool FileSubscriptionDatabase::getMySubscriptionByDeviceId(std::string& deviceId
     constexpr const char* kName = "getMySubscriptionByDeviceId";
     return run(database_.get(), kName, [&](IDatabase& database) {
         return canSend(kName, {{"deviceId", deviceId}}) &&
-               populateSubscriptionRecords(query(database,
-                                                 "SELECT deviceId, subscribedResource, subscriptionUri, "
-                                                 "notificationUri, ROWID FROM MySubscriptions WHERE "
-                                                 "deviceId = '?';",
-                                                 deviceId),
-                                           records);
+               appendRecords(query(database,
+                                   "SELECT deviceId, subscribedResource, subscriptionUri, "
+                                   "notificationUri, ROWID FROM MySubscriptions WHERE "
+                                   "deviceId = '?';",
+                                   deviceId),
+                             records);
     });
 }
 
@@ -281,12 +289,12 @@ bool FileSubscriptionDatabase::getMySubscriptionByResourcePaths(std::string& dev
     constexpr const char* kName = "getMySubscriptionByResourcePaths";
     return run(database_.get(), kName, [&](IDatabase& database) {
         return canSend(kName, {{"deviceId", deviceId}, {"resource", resource}}) &&
-               populateSubscriptionRecords(query(database,
-                                                 "SELECT deviceId, subscribedResource, subscriptionUri, "
-                                                 "notificationUri, ROWID FROM MySubscriptions WHERE "
-                                                 "deviceId = '?' AND subscribedResource = '?';",
-                                                 deviceId, resource),
-                                           records);
+               appendRecords(query(database,
+                                   "SELECT deviceId, subscribedResource, subscriptionUri, "
+                                   "notificationUri, ROWID FROM MySubscriptions WHERE "
+                                   "deviceId = '?' AND subscribedResource = '?';",
+                                   deviceId, resource),
+                             records);
     });
 }
 
@@ -294,12 +302,15 @@ bool FileSubscriptionDatabase::getMySubscriptionContainingResourceList(
     std::string deviceId, std::list<std::string> resources, std::list<SubscriptionRecord>& records) {
     constexpr const char* kName = "getMySubscriptionContainingResourceList";
     return run(database_.get(), kName, [&](IDatabase& database) {
-        std::string condition;
-        if (!canPaste(kName, {{"deviceId", deviceId}}) ||
-            !joinClauses(kName,
-                         "( subscribedResource = '?'  OR subscribedResource LIKE '% ?'  OR "
-                         "subscribedResource LIKE '? %' OR subscribedResource LIKE '% ? %' ) ",
-                         resources, condition)) {
+        if (!canPaste(kName, {{"deviceId", deviceId}})) {
+            return false;
+        }
+        const std::optional<std::string> condition =
+            joinClauses(kName,
+                        "( subscribedResource = '?'  OR subscribedResource LIKE '% ?'  OR "
+                        "subscribedResource LIKE '? %' OR subscribedResource LIKE '% ? %' ) ",
+                        resources);
+        if (!condition) {
             return false;
         }
         const std::string sql =
@@ -307,8 +318,8 @@ bool FileSubscriptionDatabase::getMySubscriptionContainingResourceList(
                 "SELECT deviceId, subscribedResource, subscriptionUri, notificationUri, ROWID FROM "
                 "MySubscriptions WHERE deviceId = '?' AND( ",
                 deviceId) +
-            condition + ");";
-        return populateSubscriptionRecords(query(database, sql.c_str()), records);
+            *condition + ");";
+        return appendRecords(query(database, sql.c_str()), records);
     });
 }
 
@@ -324,7 +335,7 @@ bool FileSubscriptionDatabase::saveSubscription(SubscriptionRecord& record) {
         return insertRow(
             kName, database, bytesOfRecord(record) + (expires ? kShortestText : 0) + kShortestField,
             [&] {
-                // Now that the transaction has begun: the save may have waited for its lock.
+                // Computed inside the transaction: the save may have waited for its lock.
                 return expires ? send(database,
                                       "INSERT INTO Subscriptions (deviceId, subscribedResource, "
                                       "subscriptionUri, notificationUri, expireTime ) VALUES ('?', '?', '?', "
@@ -346,7 +357,7 @@ bool FileSubscriptionDatabase::getSubscriptionContainingResource(std::string& re
     constexpr const char* kName = "getSubscriptionContainingResource";
     return run(database_.get(), kName, [&](IDatabase& database) {
         return canSend(kName, {{"resource", resource}}) &&
-               populateSubscriptionRecords(
+               appendRecords(
                    query(database,
                          "SELECT *, ROWID FROM Subscriptions WHERE subscribedResource = '?' OR "
                          "subscribedResource LIKE '?' OR subscribedResource LIKE '?' OR subscribedResource "
@@ -360,19 +371,19 @@ bool FileSubscriptionDatabase::getSubscriptionContainingResourceList(std::list<s
                                                                      std::list<SubscriptionRecord>& records) {
     constexpr const char* kName = "getSubscriptionContainingResourceList";
     return run(database_.get(), kName, [&](IDatabase& database) {
-        std::string condition;
-        if (!joinClauses(
-                kName,
-                " subscribedResource = '?' OR subscribedResource LIKE '%?' OR subscribedResource LIKE "
-                "'?%' OR subscribedResource LIKE '%?%'  ",
-                resources, condition)) {
+        const std::optional<std::string> condition = joinClauses(
+            kName,
+            " subscribedResource = '?' OR subscribedResource LIKE '%?' OR subscribedResource LIKE "
+            "'?%' OR subscribedResource LIKE '%?%'  ",
+            resources);
+        if (!condition) {
             return false;
         }
         const std::string sql =
             "SELECT deviceId, subscribedResource, subscriptionUri, notificationUri, ROWID FROM Subscriptions "
             "WHERE " +
-            condition + ";";
-        return populateSubscriptionRecords(query(database, sql.c_str()), records);
+            *condition + ";";
+        return appendRecords(query(database, sql.c_str()), records);
     });
 }
 
@@ -380,11 +391,11 @@ bool FileSubscriptionDatabase::getSubscriptionBySubscriptionID(std::string& id, 
     constexpr const char* kName = "getSubscriptionBySubscriptionID";
     return run(database_.get(), kName, [&](IDatabase& database) {
         return canSend(kName, {{"id", id}}) &&
-               populateFirstRecord(query(database,
-                                         "SELECT deviceId, subscribedResource, subscriptionUri, "
-                                         "notificationUri, ROWID FROM Subscriptions WHERE ROWID = '?';",
-                                         id),
-                                   record);
+               copyFirstRecord(query(database,
+                                     "SELECT deviceId, subscribedResource, subscriptionUri, "
+                                     "notificationUri, ROWID FROM Subscriptions WHERE ROWID = '?';",
+                                     id),
+                               record);
     });
 }
 
@@ -427,10 +438,10 @@ bool FileSubscriptionDatabase::deleteSubscriptionBySubscriptionID(std::string& i
 
 bool FileSubscriptionDatabase::getSubscriptions(std::list<SubscriptionRecord>& records) {
     return run(database_.get(), "getSubscriptions", [&](IDatabase& database) {
-        return populateSubscriptionRecords(query(database,
-                                                 "SELECT deviceId, subscribedResource, subscriptionUri, "
-                                                 "notificationUri, ROWID FROM Subscriptions;"),
-                                           records);
+        return appendRecords(query(database,
+                                   "SELECT deviceId, subscribedResource, subscriptionUri, "
+                                   "notificationUri, ROWID FROM Subscriptions;"),
+                             records);
     });
 }
 

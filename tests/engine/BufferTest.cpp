@@ -1,4 +1,4 @@
-#include "Text.h"
+#include "Buffer.h"
 
 #include <gtest/gtest.h>
 
@@ -10,17 +10,17 @@
 namespace Kalt::Vemo::Test {
 namespace {
 
-using Core::Database::Filedb::Text;
+using Core::Database::Filedb::Buffer;
 
-TEST(TextTest, IsEmptyAtFirst) {
-    const Text text;
+TEST(BufferTest, IsEmptyAtFirst) {
+    const Buffer text;
     EXPECT_EQ(text.size(), 0U);
     EXPECT_EQ(text.room(), 0U);
     EXPECT_EQ(text.view(), "");
 }
 
-TEST(TextTest, TakesInWhatWasWrittenBehindItsEnd) {
-    Text text("ab");
+TEST(BufferTest, TakesInWhatWasWrittenAfterItsEnd) {
+    Buffer text("ab");
     text.reserve(6);
     const std::string_view more = "cdef";
     ASSERT_GE(text.room(), more.size());
@@ -29,8 +29,8 @@ TEST(TextTest, TakesInWhatWasWrittenBehindItsEnd) {
     EXPECT_EQ(text.view(), "abcde");
 }
 
-TEST(TextTest, MoreRoomLeavesTheTextAsItIs) {
-    Text text("some text");
+TEST(BufferTest, MoreRoomLeavesTheContentAsItIs) {
+    Buffer text("some text");
     text.reserve(1000);
     EXPECT_EQ(text.view(), "some text");
     EXPECT_EQ(text.room(), 1000 - text.size());
@@ -38,23 +38,23 @@ TEST(TextTest, MoreRoomLeavesTheTextAsItIs) {
     EXPECT_EQ(text.room(), 1000 - text.size());
 }
 
-TEST(TextTest, HandsItsBytesOver) {
-    Text text("some text");
+TEST(BufferTest, HandsItsBytesOver) {
+    Buffer text("some text");
     const char* const bytes = text.data();
-    Text other(std::move(text));
+    Buffer other(std::move(text));
     EXPECT_EQ(other.view(), "some text");
     EXPECT_EQ(other.data(), bytes);
     text = std::move(other);
     EXPECT_EQ(text.view(), "some text");
-    text = Text("another");
+    text = Buffer("another");
     EXPECT_EQ(text.view(), "another");
 }
 
-TEST(TextTest, ChangesAsAStringDoes) {
+TEST(BufferTest, ChangesAsAStringDoes) {
     std::mt19937 random(20261121);
     for (int round = 0; round < 200; ++round) {
         SCOPED_TRACE(round);
-        Text text;
+        Buffer text;
         std::string expected;
         for (int step = 0; step < 50; ++step) {
             const std::string piece(random() % 40, static_cast<char>('a' + random() % 26));

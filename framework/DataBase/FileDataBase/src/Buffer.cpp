@@ -1,23 +1,23 @@
-#include "Text.h"
+#include "Buffer.h"
 
 #include <algorithm>
 #include <utility>
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
-Text& Text::operator=(Text&& other) noexcept {
-    Text taken(std::move(other));
+Buffer& Buffer::operator=(Buffer&& other) noexcept {
+    Buffer taken(std::move(other));
     swap(taken);
     return *this;
 }
 
-void Text::swap(Text& other) noexcept {
+void Buffer::swap(Buffer& other) noexcept {
     std::swap(bytes_, other.bytes_);
     std::swap(size_, other.size_);
     std::swap(capacity_, other.capacity_);
 }
 
-void Text::reserve(std::size_t size) {
+void Buffer::reserve(std::size_t size) {
     if (size <= capacity_) {
         return;
     }
@@ -27,20 +27,20 @@ void Text::reserve(std::size_t size) {
     capacity_ = size;
 }
 
-// Room that runs out is doubled, so that many small additions move the text only now and then.
-void Text::makeRoom(std::size_t more) {
+// Doubles the room that runs out, so that many small additions seldom move the content.
+void Buffer::makeRoom(std::size_t more) {
     if (more > room()) {
         reserve(std::max(size_ + more, 2 * capacity_));
     }
 }
 
-void Text::append(std::string_view more) {
+void Buffer::append(std::string_view more) {
     makeRoom(more.size());
     std::copy(more.begin(), more.end(), end());
     size_ += more.size();
 }
 
-void Text::replace(std::size_t position, std::size_t length, std::string_view other) {
+void Buffer::replace(std::size_t position, std::size_t length, std::string_view other) {
     if (other.size() > length) {
         makeRoom(other.size() - length);
     }
