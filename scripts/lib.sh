@@ -27,4 +27,5 @@ install_missing() {
 }
 
 build_packages=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcli11-dev libedit-dev libutf8proc-dev)
-test_packages=("${build_packages[@]}" libgtest-dev libgmock-dev locales strace binutils)
+package_packages=("${build_packages[@]}" dpkg-dev file)
+test_packages=("${package_packages[@]}" libgtest-dev libgmock-dev locales strace binutils make)
