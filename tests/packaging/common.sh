@@ -61,5 +61,20 @@ copy_sources() {
     cp -R "$SOURCE"/{CMakeLists.txt,cmake,framework,platform} "$1"
 }
 
+# installed_files: the files of an installation without filedb, in the library folder "lib"
+installed_files() {
+    local name
+    {
+        sed "s|^|include/vemofilesubscriptiondb/|" "$here/headers.txt"
+        for name in Config ConfigVersion Targets-release Targets; do
+            echo "lib/cmake/VemoFileSubscriptionDB/VemoFileSubscriptionDB$name.cmake"
+        done
+        for name in subscriptionmanager vemo vemofilesubscriptiondb vemoplatform; do
+            printf '%s\n' "lib/lib$name.so" "lib/lib$name.so.${VERSION%%.*}" "lib/lib$name.so.$VERSION"
+        done
+        echo lib/pkgconfig/vemofilesubscriptiondb.pc
+    } | LC_ALL=C sort
+}
+
 rm -rf "$WORK"
 mkdir -p "$WORK"
