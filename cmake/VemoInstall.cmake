@@ -1,8 +1,9 @@
-# Installs the library, its public headers, the CMake package and the pkg-config file. The installed tree may be
+# Installs the library, its public headers, the CMake package, the pkg-config file and filedb. The installed tree may be
 # moved: everything in it finds its neighbours by relative paths.
+#
+# The components are "library" (what programs need that run), "development" (what they need to be built) and "filedb".
 include(CMakePackageConfigHelpers)
 
-set(VEMO_INSTALL_HEADERS ${CMAKE_INSTALL_INCLUDEDIR}/vemofilesubscriptiondb)
 set(VEMO_INSTALL_PACKAGE ${CMAKE_INSTALL_LIBDIR}/cmake/VemoFileSubscriptionDB)
 
 # With the host edition of the platform its libraries are part of the package. A device's own libraries stay
@@ -15,32 +16,16 @@ endif()
 set_target_properties(${vemo_installed_targets} PROPERTIES INSTALL_RPATH "$ORIGIN")
 install(TARGETS ${vemo_installed_targets}
     EXPORT VemoFileSubscriptionDBTargets
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    COMPONENT library
+    NAMELINK_COMPONENT development)
 
-install(DIRECTORY framework/DataBase/include/
-    DESTINATION ${VEMO_INSTALL_HEADERS}
-    FILES_MATCHING PATTERN "*.h")
-install(FILES
-    framework/DataBase/FileDataBase/include/FileDatabase.h
-    framework/DataBase/FileDataBase/include/FileResultTable.h
-    framework/subscriptionstore/filedatabase/include/SubscriptionFileDatabase.h
-    framework/subscriptionstore/filedatabase/include/VEMOFileSubscriptionDB.h
-    DESTINATION ${VEMO_INSTALL_HEADERS})
-if(NOT VEMO_PLATFORM_ROOT)
-    install(FILES
-        platform/vemo/Log.h
-        platform/vemo/LogSink.h
-        platform/vemoplatform/Directory.h
-        platform/vemoplatform/RecursiveMutex.h
-        platform/vemoplatform/StringConversion.h
-        platform/subscriptionmanager/ISubscriptionDB.h
-        platform/subscriptionmanager/SubscriptionRecord.h
-        DESTINATION ${VEMO_INSTALL_HEADERS})
-endif()
+install(FILES ${VEMO_PUBLIC_HEADERS} DESTINATION ${VEMO_INSTALL_HEADERS} COMPONENT development)
 
 install(EXPORT VemoFileSubscriptionDBTargets
     NAMESPACE Vemo::
-    DESTINATION ${VEMO_INSTALL_PACKAGE})
+    DESTINATION ${VEMO_INSTALL_PACKAGE}
+    COMPONENT development)
 configure_package_config_file(
     ${CMAKE_CURRENT_LIST_DIR}/VemoFileSubscriptionDBConfig.cmake.in
     ${PROJECT_BINARY_DIR}/VemoFileSubscriptionDBConfig.cmake
@@ -52,9 +37,12 @@ write_basic_package_version_file(
 install(FILES
     ${PROJECT_BINARY_DIR}/VemoFileSubscriptionDBConfig.cmake
     ${PROJECT_BINARY_DIR}/VemoFileSubscriptionDBConfigVersion.cmake
-    DESTINATION ${VEMO_INSTALL_PACKAGE})
+    DESTINATION ${VEMO_INSTALL_PACKAGE}
+    COMPONENT development)
 if(VEMO_PLATFORM_ROOT)
-    install(FILES ${CMAKE_CURRENT_LIST_DIR}/VemoDevicePlatform.cmake DESTINATION ${VEMO_INSTALL_PACKAGE})
+    install(FILES ${CMAKE_CURRENT_LIST_DIR}/VemoDevicePlatform.cmake
+        DESTINATION ${VEMO_INSTALL_PACKAGE}
+        COMPONENT development)
 endif()
 
 # The pkg-config file names the prefix relative to its own place, unless the library's place is an absolute path.
@@ -65,15 +53,21 @@ if(NOT IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
 endif()
 cmake_path(APPEND VEMO_PC_LIBDIR "\${prefix}" "${CMAKE_INSTALL_LIBDIR}")
 cmake_path(APPEND VEMO_PC_INCLUDEDIR "\${prefix}" "${VEMO_INSTALL_HEADERS}")
+set(VEMO_PC_EDITION host)
 if(VEMO_PLATFORM_ROOT)
-    set(VEMO_PC_PLATFORM_LIBDIR "${VEMO_PLATFORM_ROOT}/lib")
-    set(VEMO_PC_PLATFORM_CFLAGS " -I${VEMO_PLATFORM_ROOT}/include")
-else()
-    set(VEMO_PC_PLATFORM_LIBDIR "\${libdir}")
-    set(VEMO_PC_PLATFORM_CFLAGS "")
+    set(VEMO_PC_EDITION device)
 endif()
 configure_file(
-    ${CMAKE_CURRENT_LIST_DIR}/vemofilesubscriptiondb.pc.in
+    ${CMAKE_CURRENT_LIST_DIR}/vemofilesubscriptiondb-${VEMO_PC_EDITION}.pc.in
     ${PROJECT_BINARY_DIR}/vemofilesubscriptiondb.pc
     @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/vemofilesubscriptiondb.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/vemofilesubscriptiondb.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+    COMPONENT development)
+
+if(TARGET filedb)
+    file(RELATIVE_PATH vemo_libraries_from_programs /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+    set_target_properties(filedb PROPERTIES INSTALL_RPATH "$ORIGIN/${vemo_libraries_from_programs}")
+    install(TARGETS filedb RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT filedb)
+    install(FILES ${PROJECT_SOURCE_DIR}/docs/filedb.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT filedb)
+endif()

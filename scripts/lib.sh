@@ -27,7 +27,8 @@ install_missing() {
 }
 
 build_packages=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcli11-dev libedit-dev libutf8proc-dev)
-test_packages=("${build_packages[@]}" ccache libgtest-dev libgmock-dev locales strace binutils)
+package_packages=("${build_packages[@]}" dpkg-dev file)
+test_packages=("${package_packages[@]}" ccache libgtest-dev libgmock-dev locales strace binutils make)
 bench_packages=(libbenchmark-dev libsqlite3-dev)
 
 # configure PRESET: makes build/PRESET, which keeps what it compiles in the compiler cache.

@@ -3,6 +3,7 @@
 #include <list>
 #include <string>
 
+#include "SubscriptionExport.h"
 #include "SubscriptionRecord.h"
 
 namespace Kalt::Vemo::Notification {
@@ -36,7 +37,7 @@ namespace Kalt::Vemo::Notification {
 ///     if (!store->init(path, 3600)) { ... }
 ///     std::list<SubscriptionRecord> records;
 ///     if (store->getSubscriptions(records)) { ... }
-class __attribute__((visibility("default"))) ISubscriptionDB {
+class VEMO_SUBSCRIPTION_EXPORT ISubscriptionDB {
 public:
     /// Closes the store, as `deinit` does.
     virtual ~ISubscriptionDB();

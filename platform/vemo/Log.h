@@ -2,6 +2,8 @@
 
 #include <atomic>
 
+#include "LogExport.h"
+
 namespace Kalt::Vemo::Log {
 
 /// Importance of a message: the lower, the more important. Other values between and around these are valid.
@@ -22,7 +24,7 @@ enum log_level : int {
 /// objects with static lifetime.
 ///
 ///     Log::log(__FILE__, __LINE__, 24, "FileDatabase", log_error, "cannot open %s", path.c_str());
-class __attribute__((visibility("default"))) Log {
+class VEMO_LOG_EXPORT Log {
 public:
     /// Writes one message. A message that nobody wants to see costs one comparison, and its text is not made.
     ///

@@ -2,6 +2,8 @@
 
 #include <functional>
 
+#include "LogExport.h"
+
 namespace Kalt::Vemo::Log {
 
 /// One message on its way to a sink. The texts are valid during the sink's call only; none is null.
@@ -31,6 +33,6 @@ using LogSink = std::function<void(const LogMessage&)>;
 /// For tools and tests that run on the host edition of the platform; a device's log has no sinks.
 ///
 ///     setLogSink([](const LogMessage& message) { std::fputs(message.text, stdout); }, log_error);
-void setLogSink(LogSink sink, int maxLevel);
+VEMO_LOG_EXPORT void setLogSink(LogSink sink, int maxLevel);
 
 }  // namespace Kalt::Vemo::Log

@@ -2,12 +2,14 @@
 
 #include <string>
 
+#include "PlatformExport.h"
+
 namespace Kalt::Vemo::Platform::Filesystem {
 
 /// Directories of the file system. Holds no state; callable from any thread. Nothing throws.
 ///
 ///     if (!Directory::createDirectory("/var/lib/app/store_filedb")) { ... }
-class __attribute__((visibility("default"))) Directory {
+class VEMO_PLATFORM_EXPORT Directory {
 public:
     /// Makes sure that a directory exists. Its parent must exist already. A new directory is open to
     /// everybody as far as the process's umask allows.

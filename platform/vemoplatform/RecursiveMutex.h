@@ -4,6 +4,8 @@
 #include <mutex>
 #include <thread>
 
+#include "PlatformExport.h"
+
 namespace Kalt::Vemo::Platform::Thread {
 
 /// A lock that one thread at a time holds, and that its holder may take again.
@@ -17,7 +19,7 @@ namespace Kalt::Vemo::Platform::Thread {
 ///     mutex.lock();      // the same thread: no wait
 ///     mutex.unlock();
 ///     mutex.unlock();    // now another thread can have it
-class __attribute__((visibility("default"))) RecursiveMutex {
+class VEMO_PLATFORM_EXPORT RecursiveMutex {
 public:
     /// Makes a lock that nobody holds.
     RecursiveMutex();

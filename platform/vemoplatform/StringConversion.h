@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <string>
 
+#include "PlatformExport.h"
+
 namespace Kalt::Vemo::Platform {
 
 /// Numbers from text. Holds no state; callable from any thread.
@@ -14,7 +16,7 @@ namespace Kalt::Vemo::Platform {
 ///     StringConversion::stringToint64(" -12 apples");   // -12
 ///     StringConversion::stringTouint64("-1");           // 18446744073709551615
 ///     StringConversion::stringToFloat("2.5e3V");        // 2500
-class __attribute__((visibility("default"))) StringConversion {
+class VEMO_PLATFORM_EXPORT StringConversion {
 public:
     /// Reads a decimal integer.
     /// @param text begins with the number

@@ -1,11 +1,14 @@
 #!/bin/bash
-# Compares what the shared library exports with symbols.txt, class by class: compilers differ in the functions they
-# emit for a class (copies of constructors, for example), and private members come and go.
+# Compares what the shared libraries export with lists. The list of the library, symbols.txt, goes class by class:
+# compilers differ in the functions they emit for a class, and private members come and go. That of the platform
+# libraries, platform-symbols.txt, goes name by name.
 # shellcheck source-path=SCRIPTDIR
 source "$(dirname "$0")/common.sh"
 
-# Without its parameters, what precedes the last "::" of a name is its class.
-"$NM" -D --defined-only "$LIBRARY" | awk '{ print $3 }' | "$CXXFILT" -p >"$WORK/names.txt"
+# exported LIBRARY: its names, without parameters; what precedes the last "::" is then the class
+exported() { "$NM" -D --defined-only "$1" | awk '{ print $3 }' | "$CXXFILT" -p; }
+
+exported "$LIBRARY" >"$WORK/names.txt"
 sed -E '
     / for /b
     s/\[abi:[^]]*\]//
@@ -18,3 +21,9 @@ diff -u "$here/symbols.txt" "$WORK/symbols.txt" ||
 while read -r operation; do
     grep -qxF "$operation" "$WORK/names.txt" || fail "$operation is not exported by $LIBRARY"
 done <"$here/operations.txt"
+
+for library in "$PLATFORM"/lib*.so; do
+    exported "$library" | sed "s|^|${library##*/} |"
+done | LC_ALL=C sort -u >"$WORK/platform-symbols.txt"
+diff -u "$here/platform-symbols.txt" "$WORK/platform-symbols.txt" ||
+    fail "the libraries in $PLATFORM do not export exactly what $here/platform-symbols.txt lists (- expected, + found)"

@@ -1,0 +1,1 @@
+#include "TableStore.h"  // an inner header of the library
