@@ -30,13 +30,13 @@ public:
     /// @param mode as for `fopen`; it begins with "r", "w" or "a". With an "x" after "w" or "a" the file must
     ///             not exist.
     /// Throws: "DataBase Error: Couldn't open the corresponding file".
-    [[nodiscard]] static FILE* openFile(const std::string& fileName, const std::string& mode);
+    static FILE* openFile(const std::string& fileName, const std::string& mode);
 
     /// Closes `stream` unless it is null.
     static void closeFile(FILE* stream);
 
     /// Whether `fileName` can be opened for reading; so a directory exists, too.
-    [[nodiscard]] static bool fileExist(const std::string& fileName);
+    static bool fileExist(const std::string& fileName);
 
     /// Copies the lines of `source`, from its start, to the start of `destination`. Text is copied byte for
     /// byte; of a line with a NUL byte the part before it is copied.

@@ -72,8 +72,8 @@ public:
     /// Throws: "More than one Primary Key for Table", "No closing bracket for Primary Key of Table", "Primary
     /// Key Constraint is wrong for Table", "Un-Supported Constraint for Table", and the errors of a column's
     /// name.
-    [[nodiscard]] bool checkTableConstraint(std::vector<std::string>& words, std::vector<std::string>& items,
-                                            unsigned int& index);
+    bool checkTableConstraint(std::vector<std::string>& words, std::vector<std::string>& items,
+                              unsigned int& index);
 
     /// Checks `values[column]` against the definition of the column at that position and converts it to its
     /// stored form: quoted text, unsigned decimal digits, or a float with six significant digits.

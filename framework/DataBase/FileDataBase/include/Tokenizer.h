@@ -20,13 +20,13 @@ public:
     Tokenizer(std::string str, const std::string& delimiter);
 
     /// The next token, or the empty text when there is none. The delimiter that ends it is not consumed.
-    [[nodiscard]] std::string next();
+    std::string next();
 
     /// The remaining tokens, at most `maxTokens` of them; 0 or less means all.
-    [[nodiscard]] std::vector<std::string> split(int maxTokens);
+    std::vector<std::string> split(int maxTokens);
 
     /// The text from the current position to the end.
-    [[nodiscard]] std::string remainder() const;
+    std::string remainder() const;
 
     bool isDelimiter(char c) const;
 

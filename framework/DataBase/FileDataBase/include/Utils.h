@@ -18,7 +18,7 @@ public:
     /// `value` as the classic locale's streams print it: decimal digits for an `unsigned int`, the one
     /// character with that code for a `signed char`.
     template <typename T>
-    [[nodiscard]] static std::string toString(T value);
+    static std::string toString(T value);
 
     [[nodiscard]] static bool isWhiteSpace(char c) {
         return c == ' ' || (c >= '\t' && c <= '\r');  // the characters of WHITESPACE
@@ -28,25 +28,25 @@ public:
     [[nodiscard]] static std::vector<std::string> splitWords(std::string text);
 
     /// `s` without white space at both ends, or at its start.
-    [[nodiscard]] static std::string trimString(const std::string& s);
-    [[nodiscard]] static std::string leftTrimString(const std::string& s);
+    static std::string trimString(const std::string& s);
+    static std::string leftTrimString(const std::string& s);
 
     /// trimString() without a copy: the result is a part of `s`.
     [[nodiscard]] static std::string_view trimmed(std::string_view s);
     static std::string_view trimmed(std::string&& s) = delete;
 
     /// `s` in single quotes; unchanged when it begins and ends with one. Quotes inside are not changed.
-    [[nodiscard]] static std::string addSingleQuote(std::string s);
+    static std::string addSingleQuote(std::string s);
 
     /// `s` in single quotes, whatever it begins and ends with.
     [[nodiscard]] static std::string inSingleQuotes(std::string_view s);
 
     /// `s` without the one pair of single quotes that encloses it; unchanged when there is no such pair.
-    [[nodiscard]] static std::string removeSingleQuote(const std::string& s);
+    static std::string removeSingleQuote(const std::string& s);
 
     /// 1 for an optional sign and digits, 2 for an optional sign, digits and one decimal point, otherwise 0.
     /// No digit is needed: "", "+" and "-" give 1 and "." gives 2.
-    [[nodiscard]] static int isNumber(const std::string& s);
+    static int isNumber(const std::string& s);
 
     /// Splits the characters `first` to `last` of `str`, both included, at every `separator`; empty pieces
     /// are kept. The search goes on one character after the start of a separator. An empty separator gives
@@ -58,17 +58,16 @@ public:
 
     /// `name` without surrounding white space.
     /// Throws: DatabaseException unless it is a letter or "_" followed by letters, digits and "_" (ASCII).
-    [[nodiscard]] static std::string validateColumnName(const std::string& name);
+    static std::string validateColumnName(const std::string& name);
 
     /// Position of `name` in `columns`, compared byte by byte.
     /// Throws: DatabaseException "Column %s not found in Table Definition".
-    [[nodiscard]] static unsigned int getColumnNameIndex(const std::string& name,
-                                                         const std::vector<std::string>& columns);
+    static unsigned int getColumnNameIndex(const std::string& name, const std::vector<std::string>& columns);
 
     // For programs that use this class by itself
 
     /// `s` without white space at its end.
-    [[nodiscard]] static std::string rightTrimString(const std::string& s);
+    static std::string rightTrimString(const std::string& s);
 };
 
 template <>

@@ -68,7 +68,7 @@ void Engine::deinit() {
     lock_.reset();
 }
 
-// Before init and after deinit there is no lock, and no other thread.
+// Before init and after deinit there is no lock.
 void Engine::lock() {
     if (lock_ != nullptr) {
         lock_->lock();

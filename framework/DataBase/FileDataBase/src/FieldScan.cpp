@@ -18,7 +18,7 @@ constexpr std::size_t kBlock = sizeof(Bytes);
 
 // Bytes whose line feeds are counted in one block of counters, none of which can overflow.
 constexpr std::size_t kStep = 256;
-static_assert(kStep / kBlock <= 255, "a counter must hold the line feeds of its column of a step");
+static_assert(kStep / kBlock <= 127, "sum() must be able to add the counters of a step");
 
 // A line over the format's length holds at least so many whole steps without a line feed.
 constexpr std::size_t kQuietSteps = (kMaxLineLength - (kStep - 1)) / kStep;

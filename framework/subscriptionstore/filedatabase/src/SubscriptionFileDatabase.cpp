@@ -139,7 +139,7 @@ ISubscriptionDB* VEMOFileSubscriptionDB::createInstance() {
     return new FileSubscriptionDatabase();
 }
 
-// Opening and closing
+// ---- Opening and closing ----
 
 FileSubscriptionDatabase::FileSubscriptionDatabase() = default;
 
@@ -184,7 +184,7 @@ int FileSubscriptionDatabase::getSubExprTimeVal() const {
     return subExprTimeVal_;
 }
 
-// MySubscriptions: what this device holds, or has requested, on other devices
+// ---- MySubscriptions: what this device holds, or has requested, on other devices ----
 
 bool FileSubscriptionDatabase::savePendingMySubscription(int requestId, SubscriptionRecord& record) {
     constexpr const char* kName = "savePendingMySubscription";
@@ -323,7 +323,7 @@ bool FileSubscriptionDatabase::getMySubscriptionContainingResourceList(
     });
 }
 
-// Subscriptions: what other parties hold on this device's resources
+// ---- Subscriptions: what other parties hold on this device's resources ----
 
 bool FileSubscriptionDatabase::saveSubscription(SubscriptionRecord& record) {
     constexpr const char* kName = "saveSubscription";
