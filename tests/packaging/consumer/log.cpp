@@ -22,7 +22,8 @@ int main(int, char* arguments[]) {
     FileDatabase database;
     check(database.init(arguments[1]), "the database opens");
     lines.clear();
-    check(database.executeQuery("SELECT * FROM missing;") == nullptr, "a table that is missing gives no result");
+    check(database.executeQuery("SELECT * FROM missing;") == nullptr,
+          "a table that is missing gives no result");
     check(!lines.empty(), "the library's message reaches the sink");
 
     lines.clear();

@@ -12,6 +12,8 @@ using Kalt::Vemo::Notification::ISubscriptionDB;
 using Kalt::Vemo::Notification::SubscriptionRecord;
 using Kalt::Vemo::Notification::VEMOFileSubscriptionDB;
 
+static_assert(__cplusplus >= 201703L, "linking the library brings the standard that its headers need");
+
 int main(int, char* arguments[]) {
     std::string path = arguments[1];
     std::string device = "sensor-7";
