@@ -157,13 +157,14 @@ __attribute__((format(printf, 3, 0))) static void record(unsigned int line, int 
 // The names of Log::log and of Log::write, which an inlined Log::log calls, as the compiler makes them,
 // behind the prefix that the linker gives a function which takes the place of another.
 // NOLINTBEGIN(bugprone-reserved-identifier)
-#define TAKE_THE_PLACE_OF(name)                                                                \
-    extern "C" void __wrap_##name(const char*, unsigned int line, int, const char*,            \
-                                  Kalt::Vemo::Log::log_level level, const char* format, ...) { \
-        va_list arguments;                                                                     \
-        va_start(arguments, format);                                                           \
-        Kalt::Vemo::Test::record(line, static_cast<int>(level), format, arguments);            \
-        va_end(arguments);                                                                     \
+#define TAKE_THE_PLACE_OF(name)                                                             \
+    extern "C" __attribute__((format(printf, 6, 7))) void __wrap_##name(                    \
+        const char*, unsigned int line, int, const char*, Kalt::Vemo::Log::log_level level, \
+        const char* format, ...) {                                                          \
+        va_list arguments;                                                                  \
+        va_start(arguments, format);                                                        \
+        Kalt::Vemo::Test::record(line, static_cast<int>(level), format, arguments);         \
+        va_end(arguments);                                                                  \
     }
 TAKE_THE_PLACE_OF(_ZN4Kalt4Vemo3Log3Log3logEPKcjiS4_NS1_9log_levelES4_z)
 TAKE_THE_PLACE_OF(_ZN4Kalt4Vemo3Log3Log5writeEPKcjiS4_NS1_9log_levelES4_z)
