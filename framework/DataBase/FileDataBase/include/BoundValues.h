@@ -15,8 +15,13 @@ namespace BoundValues {
 /// NULL.
 [[nodiscard]] Values collect(const std::string& sql, va_list arguments);
 
-/// The SQL text that replaces `holder`, which is ? or '?'. Quotes inside the value are not doubled: the
-/// reader of the literal decides where it ends.
+/// The value as a statement's text has it: in quotes for '?', bare for ?, and the word NULL always bare.
+/// Quotes inside the value are not doubled: the reader of the literal decides where it ends.
+///
+/// @param isQuoted whether the placeholder is '?'
+[[nodiscard]] std::string written(const std::string& value, bool isQuoted);
+
+/// What written() gives for the placeholder `holder` of an INSERT or a SET, which is ? or '?'.
 ///
 /// @param index position of the placeholder in its statement
 /// Throws: DatabaseException "Not provided value for value Holder: %s" and "Invalid value for value holder

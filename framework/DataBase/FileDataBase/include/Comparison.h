@@ -126,10 +126,10 @@ struct ComparedValue {
 /// @param type how the ordering operators compare
 inline bool apply(const OperatorEntry& entry, ValueType type, const ComparedValue& left,
                   const ComparedValue& right) {
-    ::Kalt::Vemo::Log::Log::log(
-        __FILE__, __LINE__, kLogModule, "WhereClause", kLogTrace, "left:[%.*s] right:[%.*s] operator:[%.*s]",
-        static_cast<int>(left.text.size()), left.text.data(), static_cast<int>(right.text.size()),
-        right.text.data(), static_cast<int>(entry.text.size()), entry.text.data());
+    constexpr const char* kLogTag = "WhereClause";
+    FILEDB_LOG(kLogTrace, "left:[%.*s] right:[%.*s] operator:[%.*s]", static_cast<int>(left.text.size()),
+               left.text.data(), static_cast<int>(right.text.size()), right.text.data(),
+               static_cast<int>(entry.text.size()), entry.text.data());
     const bool isNull = left.isNull || right.isNull;
     switch (entry.op) {
         case Operator::logicalAnd:

@@ -27,6 +27,10 @@ Values collect(const std::string& sql, va_list arguments) {
     return values;
 }
 
+std::string written(const std::string& value, bool isQuoted) {
+    return isQuoted && value != kNullWord ? Utils::inSingleQuotes(value) : value;
+}
+
 std::string textFor(const std::string& holder, const Values& values, unsigned int index) {
     if (index >= values.size()) {
         throw DatabaseException("validateValuePlaceHolder", __LINE__,
@@ -37,8 +41,7 @@ std::string textFor(const std::string& holder, const Values& values, unsigned in
         throw DatabaseException("validateValuePlaceHolder", __LINE__,
                                 "Invalid value for value holder String: (%s)", std::string(trimmed).c_str());
     }
-    const std::string& value = values[index];
-    std::string result = trimmed == "?" || value == kNullWord ? value : Utils::inSingleQuotes(value);
+    std::string result = written(values[index], trimmed != "?");
     FILEDB_LOG(kLogTrace, "Value Holder:%s Value:%s", holder.c_str(), result.c_str());
     return result;
 }

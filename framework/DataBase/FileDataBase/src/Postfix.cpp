@@ -3,10 +3,10 @@
 #include <string_view>
 #include <utility>
 
+#include "BoundValues.h"
 #include "DatabaseException.h"
 #include "EngineLog.h"
 #include "Operators.h"
-#include "TableFormat.h"
 #include "Utils.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb::Postfix {
@@ -88,9 +88,8 @@ std::vector<std::string> words(const std::string& statement, unsigned int first,
             throw DatabaseException("parseWhereClause", __LINE__,
                                     "Syntax Error: passed values less than required values in where clause");
         }
-        const std::string& value = values[next];
+        word = BoundValues::written(values[next], isQuoted);
         ++next;
-        word = isQuoted && value != kNullWord ? Utils::inSingleQuotes(value) : value;
     }
     FILEDB_LOG(kLogTrace, "WHERE Vec=[%s]", joined(result).c_str());
     return result;

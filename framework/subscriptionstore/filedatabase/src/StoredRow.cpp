@@ -3,11 +3,13 @@
 #include "StoreLog.h"
 #include "StringConversion.h"
 #include "TableFormat.h"
+#include "Utils.h"
 
 namespace Kalt::Vemo::Notification {
 
 using Core::Database::Filedb::kMaxLineLength;
 using Core::Database::Filedb::kNullWord;
+using Core::Database::Filedb::Utils;
 using Platform::StringConversion;
 
 std::size_t bytesOfText(const std::string& text) {
@@ -24,10 +26,7 @@ std::size_t bytesOfInteger(const std::string& number) {
 }
 
 std::size_t bytesOfTextAsInteger(const std::string& text) {
-    const std::size_t firstDigit = text.find_first_of("+-") == 0 ? 1 : 0;
-    const bool isNumber = text.find_first_not_of("0123456789.", firstDigit) == std::string::npos &&
-                          text.find('.') == text.rfind('.');
-    return isNumber ? bytesOfInteger(text) : bytesOfText(text);
+    return Utils::isNumber(text) != 0 ? bytesOfInteger(text) : bytesOfText(text);
 }
 
 bool mayStoreLine(std::size_t bytes) {
