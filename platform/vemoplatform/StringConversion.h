@@ -31,9 +31,8 @@ public:
     /// Reads a decimal number with optional fraction and exponent: "12", ".5", "1.", "-2.5e-3". Hexadecimal
     /// text, "inf" and "nan" are not numbers here.
     /// @param text begins with the number
-    /// @return the nearest float; infinity with the text's sign for a number that is too large, 0 for one
-    /// that
-    ///         is too small
+    /// @return the nearest float; infinity with the text's sign for a number that is too large, 0 for a
+    ///         number that is too small
     static float stringToFloat(const std::string& text);
 };
 

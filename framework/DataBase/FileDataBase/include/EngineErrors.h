@@ -11,6 +11,7 @@ namespace Kalt::Vemo::Core::Database::Filedb {
 /// The operating system refused a call: what the statement was to store is not stored, or may not be.
 class SystemRefusal : public DatabaseException {
 public:
+    /// @param function label of the error, as for DatabaseException
     SystemRefusal(const char* function, int line, const std::string& text)
         : DatabaseException(function, line, "%s", text.c_str()) {}
 };

@@ -2,7 +2,9 @@
 
 #include "Log.h"
 
-/// How the engine writes to the platform's log: module 24, the calling class's name as tag, three levels.
+/// How the engine writes to the platform's log: module 24, one of four fixed tags, three levels.
+/// The tags are "FileDatabase", "FileResultTable", "WhereClause" and "Utils"; a class that has none of its
+/// own logs under that of the class it works for.
 namespace Kalt::Vemo::Core::Database::Filedb {
 
 inline constexpr int kLogModule = 24;

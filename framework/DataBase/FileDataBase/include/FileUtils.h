@@ -35,9 +35,6 @@ public:
     /// Closes `stream` unless it is null.
     static void closeFile(FILE* stream);
 
-    /// Whether `fileName` can be opened for reading; so a directory exists, too.
-    static bool fileExist(const std::string& fileName);
-
     /// Copies the lines of `source`, from its start, to the start of `destination`. Text is copied byte for
     /// byte; of a line with a NUL byte the part before it is copied.
     ///
@@ -64,6 +61,9 @@ public:
     static void logEndOfCopy();
 
     // For programs that use this class by itself
+
+    /// Whether `fileName` can be opened for reading; so a directory exists, too.
+    static bool fileExist(const std::string& fileName);
 
     /// Does nothing and returns true: a file is deleted by `remove`, whose failure the caller logs.
     static bool fileRemove(const std::string& fileName);

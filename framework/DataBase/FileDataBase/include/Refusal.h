@@ -11,13 +11,14 @@ enum class Refusal {
     content  ///< the file format cannot hold it
 };
 
-/// That of the last statement that the calling thread sent to any database.
+/// That of the calling thread's last `executeUpdate`, on any database. Queries and calls with a null text
+/// change nothing about it.
 [[nodiscard]] Refusal lastRefusal();
 
-/// To be called when a statement of the calling thread begins.
+/// To be called when an `executeUpdate` of the calling thread begins.
 void forgetRefusal();
 
-/// To be called when a statement of the calling thread has failed with this error.
+/// To be called when an `executeUpdate` of the calling thread has failed with this error.
 void noteRefusal(const std::exception& error);
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -17,10 +17,11 @@ struct TablePlace;
 /// The statements that define and change tables. Each gets the statement's text after the table's name, and
 /// the values of the placeholders.
 ///
-/// No call throws: a failure is logged under the statement's own name and noted as a Refusal, and leaves the
-/// table as it was.
+/// No call throws: a failure is logged under the statement's own name and noted as a Refusal. It leaves the
+/// table as it was, unless the copy-over has begun: then the table store finishes the change before the next
+/// one.
 ///
-/// Lifetime: the store must outlive the object. Threads: calls come under the database's lock.
+/// Lifetime: the table store must outlive the object. Threads: calls come under the database's lock.
 class Statements {
 public:
     /// Says whether a line of so many bytes, line feed included, may be stored.
