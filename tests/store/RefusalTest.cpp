@@ -555,9 +555,13 @@ TEST_F(LineLength, OfALongNumberCountsAsItIsStored) {
     open();
     ASSERT_TRUE(savePending(7, record("lamp", "/on", "/s", "/n")));
     std::string uri = "/s";
-    std::string number = std::string(5000, '0') + "12";
-    EXPECT_TRUE(store->updateMySubscriptionBySubscriptionUri(uri, number));
-    EXPECT_EQ(mySubscriptions(), kMySubscriptions + "7~'lamp'~12~'/s'~'/n'~1\n");
+    const std::string zeros(5000, '0');
+    for (std::string number : {zeros + "12", "+" + zeros + "13", "14." + zeros, zeros + "15."}) {
+        SCOPED_TRACE(number.size());
+        EXPECT_TRUE(store->updateMySubscriptionBySubscriptionUri(uri, number));
+        const std::string stored = std::to_string(std::stoi(number));
+        EXPECT_EQ(mySubscriptions(), kMySubscriptions + "7~'lamp'~" + stored + "~'/s'~'/n'~1\n");
+    }
 }
 
 TEST_F(LineLength, OfAnUpdatedSubscription) {
