@@ -157,15 +157,14 @@ TEST_F(LogSinkTest, LosesNoMessageOfManyThreads) {
     EXPECT_EQ(received, kThreads * kMessages);
 }
 
-class StandardErrorTest : public ::testing::Test {
+class StandardErrorDeathTest : public ::testing::Test {
 protected:
-    ~StandardErrorTest() override { unsetenv(kVariable); }
+    ~StandardErrorDeathTest() override { unsetenv(kVariable); }
 
-    /// What a fresh process with this VEMO_LOG_LEVEL writes to standard error; null leaves the variable
-    /// unset.
+    /// What a process with this VEMO_LOG_LEVEL writes to standard error; null leaves the variable unset. The
+    /// process is a fork of this one, which has not logged before: death tests are run first.
     static void expectOutput(const char* level, const std::string& expected, void (*write)() = logAllLevels) {
         SCOPED_TRACE(level == nullptr ? "unset" : level);
-        ::testing::FLAGS_gtest_death_test_style = "threadsafe";
         if (level == nullptr) {
             unsetenv(kVariable);
         } else {
@@ -187,27 +186,27 @@ const char* const kErrorLine = "error Tag Some.cpp:12: bad\n";
 const char* const kInfoLine = "info Tag Some.cpp:13: good\n";
 const char* const kTraceLine = "trace Tag Some.cpp:14: value\n";
 
-TEST_F(StandardErrorTest, ShowsErrorsWhenTheVariableIsUnset) {
+TEST_F(StandardErrorDeathTest, ShowsErrorsWhenTheVariableIsUnset) {
     expectOutput(nullptr, kErrorLine);
 }
 
-TEST_F(StandardErrorTest, ShowsNothingWhenOff) {
+TEST_F(StandardErrorDeathTest, ShowsNothingWhenOff) {
     expectOutput("off", "");
 }
 
-TEST_F(StandardErrorTest, ShowsErrors) {
+TEST_F(StandardErrorDeathTest, ShowsErrors) {
     expectOutput("error", kErrorLine);
 }
 
-TEST_F(StandardErrorTest, ShowsInformation) {
+TEST_F(StandardErrorDeathTest, ShowsInformation) {
     expectOutput("info", std::string(kErrorLine) + kInfoLine);
 }
 
-TEST_F(StandardErrorTest, ShowsTrace) {
+TEST_F(StandardErrorDeathTest, ShowsTrace) {
     expectOutput("trace", std::string(kErrorLine) + kInfoLine + kTraceLine);
 }
 
-TEST_F(StandardErrorTest, NamesAnUnknownLevelOnceAndShowsErrors) {
+TEST_F(StandardErrorDeathTest, NamesAnUnknownLevelOnceAndShowsErrors) {
     expectOutput(
         "loud",
         std::string("VEMO_LOG_LEVEL=loud is not a log level; using error. Accepted: off, error, info, "
@@ -215,7 +214,7 @@ TEST_F(StandardErrorTest, NamesAnUnknownLevelOnceAndShowsErrors) {
             kErrorLine);
 }
 
-TEST_F(StandardErrorTest, TakesAnEmptyOrCapitalisedLevelForUnknown) {
+TEST_F(StandardErrorDeathTest, TakesAnEmptyOrCapitalisedLevelForUnknown) {
     for (const char* level : {"", "ERROR", "error "}) {
         expectOutput(level, std::string("VEMO_LOG_LEVEL=") + level +
                                 " is not a log level; using error. Accepted: off, error, info, trace\n" +
@@ -232,7 +231,7 @@ void replaceAndRestoreStandardError() {
     Log::log("File.cpp", 6, 24, "Tag", log_trace, "too detailed");
 }
 
-TEST_F(StandardErrorTest, IsRestoredWithItsThresholdByAnEmptySink) {
+TEST_F(StandardErrorDeathTest, IsRestoredWithItsThresholdByAnEmptySink) {
     expectOutput("info",
                  "error Tag File.cpp:3: no line feed\n"
                  "info Tag File.cpp:4: one line feed\n"
