@@ -170,15 +170,18 @@ protected:
         } else {
             setenv(kVariable, level, 1);
         }
+        const Vemo::Test::TemporaryDirectory directory;
+        const std::string file = directory.file("stderr");
         EXPECT_EXIT(
             {
-                ::testing::internal::CaptureStderr();
+                if (freopen(file.c_str(), "w", stderr) == nullptr) {
+                    exit(1);
+                }
                 write();
-                const std::string output = ::testing::internal::GetCapturedStderr();
-                static_cast<void>(fputs(output.c_str(), stderr));
-                exit(output == expected ? 0 : 1);
+                exit(0);
             },
             ::testing::ExitedWithCode(0), "");
+        EXPECT_EQ(Vemo::Test::readFile(file), expected);
     }
 };
 

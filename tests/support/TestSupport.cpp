@@ -37,8 +37,10 @@ GermanLocale::GermanLocale() {
         source += name + "\ncopy \"" + model + "\"\nEND " + name + "\n";
     }
     writeFile(directory_.file("source"), source);
-    const std::string command = "localedef --quiet -c -i '" + directory_.file("source") + "' -f UTF-8 '" +
-                                directory_.file("de_DE.UTF-8") + "'";
+    // The byte order of this program, which an emulator may run.
+    const std::string order = __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__ ? "--big-endian" : "--little-endian";
+    const std::string command = "localedef --quiet -c " + order + " -i '" + directory_.file("source") +
+                                "' -f UTF-8 '" + directory_.file("de_DE.UTF-8") + "'";
     const int result = std::system(command.c_str());
     setenv("LOCPATH", directory_.path().c_str(), 1);
     if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr || *std::localeconv()->decimal_point != ',') {
