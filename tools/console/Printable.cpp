@@ -101,7 +101,7 @@ std::string quoted(std::string_view bytes) {
 }
 
 std::string shellPath(const std::string& path) {
-    const std::string word = (path.rfind('-', 0) == 0 ? "./" : "") + path;
+    std::string word = (path.rfind('-', 0) == 0 ? "./" : "") + path;
     if (word.find_first_not_of(kPlainInShell) == std::string::npos) {
         return word;
     }
