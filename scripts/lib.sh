@@ -31,6 +31,9 @@ package_packages=("${build_packages[@]}" dpkg-dev file)
 test_packages=("${package_packages[@]}" ccache libgtest-dev libgmock-dev locales strace binutils make)
 bench_packages=(libbenchmark-dev libsqlite3-dev)
 
+# The cache may not shorten the names of source files: the texts of the log have them.
+export CCACHE_BASEDIR=
+
 # configure PRESET: makes build/PRESET, which keeps what it compiles in the compiler cache.
 configure() {
     echo "== $1: configuring"
