@@ -1,9 +1,13 @@
 # The headers that clients see. They are installed into one folder, and one folder of the build has links to them, so
 # that a project which has this one as a part sees the same headers as a client of the installed library.
 
-file(GLOB vemo_database_headers CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/framework/DataBase/include/*.h")
 set(VEMO_PUBLIC_HEADERS
-    ${vemo_database_headers}
+    ${PROJECT_SOURCE_DIR}/framework/DataBase/include/DatabaseClient.h
+    ${PROJECT_SOURCE_DIR}/framework/DataBase/include/DatabaseException.h
+    ${PROJECT_SOURCE_DIR}/framework/DataBase/include/DatabaseExport.h
+    ${PROJECT_SOURCE_DIR}/framework/DataBase/include/IDatabase.h
+    ${PROJECT_SOURCE_DIR}/framework/DataBase/include/IResultTable.h
+    ${PROJECT_SOURCE_DIR}/framework/DataBase/include/VEMOFileSubscriptionDBVersion.h
     ${PROJECT_SOURCE_DIR}/framework/DataBase/FileDataBase/include/FileDatabase.h
     ${PROJECT_SOURCE_DIR}/framework/DataBase/FileDataBase/include/FileResultTable.h
     ${PROJECT_SOURCE_DIR}/framework/subscriptionstore/filedatabase/include/SubscriptionFileDatabase.h
