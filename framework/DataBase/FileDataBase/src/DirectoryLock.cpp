@@ -79,9 +79,8 @@ std::optional<pid_t> holderOf(int descriptor) {
 
 void writeName(int descriptor) {
     struct flock lock = oneByte(kNameByte, F_WRLCK);
-    if (!apply(descriptor, F_SETLK, lock)) {
-        // Others are kept out all the same, and are told of "another process".
-    }
+    // Without it others are kept out all the same, and are told of "another process".
+    static_cast<void>(apply(descriptor, F_SETLK, lock));
 }
 
 std::string directoryOf(const std::string& path) {
@@ -233,9 +232,9 @@ void DirectoryLock::release(const Key& key) noexcept {
     } else if (descriptor >= 0) {
         // A child that was forked meanwhile has the descriptor as well, so closing it would not be enough. In
         // the child the lock is the parent's.
-        struct flock exclusion = oneByte(kExclusionByte, F_UNLCK);
-        if (key.process == getpid() && !apply(descriptor, F_OFD_SETLK, exclusion)) {
-            // Closing it has to do.
+        if (key.process == getpid()) {
+            struct flock exclusion = oneByte(kExclusionByte, F_UNLCK);
+            static_cast<void>(apply(descriptor, F_OFD_SETLK, exclusion));
         }
         static_cast<void>(close(descriptor));
     }
