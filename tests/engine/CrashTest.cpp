@@ -116,6 +116,7 @@ protected:
 
     /// Runs the story in a process that the fault ends; false when it ran to its end.
     bool dies(const Story& story, Fault fault, int atStep) {
+        database.reset();  // it would keep the other process out
         return endsEarly([&] {
             FileDatabase victim;
             if (!victim.init(path())) {

@@ -565,6 +565,7 @@ protected:
             SCOPED_TRACE(story.name + (fault == Fault::kDeath ? ": killed" : ": killed half way"));
             forSteps(
                 [&](int n) {
+                    database->deinit();  // it would keep the other process out
                     restoreFiles(directory(), base_);
                     const bool died = endsEarly([&] {
                         FileDatabase victim;

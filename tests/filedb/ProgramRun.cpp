@@ -72,6 +72,9 @@ ProgramResult runProgram(const std::vector<std::string>& arguments, const Progra
              prctl(PR_CAPBSET_DROP, CAP_DAC_READ_SEARCH) != 0)) {
             _exit(kCannotRun);
         }
+        if (options.seesOwnOnly && geteuid() == 0 && prctl(PR_CAPBSET_DROP, CAP_SYS_PTRACE) != 0) {
+            _exit(kCannotRun);
+        }
         execve(argv[0], argv.data(), envp.data());
         _exit(kCannotRun);
     }

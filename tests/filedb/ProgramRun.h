@@ -28,7 +28,8 @@ struct ProgramOptions {
     std::string input;                     ///< its standard input, a file
     std::vector<std::string> environment;  ///< NAME=VALUE, besides a few that are always set
     bool heedsModes = false;               ///< file modes bind it also when it runs as root
-    std::string outputFile;                ///< its standard output instead of a file of its own
+    bool seesOwnOnly = false;  ///< processes of other users are hidden from it also when it runs as root
+    std::string outputFile;    ///< its standard output instead of a file of its own
 };
 
 /// Runs the built program.

@@ -302,6 +302,7 @@ protected:
         for (const Fault fault : {Fault::kDeath, Fault::kTornDeath}) {
             SCOPED_TRACE(operation.name + (fault == Fault::kDeath ? ": killed" : ": killed half way"));
             forSteps([&](int n) {
+                store->deinit();  // it would keep the other process out
                 restoreFiles(directory(), base_);
                 const bool died = endsEarly([&] {
                     FileSubscriptionDatabase victim;

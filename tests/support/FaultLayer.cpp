@@ -56,6 +56,7 @@ constexpr Errors kErrors[] = {
     {Call::kTruncate, {EIO, ENOSPC, EINTR}},
     {Call::kFileStatus, {EIO}},
     {Call::kPathStatus, {EIO, EACCES}},
+    {Call::kLock, {EIO, EACCES, EAGAIN, EINTR, ENOLCK}},
     {Call::kRemove, {EIO, EACCES}},
 };
 
@@ -249,8 +250,11 @@ int __real_fstat(int descriptor, struct stat* status);
 int __real_fstat64(int descriptor, struct stat* status);
 int __real_stat(const char* path, struct stat* status);
 int __real_stat64(const char* path, struct stat* status);
+int __real_fcntl(int descriptor, int command, ...);
+int __real_fcntl64(int descriptor, int command, ...);
 int __real_remove(const char* path);
-// 32-bit platforms with 64-bit time give stat and fstat these names; elsewhere there are none such.
+// 32-bit platforms with 64-bit time give these names; elsewhere there are none such.
+int __real___fcntl_time64(int descriptor, int command, ...) __attribute__((weak));
 int __real___fstat64_time64(int descriptor, struct stat* status) __attribute__((weak));
 int __real___stat64_time64(const char* path, struct stat* status) __attribute__((weak));
 
@@ -265,6 +269,7 @@ using PathStatus = int(const char* path, struct stat* status);
 using Read = ssize_t(int descriptor, void* bytes, std::size_t size, off_t offset);
 using Write = ssize_t(int descriptor, const void* bytes, std::size_t size, off_t offset);
 using Truncate = int(int descriptor, off_t length);
+using Control = int(int descriptor, int command, ...);
 using StreamCall = int(FILE* stream);
 
 bool works(Call call, const Place& place) {
@@ -392,6 +397,13 @@ int pathStatus(const char* path, struct stat* status, PathStatus* real) {
     return works(Call::kPathStatus, {path, -1}) ? real(path, status) : -1;
 }
 
+// Only the taking of a lock is refused.
+int control(int descriptor, int command, void* argument, Control* real) {
+    const bool locks = (command == F_SETLK || command == F_OFD_SETLK) &&
+                       static_cast<const struct flock*>(argument)->l_type != F_UNLCK;
+    return !locks || works(Call::kLock, {nullptr, descriptor}) ? real(descriptor, command, argument) : -1;
+}
+
 }  // namespace
 
 }  // namespace Kalt::Vemo::Test
@@ -423,6 +435,9 @@ int __wrap___fstat64_time64(int descriptor, struct stat* status);
 int __wrap_stat(const char* path, struct stat* status);
 int __wrap_stat64(const char* path, struct stat* status);
 int __wrap___stat64_time64(const char* path, struct stat* status);
+int __wrap_fcntl(int descriptor, int command, ...);
+int __wrap_fcntl64(int descriptor, int command, ...);
+int __wrap___fcntl_time64(int descriptor, int command, ...);
 int __wrap_remove(const char* path);
 
 int __wrap_open(const char* path, int flags, ...) {
@@ -520,6 +535,20 @@ int __wrap_stat64(const char* path, struct stat* status) {
 int __wrap___stat64_time64(const char* path, struct stat* status) {
     return Layer::pathStatus(path, status, __real___stat64_time64);
 }
+
+// Every command's argument is an int or a pointer, and takes no more room than a pointer.
+#define VEMO_WRAP_FCNTL(name)                                                \
+    int __wrap_##name(int descriptor, int command, ...) {                    \
+        va_list arguments;                                                   \
+        va_start(arguments, command);                                        \
+        void* const argument = va_arg(arguments, void*);                     \
+        va_end(arguments);                                                   \
+        return Layer::control(descriptor, command, argument, __real_##name); \
+    }
+VEMO_WRAP_FCNTL(fcntl)
+VEMO_WRAP_FCNTL(fcntl64)
+VEMO_WRAP_FCNTL(__fcntl_time64)
+#undef VEMO_WRAP_FCNTL
 
 int __wrap_remove(const char* path) {
     return Layer::works(Call::kRemove, {path, -1}) ? __real_remove(path) : -1;

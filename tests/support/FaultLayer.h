@@ -20,6 +20,7 @@ enum class Call {
     kTruncate,
     kFileStatus,
     kPathStatus,
+    kLock,
     kRemove
 };
 

@@ -20,7 +20,7 @@ constexpr const char* kFooter =
 An error is damage, or data that the next start of the database would lose. A warning is what sound
 software does not leave behind: a working copy, a journal that tells of an unfinished transaction, a
 file that is none of the database's. While a process has a transaction open, its working copies and
-journal lines are reported as such; there is no lock file that would tell them apart.
+journal lines are reported as such.
 
 After a broken table definition (lines 1 to 3 of a table file) the records of that table are not examined.
 

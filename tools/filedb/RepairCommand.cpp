@@ -29,9 +29,8 @@ takes the original of every changed file, the working copies of transactions tha
 tables with a broken definition, files that are none of the database's, and TABLE.rejects with the
 lines that cannot be read, each behind its line number and a tabulator.
 
-Stop the process that uses the database first. There is no lock file: repair refuses to run while a
-process that it can see has the journal open, and it cannot see processes of other users unless it runs as
-root. A repair that was itself interrupted is simply run again.
+Stop the process that uses the database first: repair refuses to run while a process has it open, and keeps
+other processes out while it works. A repair that was itself interrupted is simply run again.
 
 Exit status: 0 the database is sound, 1 findings or a decision are left, 2 wrong usage, a database in use,
 or a file that could not be read or written.
@@ -45,9 +44,6 @@ int repair(const std::string& path, bool dryRun) {
     const PathArgument argument(path);
     argument.requireDirectory();
     const std::string& directory = argument.directory();
-    if (!dryRun) {
-        argument.requireUnused();
-    }
     DirectoryRepair repair(directory, dryRun, std::cout);
     repair.run();
     if (dryRun) {

@@ -21,10 +21,13 @@ class IResultTable;
 /// come from any thread; statements run one at a time, and a transaction keeps all other threads waiting from
 /// `beginTransaction` until it ends. The thread that began a transaction must also end it.
 ///
-/// One object for each directory: nothing keeps two objects apart that have the same directory open, neither
-/// in two processes nor in one. When a second one is opened while a change or a transaction of the first is
-/// under way, or both change something at the same time, changes are lost. Keeping to one is the program's
-/// duty.
+/// One process for each directory: from `init` to `deinit` a process keeps all others out, where the file
+/// system has locks. After an `init` that is refused so, every statement, commit and rollback is refused as
+/// well, with the same line in the log, until an `init` succeeds; no file is touched.
+///
+/// One object for each directory: two objects of one process are not kept apart. When a second one is opened
+/// while a change or a transaction of the first is under way, or both change something at the same time,
+/// changes are lost. Keeping to one is the program's duty.
 ///
 /// Order of the functions: fixed, because programs that were compiled earlier count on it. The store does
 /// without `deinit` and `rollbackTransaction`; they are for other programs.
@@ -44,9 +47,9 @@ public:
     /// made when missing (its parent is not), and what an interrupted commit left behind is tidied up.
     ///
     /// @param path absolute, or relative to the working directory; without the "_filedb"
-    /// @return true when the database is ready; false when the directory or its journal cannot be used. What
-    ///         an interrupted commit left behind is then tidied up by the next `init`, or before the next
-    ///         statement.
+    /// @return true when the database is ready; false when another process has it open, or when the directory
+    ///         or its journal cannot be used. What an interrupted commit left behind is then tidied up by the
+    ///         next `init`, or, when nobody else has the database open, before the next statement.
     virtual bool init(const std::string& path) = 0;
 
     /// Closes every file and releases the lock. Tables stay on disk; `init` may be called again.

@@ -34,10 +34,14 @@ std::string lineOf(const std::string& name, std::size_t line) {
 
 DirectoryRepair::DirectoryRepair(std::string directory, bool dryRun, std::ostream& out)
     : directory_(std::move(directory)),
-      dryRun_(dryRun),
+      use_(dryRun ? std::nullopt : std::make_optional<DirectoryUse>(directory_)),
       out_(out),
       examination_(directory_),
-      aside_(directory_) {}
+      aside_(directory_) {
+    if (use_) {
+        use_->announce();  // the examination has read the journal
+    }
+}
 
 void DirectoryRepair::run() {
     if (!examination_.unreadable().empty()) {
@@ -57,7 +61,8 @@ void DirectoryRepair::say(const std::string& place, const std::string& text) {
 
 void DirectoryRepair::act(const std::function<void()>& action) {
     ++actionCount_;
-    if (!dryRun_) {
+    if (use_) {
+        use_->lockNew();
         action();
     }
 }
@@ -225,15 +230,17 @@ void DirectoryRepair::resetJournal() {
             aside_.keepCopy(kJournalName);
         } else if (file.exists()) {
             aside_.moveIn(kJournalName);
+            use_->lockNew();
         }
-        DurableFiles::replace(directory_, kJournalName, atRest);
+        DurableFiles::replace(directory_, kJournalName, atRest,
+                              [&](const std::string& next) { use_->lockNext(next); });
     });
 }
 
 void DirectoryRepair::conclude() {
     if (actionCount_ > 0) {
         out_ << counted(actionCount_, "action") << ", " << counted(rejectCount_, "rejected line")
-             << ": originals " << (dryRun_ ? "would be kept in " : "are kept in ") << printable(aside_.path())
+             << ": originals " << (use_ ? "are kept in " : "would be kept in ") << printable(aside_.path())
              << '\n';
     } else if (decisionCount_ == 0) {
         out_ << "nothing to repair\n";

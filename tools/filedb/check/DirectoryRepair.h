@@ -1,17 +1,19 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
 
 #include "check/AsideDirectory.h"
 #include "check/DirectoryExamination.h"
 #include "check/TableExamination.h"
+#include "files/DirectoryUse.h"
 
 namespace Kalt::Vemo::Tool {
 
-/// Mends a database directory. Every decision comes from one examination, before anything is changed, so a
-/// dry run prints the very same actions.
+/// Mends a database directory, and keeps other processes out meanwhile. Every decision comes from one
+/// examination, before anything is changed, so a dry run prints the very same actions.
 ///
 /// The steps, in this order, and what a stop in the middle leaves:
 ///
@@ -27,6 +29,7 @@ namespace Kalt::Vemo::Tool {
 ///    finished.
 class DirectoryRepair {
 public:
+    /// Throws: Trouble when another process has the database open, unless it is a dry run.
     DirectoryRepair(std::string directory, bool dryRun, std::ostream& out);
 
     /// Throws: Trouble when a file cannot be read, std::system_error when one cannot be written.
@@ -56,7 +59,7 @@ private:
     void act(const std::function<void()>& action);
 
     const std::string directory_;
-    const bool dryRun_;
+    std::optional<DirectoryUse> use_;  // none in a dry run
     std::ostream& out_;
     const DirectoryExamination examination_;
     AsideDirectory aside_;

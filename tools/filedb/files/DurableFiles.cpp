@@ -87,7 +87,8 @@ void requireMissing(const std::string& path) {
 
 }  // namespace
 
-void DurableFiles::replace(const std::string& directory, const std::string& name, std::string_view text) {
+void DurableFiles::replace(const std::string& directory, const std::string& name, std::string_view text,
+                           const std::function<void(const std::string& file)>& prepare) {
     const std::string path = directory + "/" + name;
     const std::string temporary = path + kTemporarySuffix;
     struct stat status {};
@@ -98,6 +99,9 @@ void DurableFiles::replace(const std::string& directory, const std::string& name
     }
     output.write(text);
     output.finish();
+    if (prepare) {
+        prepare(temporary);
+    }
     require(std::rename(temporary.c_str(), path.c_str()) == 0, path);
     syncDirectory(directory);
 }

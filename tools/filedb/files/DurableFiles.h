@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -14,7 +15,10 @@ public:
 
     /// Makes `text` the content of the file `name`, in one step: whoever looks finds the old or the new
     /// content. Owner and permissions stay; a symbolic link is replaced, what it leads to stays as it is.
-    static void replace(const std::string& directory, const std::string& name, std::string_view text);
+    ///
+    /// @param prepare what is to be done to the new file, by its temporary name, before it takes its place
+    static void replace(const std::string& directory, const std::string& name, std::string_view text,
+                        const std::function<void(const std::string& file)>& prepare = {});
 
     /// Writes a file that is not there yet.
     static void writeNew(const std::string& directory, const std::string& name, std::string_view text);

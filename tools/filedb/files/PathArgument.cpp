@@ -2,11 +2,9 @@
 
 #include <filesystem>
 #include <string_view>
-#include <vector>
 
 #include "FileUtils.h"
 #include "console/ExitStatus.h"
-#include "files/JournalUsers.h"
 
 namespace Kalt::Vemo::Tool {
 
@@ -53,15 +51,6 @@ void PathArgument::requireDirectory() const {
     std::error_code error;
     if (!std::filesystem::is_directory(directory_, error)) {
         throw Trouble("no database at " + text_ + ": " + directory_ + " is not a directory; check the path");
-    }
-}
-
-void PathArgument::requireUnused() const {
-    const std::vector<int> users =
-        processesWithOpenFile(directory_ + "/" + Core::Database::Filedb::kJournalName);
-    if (!users.empty()) {
-        throw Trouble(directory_ + ": process " + std::to_string(users.front()) +
-                      " has it open; stop that process first, or only look at the database");
     }
 }
 

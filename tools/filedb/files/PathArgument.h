@@ -20,10 +20,6 @@ public:
     /// Throws: Trouble when the directory is not there.
     void requireDirectory() const;
 
-    /// Throws: Trouble when a process that can be seen has the database open. Opening it a second time would
-    /// tidy up the working copies of the first.
-    void requireUnused() const;
-
 private:
     std::string text_;
     std::string base_;

@@ -96,7 +96,7 @@ Session::Session(const PathArgument& path, Access access, LongLines longLines)
     if (access == Access::kLook) {
         copy_.emplace(path);
     } else {
-        path.requireUnused();
+        use_.emplace(path.directory());
     }
     open(copy_ ? copy_->path().base() : path.base());
 }

@@ -8,6 +8,7 @@
 #include "DatabaseClient.h"
 #include "FileDatabase.h"
 #include "console/LogListener.h"
+#include "files/DirectoryUse.h"
 #include "files/PathArgument.h"
 #include "files/ReadOnlyCopy.h"
 #include "sql/ResultSet.h"
@@ -71,6 +72,7 @@ private:
     LogListener log_;
     Access access_;
     std::optional<ReadOnlyCopy> copy_;
+    std::optional<DirectoryUse> use_;  // of a database that may be changed
     std::string namedDirectory_;
     std::string directory_;
     Core::Database::Filedb::FileDatabase database_;

@@ -10,6 +10,7 @@
 #include "console/ExitStatus.h"
 #include "console/LogListener.h"
 #include "console/Printable.h"
+#include "files/DirectoryUse.h"
 #include "requests/Request.h"
 #include "requests/Runner.h"
 
@@ -54,13 +55,14 @@ int replay(const PathArgument& path, const std::string& fileName, int expirySeco
     const std::string name = isStandardInput ? "<stdin>" : printable(fileName);
 
     path.requireDirectory();
-    path.requireUnused();
+    DirectoryUse use(path.directory());
     LogListener log(LogListener::Harmless::kCopiesAndOpenings);
     Runner runner(std::unique_ptr<Notification::ISubscriptionDB>(VEMOFileSubscriptionDB::createInstance()),
                   path.base(), expirySeconds);
     if (!runner.open()) {
         throw Trouble(path.directory() + ": the store cannot be opened");
     }
+    use.lock();  // some requests close the store for a moment, and it may have made its journal just now
     bool allWell = true;
     std::string line;
     for (std::size_t number = 1; std::getline(input, line); ++number) {

@@ -31,7 +31,7 @@ SubscriptionStore::SubscriptionStore(const PathArgument& path, Access access, in
     if (access == Access::kLook) {
         copy_.emplace(path);
     } else {
-        path.requireUnused();
+        use_.emplace(path.directory());
     }
     store_ = opened(copy_ ? copy_->path().base() : path.base(), path.directory(), expirySeconds, log_);
 }
@@ -48,9 +48,12 @@ void SubscriptionStore::run(const Operation& operation) {
 }
 
 void SubscriptionStore::provision(const PathArgument& path) {
-    path.requireUnused();
+    DirectoryUse use(path.directory());
     LogListener log;
-    opened(path.base(), path.directory(), 0, log)->deinit();
+    {
+        const auto store = opened(path.base(), path.directory(), 0, log);
+        use.lock();  // the store has made the journal by now
+    }
     if (!Requests::OtherClient(path.base()).provision()) {
         throw Trouble(path.directory() + ": the table Subscriptions cannot be made");
     }

@@ -7,6 +7,7 @@
 
 #include "ISubscriptionDB.h"
 #include "console/LogListener.h"
+#include "files/DirectoryUse.h"
 #include "files/PathArgument.h"
 #include "files/ReadOnlyCopy.h"
 
@@ -31,6 +32,7 @@ public:
 private:
     LogListener log_;
     std::optional<ReadOnlyCopy> copy_;
+    std::optional<DirectoryUse> use_;  // of a store that may be changed
     std::unique_ptr<Notification::ISubscriptionDB> store_;
 };
 

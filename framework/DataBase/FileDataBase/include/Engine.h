@@ -50,6 +50,8 @@ private:
     int dispatchAlter(Tokenizer& words);
     void dispatchChange(const std::vector<std::string>& head, Tokenizer& words, const Values& values);
     void createTableIfMissing(Tokenizer& words);
+    [[nodiscard]] bool isLockedOut(const char* call) const;
+    [[nodiscard]] bool refuseToEndTransaction();
     void transactionEnded();
     void lock();
     void unlock();

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "DirectoryLock.h"
 #include "File.h"
 #include "Operation.h"
 #include "RecordReader.h"
@@ -57,12 +58,14 @@ private:
 ///     \x01~accounts\n one line a table: the operation's code as one raw byte, then the table's name
 ///     5~orders\n      a table that was changed and then dropped: the digit 5 overwrote the raw byte
 ///
-/// The operating system has every change when the call returns. Threads: calls come under the database's
-/// lock. Throws: DatabaseException; a call that needs an open journal and has none raises the writer's seek
-/// error.
+/// While it is open, other processes cannot open it. The operating system has every change when the call
+/// returns. Threads: calls come under the database's lock. Throws: DatabaseException; a call that needs an
+/// open journal and has none raises the writer's seek error.
 class Journal {
 public:
     /// Opens the journal at `path`, made when missing, in place of the one that is open.
+    ///
+    /// Throws: DirectoryInUse when another process has it open, the open error. No journal is open then.
     void open(const std::string& path);
 
     void close();
@@ -92,9 +95,13 @@ public:
 
     /// Leaves the one line "0", also when another program has changed the journal. The file at `path` is made
     /// anew when that name no longer leads to the open file.
+    ///
+    /// Throws: as open, but the journal that was open before stays so; write errors.
     void reset(const std::string& path);
 
 private:
+    template <typename Open>
+    File openLocked(const std::string& path, Open open);
     File& requireFile();
     void truncate(std::size_t length);
 
@@ -104,6 +111,7 @@ private:
     };
 
     File file_;
+    DirectoryLock lock_;
     FileIdentity identity_;
     bool appends_ = false;      // opened with "a+": every write goes to the end
     bool saysCopying_ = false;  // the state "1" was written last

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <map>
 #include <memory>
@@ -8,6 +9,7 @@
 #include <string>
 #include <string_view>
 
+#include "DirectoryLock.h"
 #include "File.h"
 #include "Journal.h"
 #include "PendingTable.h"
@@ -61,7 +63,8 @@ public:
     /// interrupted commit has left there.
     ///
     /// @return false when the directory cannot be made
-    /// Throws: the errors of journal and commit. What is not done is then earlier work.
+    /// Throws: DirectoryInUse when another process has the database open; nothing is touched then, and every
+    /// later call is to be refused. The errors of journal and commit; what is not done is then earlier work.
     [[nodiscard]] bool open(const std::string& path);
 
     /// Closes every file. An open transaction is left as a crash would leave it; a copy-over that the system
@@ -71,9 +74,13 @@ public:
     /// Whether open() was ever called.
     bool hasDirectory() const { return !directory_.empty(); }
 
+    /// Why nothing may be done until the next open(): another process has the database open. Null when it
+    /// may. May be called without the database's lock.
+    [[nodiscard]] const DirectoryInUse* lockOut() const { return isLockedOut_ ? &*lockOut_ : nullptr; }
+
     // Work that an earlier call could not finish
 
-    /// Tries it again, if there is any, and logs a failure.
+    /// Tries it again, if there is any, and logs a failure. Throws: DirectoryInUse, as open.
     void finishEarlierWork();
 
     bool hasEarlierWork() const { return unfinished_ != Unfinished::nothing; }
@@ -142,6 +149,7 @@ private:
     std::string fileNameOf(const std::string& tableName, std::string_view suffix) const;
     std::string workingCopyFor(Operation operation, const std::string& tableName);
     void recover();
+    void openJournal();
     void finish();
     void settleDecidedWork() noexcept;
     void writeFirstVersion(Operation operation, const std::string& tableName, const std::string& copyName,
@@ -165,6 +173,8 @@ private:
     std::set<std::string> leftOver_;  // working copies of refused statements that could not be removed
     bool autoCommit_ = true;
     Unfinished unfinished_ = Unfinished::nothing;
+    std::optional<DirectoryInUse> lockOut_;  // not changed while isLockedOut_
+    std::atomic<bool> isLockedOut_{false};
     std::string cause_;  // why the earlier work could not be finished
 };
 

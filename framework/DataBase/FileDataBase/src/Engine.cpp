@@ -68,6 +68,16 @@ void Engine::deinit() {
     lock_.reset();
 }
 
+// Whether another process keeps this one out of the database. The log then tells the call's failure.
+bool Engine::isLockedOut(const char* call) const {
+    const DirectoryInUse* const error = store_.lockOut();
+    if (error != nullptr) {
+        noteRefusal(*error);
+        FILEDB_LOG(kLogError, "%s Exception: %s", call, error->what());
+    }
+    return error != nullptr;
+}
+
 // Before init and after deinit there is no lock.
 void Engine::lock() {
     if (lock_ != nullptr) {
@@ -89,6 +99,9 @@ int Engine::update(const std::string& sql, va_list arguments) {
     forgetRefusal();
     if (!store_.hasDirectory()) {
         FILEDB_LOG(kLogError, "%s", "DB Error: Data Base is not initialised");
+        return kRefused;
+    }
+    if (isLockedOut("executeUpdate")) {
         return kRefused;
     }
     try {
@@ -201,6 +214,9 @@ std::unique_ptr<IResultTable> Engine::query(const std::string& sql, va_list argu
         FILEDB_LOG(kLogError, "%s", "DB Error: Data Base is not initialised");
         return nullptr;
     }
+    if (isLockedOut("executeQuery")) {
+        return nullptr;
+    }
     try {
         const Values values = BoundValues::collect(sql, arguments);
         const std::string statement = checkRemoveSemiColon(sql);
@@ -222,6 +238,9 @@ std::unique_ptr<IResultTable> Engine::query(const std::string& sql, va_list argu
 
 void Engine::beginTransaction() {
     FILEDB_LOG(kLogInfo, "%s", "beginTransaction");
+    if (store_.lockOut() != nullptr) {
+        return;  // nothing would end it
+    }
     lock();
     if (!transactionActive_ && lock_ != nullptr) {
         countsBeforeTransaction_ = lock_->count() - 1;
@@ -236,6 +255,9 @@ void Engine::beginTransaction() {
 bool Engine::commitTransaction() {
     FILEDB_LOG(kLogInfo, "%s", "commitTransaction");
     lock();
+    if (isLockedOut("commitTransaction")) {
+        return refuseToEndTransaction();
+    }
     if (!transactionActive_) {
         FILEDB_LOG(kLogError, "%s", "cannot commit - no transaction is active");
         return false;
@@ -253,6 +275,9 @@ bool Engine::commitTransaction() {
 bool Engine::rollbackTransaction() {
     FILEDB_LOG(kLogInfo, "%s", "rollbackTransaction");
     lock();
+    if (isLockedOut("rollbackTransaction")) {
+        return refuseToEndTransaction();
+    }
     if (!transactionActive_) {
         FILEDB_LOG(kLogError, "%s", "cannot rollback - no transaction is active");
         return false;
@@ -267,6 +292,16 @@ bool Engine::rollbackTransaction() {
     return true;
 }
 
+// A process that is locked out has changed nothing: no transaction stays open, and no thread waits for one.
+bool Engine::refuseToEndTransaction() {
+    if (transactionActive_) {
+        transactionEnded();
+    } else {
+        unlock();
+    }
+    return false;
+}
+
 void Engine::transactionEnded() {
     transactionActive_ = false;
     unlock();
@@ -276,7 +311,9 @@ void Engine::transactionEnded() {
 void Engine::abandonTransaction() {
     lock();
     if (transactionActive_) {
-        store_.abandonTransaction();
+        if (store_.lockOut() == nullptr) {
+            store_.abandonTransaction();
+        }
         transactionActive_ = false;
         while (lock_ != nullptr && lock_->count() > countsBeforeTransaction_ + 1) {
             lock_->unlock();

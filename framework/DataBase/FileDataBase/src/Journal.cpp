@@ -49,8 +49,13 @@ File& Journal::requireFile() {
 }
 
 void Journal::open(const std::string& path) {
-    close();
-    file_ = File::open(path, "a+");
+    file_ = {};
+    try {
+        file_ = openLocked(path, [&] { return File::open(path, "a+"); });
+    } catch (...) {
+        close();
+        throw;
+    }
     appends_ = true;
     saysCopying_ = false;
     refusedLength_.reset();
@@ -58,6 +63,20 @@ void Journal::open(const std::string& path) {
 
 void Journal::close() {
     file_ = {};
+    lock_.release();
+}
+
+// Another process may replace the file between its opening and its locking.
+template <typename Open>
+File Journal::openLocked(const std::string& path, Open open) {
+    constexpr int kMostTries = 10;
+    for (int tries = 0; tries < kMostTries; ++tries) {
+        File file = open();
+        if (lock_.moveTo(path, file.identity())) {
+            return file;
+        }
+    }
+    throw openError();
 }
 
 bool Journal::read(const std::function<void(Operation operation, const std::string& table)>& report) {
@@ -153,10 +172,12 @@ void Journal::writeState(bool copying) {
 void Journal::reset(const std::string& path) {
     if (!file_ || appends_ || !identity_.sameFile(FileIdentity::of(path))) {
         // The old file stays open until there is a new one, so that a reset that failed can be tried again.
-        File file = File::openForOverwrite(path);
+        File file = openLocked(path, [&] { return File::openForOverwrite(path); });
         identity_ = file.identity();
-        file_ = std::move(file);
+        std::swap(file_, file);
+        file = {};
         appends_ = false;
+        lock_.announce();
     }
     // The lines go before the state: of tables named after a state line "0" the next init removes the working
     // copies, also those that an interrupted copy-over still needs.

@@ -57,6 +57,7 @@ bool TableStore::open(const std::string& path) {
     // one is opened.
     pendingTables_.clear();
     leftOver_.clear();
+    isLockedOut_ = false;
     directory_ = std::move(directory);
     journalPath_ = std::move(journalPath);
     autoCommit_ = true;
@@ -81,7 +82,7 @@ void TableStore::close() {
 
 // Finishes or discards what the journal tells of.
 void TableStore::recover() {
-    journal_.open(journalPath_);
+    openJournal();
     pendingTables_.clear();
     const bool hasLines = journal_.read([this](Operation operation, const std::string& table) {
         pendingTables_.try_emplace(table, std::make_unique<PendingTable>(operation));
@@ -90,6 +91,20 @@ void TableStore::recover() {
         commit();
     } else {
         cleanUp(Unfinished::cleanUpAfterCommit);
+    }
+}
+
+void TableStore::openJournal() {
+    try {
+        journal_.open(journalPath_);
+    } catch (const DirectoryInUse& error) {
+        // The recovery is the other process's now.
+        unfinished_ = Unfinished::nothing;
+        pendingTables_.clear();
+        leftOver_.clear();
+        lockOut_ = error;
+        isLockedOut_ = true;
+        throw;
     }
 }
 
@@ -102,6 +117,9 @@ void TableStore::finishEarlierWork() {
     try {
         finish();
     } catch (const std::exception& error) {
+        if (isLockedOut_) {
+            throw;
+        }
         cause_ = error.what();
         cause_.erase(cause_.find_last_not_of('\n') + 1);
         FILEDB_LOG(kLogError, "finishEarlierWork Exception: %s", error.what());

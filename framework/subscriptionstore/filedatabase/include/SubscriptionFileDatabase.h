@@ -42,8 +42,8 @@ namespace Kalt::Vemo::Notification {
 ///
 /// Quotes inside a text are stored as they are; the text "NULL" is stored as NULL and reads back empty.
 ///
-/// Ownership: the caller owns the store; the store owns its database and keeps no argument. One store for
-/// each directory at a time, as IDatabase tells.
+/// Ownership: the caller owns the store; the store owns its database and keeps no argument. One process, and
+/// one store of it, for each directory at a time, as IDatabase tells.
 ///
 /// Threads: `init`, `deinit` and the setter belong to the owner, before and after all other traffic; every
 /// other call may come from any thread. A save whose statement the database refuses to take keeps the
@@ -73,8 +73,8 @@ public:
     /// @param path          not empty, without a NUL byte; the directory that is to hold the store's own must
     ///                      exist
     /// @param expiryTimeVal seconds that a saved subscription lives; below 1 it does not expire
-    /// @return false for a path that is refused, and when the system keeps the database or the table
-    ///         MySubscriptions from being made
+    /// @return false for a path that is refused, when another process has the directory open, and when the
+    ///         system keeps the database or the table MySubscriptions from being made
     bool init(std::string& path, int expiryTimeVal) override;
 
     bool deinit() override;
