@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <ctime>
 #include <string>
 #include <string_view>
 
@@ -9,14 +10,16 @@
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
-/// Tells one version of a file from another: equal identities mean the same, unchanged file. The identity of
-/// no file, which is the default, equals none, not even itself.
+/// What the system says of a file at one moment. The identity of no file, which is the default, equals none,
+/// not even itself.
+///
+/// Equal identities do not prove that the file is unchanged: KnownFile says what does.
 struct FileIdentity {
     unsigned long long device = 0;
     unsigned long long node = 0;
     long long size = -1;
-    long long seconds = 0;  // of the last change to content, owner or permissions
-    long nanoseconds = 0;
+    timespec changed{};  ///< when content, owner, permissions or name were changed last
+    timespec modified{};
 
     /// The identity of the file that the name leads to; that of no file when there is none.
     [[nodiscard]] static FileIdentity of(const std::string& fileName);
@@ -25,10 +28,7 @@ struct FileIdentity {
     bool sameFile(const FileIdentity& other) const {
         return isFile() && other.isFile() && device == other.device && node == other.node;
     }
-    bool operator==(const FileIdentity& other) const {
-        return sameFile(other) && size == other.size && seconds == other.seconds &&
-               nanoseconds == other.nanoseconds;
-    }
+    bool operator==(const FileIdentity& other) const;
 };
 
 /// Where a text differs from the text that it was made of: the bytes before `begin` and those from `end` on
@@ -105,8 +105,19 @@ public:
     /// a pipe or a device under the name of a table.
     [[nodiscard]] FileIdentity identity() const;
 
+    /// The same without an exception: the identity of no file when the system refuses, or when it is no
+    /// regular file.
+    [[nodiscard]] FileIdentity status() const noexcept;
+
     /// Throws: as identity, for what is no regular file.
     void requireRegular() const;
+
+    /// Sets the time of the last modification; false when the system refuses.
+    [[nodiscard]] bool setModificationTime(const timespec& time);
+
+    /// Whether the file is on a file system whose time stamps this machine gives: not on a network or a FUSE
+    /// file system.
+    [[nodiscard]] bool isOnLocalDisk() const;
 
     /// All bytes of the file. A read that comes back short is continued.
     ///
@@ -131,9 +142,8 @@ public:
     /// the old content.
     ///
     /// @param difference how `text` differs from what the file holds
-    /// @return the file's identity now
     /// Throws: as writeAt.
-    FileIdentity overwrite(std::string_view text, const Difference& difference = {});
+    void overwrite(std::string_view text, const Difference& difference = {});
 
     /// The same for a file that is known to have the identity `old`.
     void overwrite(std::string_view text, const Difference& difference, const FileIdentity& old);

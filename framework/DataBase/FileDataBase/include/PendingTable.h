@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "File.h"
+#include "KnownFile.h"
 #include "Operation.h"
 #include "TableText.h"
 
@@ -13,17 +14,16 @@ namespace Kalt::Vemo::Core::Database::Filedb {
 /// transaction has of it.
 struct OpenTable {
     File file;
-    FileIdentity identity;  ///< from just before it was read
+    KnownFile known;  ///< from just before it was read
 };
 
 /// A table that the open transaction, or the running statement, has changed: what was done to it, its working
 /// copy, and what is known of both files.
 ///
-/// The object keeps the text that was written last, and the identity that the working copy had then. As long
-/// as the file has that identity it is not read again, neither for the next statement nor to copy it over the
-/// table. The table's own file stays open: as long as its name leads to it, unchanged since it was read, only
-/// the part that differs is copied. A file that another program has changed is read, or overwritten, as a
-/// whole.
+/// The object keeps the text that was written last. As long as the working copy is provably the file that was
+/// left then, it is not read again, neither for the next statement nor to copy it over the table. The table's
+/// own file stays open: as long as its name leads to it, provably unchanged since it was read, only the part
+/// that differs is copied. Without proof a file is read, or overwritten, as a whole.
 ///
 /// When the system refuses to write a further version, the table's content stays what it was before: the
 /// working copy may then be half written, and only memory holds the content until restore() succeeds.
@@ -69,8 +69,19 @@ public:
     ///
     /// @param isRetry whether an earlier call failed: then memory may hold the content of a working copy that
     ///                another program has removed meanwhile
+    /// @return the table's file as it was left
     /// Throws: as File::open, File::overwrite and FileUtils::overwriteFrom.
-    void copyOver(const std::string& copyName, const std::string& tableName, bool isRetry);
+    [[nodiscard]] KnownFile copyOver(const std::string& copyName, const std::string& tableName, bool isRetry);
+
+    /// To be called when another table's working copy was written: what is remembered of this one's is over,
+    /// should it be the same file.
+    void copyWasWritten(const FileIdentity& copy);
+
+    /// The same for a table's own file.
+    void tableWasWritten(const FileIdentity& table);
+
+    /// The working copy as it was left.
+    const KnownFile& copy() const { return copy_; }
 
     /// To be called when the refused change of another table has damaged the working copy, to which both
     /// names lead.
@@ -80,14 +91,14 @@ public:
     void closeFile() { original_ = {}; }
 
 private:
-    void copyFromMemory(const std::string& tableName);
+    KnownFile copyFromMemory(const std::string& tableName);
 
     Operation operation_;
     bool onDisk_ = true;
     bool torn_ = false;
     TableVersion version_;
     bool holdsText_ = false;  // whether version_ is the table's content, as far as known
-    FileIdentity copy_;       // of the working copy while it holds version_
+    KnownFile copy_;          // the working copy, which holds version_
     OpenTable original_;
     Difference difference_ = Difference::none();  // between version_ and the table's own file
 };

@@ -10,6 +10,7 @@
 
 #include "File.h"
 #include "Journal.h"
+#include "KnownFile.h"
 #include "PendingTable.h"
 #include "RecordReader.h"
 #include "TableText.h"
@@ -97,7 +98,7 @@ public:
 
     /// Reads the file of openForChange, or gives what the running transaction wrote last when that is still
     /// the file's content. Throws: the open error, read errors.
-    [[nodiscard]] static ReadTable read(const TablePlace& place, File file);
+    [[nodiscard]] ReadTable read(const TablePlace& place, File file) const;
 
     /// Opens the table for a query; nothing when it is missing. Throws: as exists.
     [[nodiscard]] static std::optional<TableSource> openForQuery(const TablePlace& place);
@@ -146,8 +147,9 @@ private:
     void settleDecidedWork() noexcept;
     void writeFirstVersion(Operation operation, const std::string& tableName, const std::string& copyName,
                            OpenTable origin, TableVersion version);
-    static void writeNextVersion(PendingTable& pending, const std::string& copyName, OpenTable origin,
-                                 TableVersion version);
+    void writeNextVersion(PendingTable& pending, const std::string& copyName, OpenTable origin,
+                          TableVersion version);
+    void otherCopyWasWritten(const PendingTable& writer);
     bool distrustSharedCopy(const std::string& copyName);
     void takeBackJournalLine();
     void commitAtOnce();
@@ -163,6 +165,7 @@ private:
     /// lines.
     std::map<std::string, std::unique_ptr<PendingTable>> pendingTables_;
     std::set<std::string> leftOver_;  // working copies of refused statements that could not be removed
+    KnownFile::Memory leftTables_;    // as copyOver has left them
     bool autoCommit_ = true;
     Unfinished unfinished_ = Unfinished::nothing;
     std::string cause_;  // why the earlier work could not be finished

@@ -2,10 +2,13 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
+#include <iterator>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -34,7 +37,36 @@ auto uninterrupted(Call call) {
 }
 
 FileIdentity identityFrom(const struct stat& status) {
-    return {status.st_dev, status.st_ino, status.st_size, status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
+    return {status.st_dev, status.st_ino, status.st_size, status.st_ctim, status.st_mtim};
+}
+
+bool same(const timespec& left, const timespec& right) {
+    return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
+}
+
+// By the numbers that statfs(2) gives.
+bool isRemote(unsigned long type) {
+    constexpr unsigned long kRemoteTypes[] = {
+        0x6969,      // NFS
+        0x517B,      // SMB
+        0xFE534D42,  // SMB2
+        0xFF534D42,  // CIFS
+        0x65735546,  // FUSE, virtiofs
+        0x01021997,  // 9P
+        0x73757245,  // Coda
+        0x5346414F,  // AFS
+        0x6B414653,  // AFS of the kernel
+        0x00C36400,  // Ceph
+        0x0BD00BD0,  // Lustre
+        0x01161970,  // GFS2
+        0x7461636F,  // OCFS2
+        0x47504653,  // GPFS
+        0x20030528,  // OrangeFS
+        0x786F4256,  // folders of a virtual machine's host
+        0xBACBACBC,  // the same, another host
+        0x564C,      // NCP
+    };
+    return std::find(std::begin(kRemoteTypes), std::end(kRemoteTypes), type) != std::end(kRemoteTypes);
 }
 
 // The open(2) flags of an fopen mode; nothing for any other text.
@@ -71,6 +103,11 @@ void logCause(const std::string& fileName, const char* mode) {
 FileIdentity FileIdentity::of(const std::string& fileName) {
     struct stat status {};
     return stat(fileName.c_str(), &status) == 0 ? identityFrom(status) : FileIdentity{};
+}
+
+bool FileIdentity::operator==(const FileIdentity& other) const {
+    return sameFile(other) && size == other.size && same(changed, other.changed) &&
+           same(modified, other.modified);
 }
 
 Difference Difference::with(const Difference& later) const {
@@ -157,11 +194,30 @@ void File::requireRegular() const {
 }
 
 FileIdentity File::identity() const {
-    struct stat status {};
-    if (fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode)) {
+    const FileIdentity identity = status();
+    if (!identity.isFile()) {
         throw readError();
     }
-    return identityFrom(status);
+    return identity;
+}
+
+FileIdentity File::status() const noexcept {
+    struct stat status {};
+    const bool isFile = fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
+    return isFile ? identityFrom(status) : FileIdentity{};
+}
+
+bool File::setModificationTime(const timespec& time) {
+    timespec times[2]{};
+    times[0].tv_nsec = UTIME_OMIT;
+    times[1] = time;
+    return futimens(descriptor_, times) == 0;
+}
+
+bool File::isOnLocalDisk() const {
+    struct statfs status {};
+    // The type is a number of 32 bits, kept in a signed word.
+    return fstatfs(descriptor_, &status) == 0 && !isRemote(static_cast<std::uint32_t>(status.f_type));
 }
 
 Buffer File::readWhole(const FileIdentity& identity) const {
@@ -213,14 +269,11 @@ void File::truncate(std::size_t length) {
     }
 }
 
-FileIdentity File::overwrite(std::string_view text, const Difference& difference) {
+void File::overwrite(std::string_view text, const Difference& difference) {
     writeDifference(text, difference);
-    const FileIdentity now = identity();
-    if (now.size == static_cast<long long>(text.size())) {
-        return now;
+    if (identity().size != static_cast<long long>(text.size())) {
+        truncate(text.size());
     }
-    truncate(text.size());
-    return identity();
 }
 
 void File::overwrite(std::string_view text, const Difference& difference, const FileIdentity& old) {

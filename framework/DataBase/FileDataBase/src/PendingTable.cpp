@@ -14,23 +14,24 @@ void PendingTable::drop() {
 }
 
 TableVersion PendingTable::take(const OpenTable& table) {
-    if (table.identity == copy_) {
-        copy_ = {};
+    if (copy_.isStill(table.known.identity())) {
+        copy_.distrust();
         holdsText_ = false;
         return std::move(version_);
     }
     holdsText_ = false;
     // How this content differs from the table's own file is not known.
     original_ = {};
-    return TableVersion(table.file.readWhole(table.identity));
+    return TableVersion(table.file.readWhole(table.known.identity()));
 }
 
 void PendingTable::write(File copy, const Difference& difference, TableVersion version) {
     try {
-        copy_ = copy.overwrite(version.text.view(), difference);
+        copy.overwrite(version.text.view(), difference);
+        copy_ = KnownFile::left(copy);
         copy.close();
     } catch (...) {
-        copy_ = {};
+        copy_.distrust();
         if (version.undo) {
             version_ = TableVersion(std::move(version).previous());
             holdsText_ = true;
@@ -47,23 +48,35 @@ void PendingTable::write(File copy, const Difference& difference, TableVersion v
 
 void PendingTable::restore(const std::string& copyName) {
     File copy = File::openForOverwrite(copyName);
-    const FileIdentity written = copy.overwrite(version_.text.view());
+    copy.overwrite(version_.text.view());
+    const KnownFile written = KnownFile::left(copy);
     copy.close();
     copy_ = written;
     onDisk_ = true;
 }
 
+void PendingTable::copyWasWritten(const FileIdentity& copy) {
+    if (copy_.identity().sameFile(copy)) {
+        copy_.distrust();
+    }
+}
+
+void PendingTable::tableWasWritten(const FileIdentity& table) {
+    if (original_.known.identity().sameFile(table)) {
+        original_.known.distrust();
+    }
+}
+
 void PendingTable::distrustCopy() {
-    copy_ = {};
+    copy_.distrust();
     onDisk_ = onDisk_ && !holdsText_;
 }
 
-void PendingTable::copyOver(const std::string& copyName, const std::string& tableName, bool isRetry) {
+KnownFile PendingTable::copyOver(const std::string& copyName, const std::string& tableName, bool isRetry) {
     const FileIdentity copyNow = FileIdentity::of(copyName);
     const bool isMissing = !copyNow.isFile();
-    if (copyNow == copy_ || (isMissing && holdsText_ && (isRetry || torn_))) {
-        copyFromMemory(tableName);
-        return;
+    if (copy_.isStill(copyNow) || (isMissing && holdsText_ && (isRetry || torn_))) {
+        return copyFromMemory(tableName);
     }
     if (!isMissing) {
         holdsText_ = false;
@@ -75,15 +88,17 @@ void PendingTable::copyOver(const std::string& copyName, const std::string& tabl
     torn_ = true;
     FileUtils::overwriteFrom(std::move(table), std::move(copy));
     torn_ = false;
+    return {};
 }
 
-void PendingTable::copyFromMemory(const std::string& tableName) {
+KnownFile PendingTable::copyFromMemory(const std::string& tableName) {
     OpenTable original = std::move(original_);
     original_ = {};
-    if (FileIdentity::of(tableName) == original.identity) {
+    const FileIdentity tableNow = FileIdentity::of(tableName);
+    if (original.known.isStill(tableNow)) {
         File::logUse(tableName, "r+");
         torn_ = true;
-        original.file.overwrite(version_.text.view(), difference_, original.identity);
+        original.file.overwrite(version_.text.view(), difference_, tableNow);
     } else {
         original.file = File::openForOverwrite(tableName);
         original.file.requireRegular();
@@ -91,8 +106,10 @@ void PendingTable::copyFromMemory(const std::string& tableName) {
         original.file.overwrite(version_.text.view());
     }
     FileUtils::logEndOfCopy();
+    const KnownFile left = KnownFile::left(original.file);
     original.file.close();
     torn_ = false;
+    return left;
 }
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

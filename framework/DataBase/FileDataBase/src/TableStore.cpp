@@ -57,6 +57,7 @@ bool TableStore::open(const std::string& path) {
     // one is opened.
     pendingTables_.clear();
     leftOver_.clear();
+    leftTables_.clear();
     directory_ = std::move(directory);
     journalPath_ = std::move(journalPath);
     autoCommit_ = true;
@@ -208,6 +209,7 @@ std::optional<File> TableStore::openForChange(const TablePlace& place) {
     finishTornTables();  // another name may lead to the same table
     if (place.pending != nullptr && !place.pending->isOnDisk()) {
         place.pending->restore(place.fileName);
+        otherCopyWasWritten(*place.pending);
     }
     File file = File::openExisting(place.fileName, File::Access::readAndWrite);
     if (!file && !File::exists(place.fileName)) {
@@ -216,13 +218,13 @@ std::optional<File> TableStore::openForChange(const TablePlace& place) {
     return file;
 }
 
-ReadTable TableStore::read(const TablePlace& place, File file) {
+ReadTable TableStore::read(const TablePlace& place, File file) const {
     if (!file) {
         throw openError();
     }
-    const FileIdentity identity = file.identity();
-    OpenTable origin{std::move(file), identity};
-    TableVersion version = place.pending == nullptr ? TableVersion(origin.file.readWhole(identity))
+    const KnownFile known = KnownFile::read(file, leftTables_);
+    OpenTable origin{std::move(file), known};
+    TableVersion version = place.pending == nullptr ? TableVersion(origin.file.readWhole(known.identity()))
                                                     : place.pending->take(origin);
     return {std::move(origin), std::move(version)};
 }
@@ -300,6 +302,7 @@ void TableStore::writeFirstVersion(Operation operation, const std::string& table
         isOurs = true;
         // Written whole: a crash may have left a file of this name.
         pending->write(std::move(copy), {}, std::move(version));
+        otherCopyWasWritten(*pending);
         pendingTables_[tableName] = std::move(pending);
         leftOver_.erase(copyName);
     } catch (...) {
@@ -308,6 +311,15 @@ void TableStore::writeFirstVersion(Operation operation, const std::string& table
         }
         takeBackJournalLine();
         throw;
+    }
+}
+
+// Two names may lead to one working copy: what is remembered of it is what was written last.
+void TableStore::otherCopyWasWritten(const PendingTable& writer) {
+    for (const auto& [tableName, pending] : pendingTables_) {
+        if (pending.get() != &writer) {
+            pending->copyWasWritten(writer.copy().identity());
+        }
     }
 }
 
@@ -330,12 +342,14 @@ void TableStore::writeNextVersion(PendingTable& pending, const std::string& copy
     if (origin.file) {
         const Difference difference = version.difference;
         pending.write(std::move(origin.file), difference, std::move(version));
+        otherCopyWasWritten(pending);
         return;
     }
     // CREATE TABLE found no working copy: another program has removed it.
     File copy = File::openForOverwrite(copyName);
     try {
         pending.write(std::move(copy), {}, std::move(version));
+        otherCopyWasWritten(pending);
     } catch (...) {
         removeFile(copyName);
         throw;
@@ -422,6 +436,7 @@ void TableStore::commit() {
     for (const auto& [tableName, pending] : pendingTables_) {
         if (!pending->isOnDisk()) {
             pending->restore(fileNameOf(tableName, kBackupSuffix));
+            otherCopyWasWritten(*pending);
         }
     }
     const bool isRetry = unfinished_ == Unfinished::commit;
@@ -441,7 +456,12 @@ void TableStore::commit() {
 }
 
 void TableStore::copyOver(const std::string& tableName, PendingTable& pending, bool isRetry) {
-    pending.copyOver(fileNameOf(tableName, kBackupSuffix), fileNameOf(tableName, kTableSuffix), isRetry);
+    const KnownFile left =
+        pending.copyOver(fileNameOf(tableName, kBackupSuffix), fileNameOf(tableName, kTableSuffix), isRetry);
+    leftTables_.remember(left);
+    for (const auto& [name, other] : pendingTables_) {
+        other->tableWasWritten(left.identity());
+    }
 }
 
 // A table that a failed copy-over has left half written is finished before its working copy may be changed.
