@@ -161,6 +161,8 @@ TEST_F(KnownFileTest, AMarkThatIsRefusedIsNoErrorAndNoProof) {
 
 class ForeignChangeTest : public StatementTest {
 protected:
+    ForeignChangeTest() { useLevel(Synchronous::off); }
+
     void SetUp() override {
         StatementTest::SetUp();
         run("CREATE TABLE t (a INTEGER, b TEXT);");

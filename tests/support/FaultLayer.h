@@ -20,7 +20,10 @@ enum class Call {
     kTruncate,
     kFileStatus,
     kPathStatus,
-    kRemove
+    kRemove,     ///< and unlink
+    kRename,     ///< named by the new name
+    kSync,       ///< of a file or a directory
+    kAttributes  ///< times, mode, owner and extended attributes
 };
 
 /// One call on a file, for a filter to decide over.

@@ -24,6 +24,9 @@ struct FileIdentity {
     /// The identity of the file that the name leads to; that of no file when there is none.
     [[nodiscard]] static FileIdentity of(const std::string& fileName);
 
+    /// The same for what has the name itself: a symbolic link is not followed.
+    [[nodiscard]] static FileIdentity ofName(const std::string& fileName);
+
     bool isFile() const { return size >= 0; }
     bool sameFile(const FileIdentity& other) const {
         return isFile() && other.isFile() && device == other.device && node == other.node;
@@ -82,11 +85,27 @@ public:
     /// Throws: as open.
     [[nodiscard]] static File openForOverwrite(const std::string& fileName);
 
+    /// Makes a file; no file when the system refuses, also when anything of the name is there, a link that
+    /// leads nowhere included.
+    [[nodiscard]] static File makeNew(const std::string& fileName);
+
+    /// Makes a file in the place of what has the name.
+    ///
+    /// Throws: as open; what had the name is then still there.
+    [[nodiscard]] static File makeAnew(const std::string& fileName);
+
+    /// Opens an existing file for reading and writing; no file when the system refuses, and for a symbolic
+    /// link.
+    [[nodiscard]] static File openNoLink(const std::string& fileName);
+
     /// Whether this is a file.
     explicit operator bool() const { return descriptor_ >= 0; }
 
     /// Logs what opening `fileName` logs, when a file that was opened earlier is used.
     static void logUse(const std::string& fileName, const char* mode);
+
+    /// Logs what overwrite() logs of a text.
+    static void logWrite(std::string_view text);
 
     /// Closes the file and checks the result: some systems report a failed write only here.
     ///
@@ -111,6 +130,15 @@ public:
 
     /// Throws: as identity, for what is no regular file.
     void requireRegular() const;
+
+    /// For calls of the system that this class does not have.
+    int descriptor() const { return descriptor_; }
+
+    /// Brings content and size to the disk. After a failure the system may have forgotten what it could not
+    /// write, so the file must not be trusted any more: it is not tried again.
+    ///
+    /// Throws: as writeAt.
+    void sync();
 
     /// Sets the time of the last modification; false when the system refuses.
     [[nodiscard]] bool setModificationTime(const timespec& time);

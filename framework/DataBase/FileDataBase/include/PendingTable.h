@@ -40,6 +40,10 @@ public:
     /// From now on the commit drops the table.
     void drop();
 
+    /// Whether the commit that is under way has put the working copy in the table's place: there is none any
+    /// more, and the table's own file is its content. A further change ends it.
+    bool isDone() const { return done_; }
+
     /// False while only memory holds the table's content.
     bool isOnDisk() const { return onDisk_; }
 
@@ -60,9 +64,36 @@ public:
     /// Throws: as File::overwrite. The content is then the text that the version was made of, in memory.
     void write(File copy, const Difference& difference, TableVersion version);
 
+    /// To be called with a working copy that was made anew, before it is written.
+    void adopt(const File& copy) { made_ = copy.status(); }
+
     /// Writes the content that only memory holds into the working copy `copyName`.
+    ///
+    /// @param anew whether into a new file
     /// Throws: as File::openForOverwrite and File::overwrite; nothing else has changed then.
-    void restore(const std::string& copyName);
+    void restore(const std::string& copyName, bool anew);
+
+    /// Makes the working copy ready to take the table's place: a regular file that the engine has made, with
+    /// the table's attributes, on the disk. One that another program has changed, or that an earlier process
+    /// has left, is copied to a new file first. A missing one is left to replace().
+    ///
+    /// @param target what the table's name leads to
+    /// @param isRetry as for copyOver
+    /// Throws: as Replacement::giveAttributes, File::sync, FileUtils::overwriteFrom.
+    void prepare(const std::string& copyName, const std::string& target, bool isRetry);
+
+    /// The working copy is the one of `other`, which is prepared.
+    void shareCopy(const PendingTable& other);
+
+    /// The file that prepare() has made ready.
+    const FileIdentity& prepared() const { return made_; }
+
+    /// Puts the working copy in the table's place.
+    /// Throws: as Replacement::replace; the open error when it is missing or not the one that is prepared.
+    void replace(const std::string& copyName, const std::string& target);
+
+    /// To be called when the working copy was put in the table's place by another name.
+    void becomeDone();
 
     /// Copies the working copy over the table. It is opened before the table: without it the table stays as
     /// it was.
@@ -91,14 +122,19 @@ public:
     void closeFile() { original_ = {}; }
 
 private:
+    File copyAnew(const std::string& copyName);
     KnownFile copyFromMemory(const std::string& tableName);
 
     Operation operation_;
     bool onDisk_ = true;
     bool torn_ = false;
+    bool done_ = false;
+    bool synced_ = false;      // the working copy, since it was written
+    bool copyLogged_ = false;  // what the commit logs of a copy
     TableVersion version_;
     bool holdsText_ = false;  // whether version_ is the table's content, as far as known
     KnownFile copy_;          // the working copy, which holds version_
+    FileIdentity made_;       // of the working copy that the engine itself has made
     OpenTable original_;
     Difference difference_ = Difference::none();  // between version_ and the table's own file
 };

@@ -41,6 +41,12 @@ struct TableSource {
     RecordReader records() && = delete;
 };
 
+/// How a commit brings working copies into their tables.
+struct Finish {
+    bool replaces;          ///< puts them in the tables' places, synced; otherwise they are copied over them
+    bool syncsDirectories;  ///< and syncs the directories in which names have changed
+};
+
 /// The files of one database: its directory, its journal, the tables' files and their working copies. Changes
 /// go to working copies; a commit copies them over the tables, a rollback discards them. It knows the bytes
 /// of tables, and no statements.
@@ -52,7 +58,7 @@ struct TableSource {
 /// SystemRefusal when the operating system is the cause.
 class TableStore {
 public:
-    TableStore() = default;
+    explicit TableStore(Finish finish) : finish_(finish), journal_(finish.replaces) {}
     TableStore(const TableStore&) = delete;
     TableStore& operator=(const TableStore&) = delete;
 
@@ -154,10 +160,17 @@ private:
     void takeBackJournalLine();
     void commitAtOnce();
     void discard();
+    File makeCopy(const std::string& copyName, PendingTable& pending);
+    void restore(const std::string& tableName, PendingTable& pending);
+    void prepareReplacements(bool isRetry);
+    void replace(const std::string& tableName, PendingTable& pending);
+    void nameChanged(const std::string& fileName);
+    void syncDirectories();
     void copyOver(const std::string& tableName, PendingTable& pending, bool isRetry);
     void finishTornTables();
     void cleanUp(Unfinished kind);
 
+    const Finish finish_;
     std::string directory_;
     std::string journalPath_;
     Journal journal_;
@@ -165,7 +178,8 @@ private:
     /// lines.
     std::map<std::string, std::unique_ptr<PendingTable>> pendingTables_;
     std::set<std::string> leftOver_;  // working copies of refused statements that could not be removed
-    KnownFile::Memory leftTables_;    // as copyOver has left them
+    std::set<std::string> unsyncedDirectories_;
+    KnownFile::Memory leftTables_;  // as copyOver has left them
     bool autoCommit_ = true;
     Unfinished unfinished_ = Unfinished::nothing;
     std::string cause_;  // why the earlier work could not be finished

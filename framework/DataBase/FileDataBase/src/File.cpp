@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <iterator>
 #include <optional>
 #include <system_error>
@@ -15,6 +16,7 @@
 
 #include "EngineErrors.h"
 #include "EngineLog.h"
+#include "TableFormat.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
@@ -86,11 +88,15 @@ std::optional<int> flagsOf(const std::string& mode) {
 }
 
 // Does not block: a named pipe under a table's name must not hang a statement. Regular files never block.
-int openDescriptor(const std::string& fileName, int flags, const char* mode) {
-    File::logUse(fileName, mode);
+int openSilently(const std::string& fileName, int flags) {
     constexpr mode_t kPermissions = 0666;  // less the process's umask, as for fopen
     return uninterrupted(
         [&] { return ::open(fileName.c_str(), flags | O_CLOEXEC | O_NONBLOCK, kPermissions); });
+}
+
+int openDescriptor(const std::string& fileName, int flags, const char* mode) {
+    File::logUse(fileName, mode);
+    return openSilently(fileName, flags);
 }
 
 void logCause(const std::string& fileName, const char* mode) {
@@ -99,6 +105,11 @@ void logCause(const std::string& fileName, const char* mode) {
 }
 
 }  // namespace
+
+FileIdentity FileIdentity::ofName(const std::string& fileName) {
+    struct stat status {};
+    return lstat(fileName.c_str(), &status) == 0 ? identityFrom(status) : FileIdentity{};
+}
 
 FileIdentity FileIdentity::of(const std::string& fileName) {
     struct stat status {};
@@ -161,6 +172,36 @@ File File::openForOverwrite(const std::string& fileName) {
     return openOrThrow(fileName, O_RDWR | O_CREAT, "r+");
 }
 
+File File::makeNew(const std::string& fileName) {
+    return File(openSilently(fileName, O_RDWR | O_CREAT | O_EXCL));
+}
+
+File File::makeAnew(const std::string& fileName) {
+    constexpr const char* kMode = "r+";
+    logUse(fileName, kMode);
+    File file = makeNew(fileName);
+    if (!file && errno == EEXIST) {
+        const std::string fresh = fileName + kNewSuffix;
+        static_cast<void>(unlink(fresh.c_str()));
+        file = makeNew(fresh);
+        if (file && std::rename(fresh.c_str(), fileName.c_str()) != 0) {
+            const int error = errno;
+            file = {};
+            static_cast<void>(unlink(fresh.c_str()));
+            errno = error;
+        }
+    }
+    if (!file) {
+        logCause(fileName, kMode);
+        throw openError();
+    }
+    return file;
+}
+
+File File::openNoLink(const std::string& fileName) {
+    return File(openSilently(fileName, O_RDWR | O_NOFOLLOW));
+}
+
 File File::openOrThrow(const std::string& fileName, int flags, const char* mode) {
     File file(openDescriptor(fileName, flags, mode));
     if (!file) {
@@ -205,6 +246,12 @@ FileIdentity File::status() const noexcept {
     struct stat status {};
     const bool isFile = fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
     return isFile ? identityFrom(status) : FileIdentity{};
+}
+
+void File::sync() {
+    if (fdatasync(descriptor_) != 0) {
+        throw writeError();
+    }
 }
 
 bool File::setModificationTime(const timespec& time) {
@@ -283,8 +330,12 @@ void File::overwrite(std::string_view text, const Difference& difference, const 
     }
 }
 
-void File::writeDifference(std::string_view text, const Difference& difference) {
+void File::logWrite(std::string_view text) {
     FILEDB_LOG(kLogTrace, "Writing Records to File: %.*s", static_cast<int>(text.size()), text.data());
+}
+
+void File::writeDifference(std::string_view text, const Difference& difference) {
+    logWrite(text);
     const std::size_t end = std::min(difference.end, text.size());
     const std::size_t begin = std::min(difference.begin, end);
     writeAt(begin, text.substr(begin, end - begin));
