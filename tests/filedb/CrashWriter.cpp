@@ -9,6 +9,7 @@
 #include "FileDatabase.h"
 
 using Kalt::Vemo::Core::Database::Filedb::FileDatabase;
+using Kalt::Vemo::Core::Database::Filedb::Synchronous;
 
 namespace {
 
@@ -72,6 +73,7 @@ int main(int argc, char** argv) {
         std::fputs("usage: filedb_crash_writer PATH SCENARIO\n", stderr);
         return 2;
     }
-    FileDatabase database;
+    // Only where tables are written over does a crash leave one to repair.
+    FileDatabase database(Synchronous::off);
     return database.init(argv[1]) && scenario->second(database) ? 0 : 1;
 }

@@ -1,7 +1,10 @@
+#include <filesystem>
 #include <locale>
 #include <type_traits>
 
+#include "FileDatabase.h"
 #include "IDatabase.h"
+#include "StoreAccess.h"
 #include "StoreTest.h"
 #include "VEMOFileSubscriptionDB.h"
 
@@ -16,6 +19,23 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 class StoreLifecycle : public StoreTest {};
+
+TEST_F(StoreLifecycle, TheLevelDecidesWhetherATableIsReplaced) {
+    using Core::Database::Filedb::Synchronous;
+    for (const Synchronous level : {Synchronous::off, Synchronous::normal, Synchronous::full}) {
+        const TemporaryDirectory place;
+        std::string where = place.file("db");
+        const auto made = Notification::StoreAccess::make(level);
+        ASSERT_TRUE(made->init(where, 60));
+        const std::string table = where + "_filedb/MySubscriptions.table";
+        const std::string other = place.file("other");
+        std::filesystem::create_hard_link(table, other);
+        Notification::SubscriptionRecord record;
+        record.deviceId = "lamp";
+        ASSERT_TRUE(made->savePendingMySubscription(1, record));
+        EXPECT_EQ(readFile(table) == readFile(other), level == Synchronous::off);
+    }
+}
 
 TEST_F(StoreLifecycle, FactoryMakesAStoreThatTheCallerOwns) {
     const std::unique_ptr<ISubscriptionDB> made(VEMOFileSubscriptionDB::createInstance());

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "EngineAccess.h"
 #include "FileDatabase.h"
 #include "IResultTable.h"
 #include "TableFormat.h"
@@ -19,12 +20,21 @@ protected:
     using FileDatabase = Core::Database::Filedb::FileDatabase;
     using Result = std::unique_ptr<Core::Database::IResultTable>;
 
+    using Synchronous = Core::Database::Filedb::Synchronous;
+
+    /// From now on databases have this level, instead of the one that the library is built with.
+    void useLevel(Synchronous level) {
+        level_ = level;
+        database = std::make_unique<FileDatabase>(level_);
+    }
+    Synchronous level() const { return level_; }
+
     /// Opens the database; the files live in directory().
     void open() { ASSERT_TRUE(database->init(path())) << log.dump(); }
 
     /// Closes the database as a clean stop would, and opens it again.
     void reopen() {
-        database = std::make_unique<FileDatabase>();
+        database = std::make_unique<FileDatabase>(level_);
         open();
     }
 
@@ -55,6 +65,9 @@ protected:
     TemporaryDirectory temporary;
     LogCapture log;
     std::unique_ptr<FileDatabase> database = std::make_unique<FileDatabase>();
+
+private:
+    Synchronous level_ = Core::Database::Filedb::EngineAccess::defaultSynchronous();
 };
 
 }  // namespace Kalt::Vemo::Test

@@ -58,6 +58,9 @@ constexpr Errors kErrors[] = {
     {Call::kPathStatus, {EIO, EACCES}},
     {Call::kLock, {EIO, EACCES, EAGAIN, EINTR, ENOLCK}},
     {Call::kRemove, {EIO, EACCES}},
+    {Call::kRename, {EIO, ENOSPC, EACCES, EXDEV}},
+    {Call::kSync, {EIO, ENOSPC, EINVAL}},
+    {Call::kAttributes, {EIO, ENOSPC, EACCES, EPERM}},
 };
 
 bool canGive(Call call, int error) {
@@ -252,11 +255,24 @@ int __real_stat(const char* path, struct stat* status);
 int __real_stat64(const char* path, struct stat* status);
 int __real_fcntl(int descriptor, int command, ...);
 int __real_fcntl64(int descriptor, int command, ...);
+int __real_lstat(const char* path, struct stat* status);
+int __real_lstat64(const char* path, struct stat* status);
 int __real_remove(const char* path);
+int __real_unlink(const char* path);
+int __real_rename(const char* from, const char* to);
+int __real_fsync(int descriptor);
+int __real_fdatasync(int descriptor);
+int __real_futimens(int descriptor, const struct timespec* times);
+int __real_fchmod(int descriptor, mode_t mode);
+int __real_fchown(int descriptor, uid_t owner, gid_t group);
+int __real_fsetxattr(int descriptor, const char* name, const void* value, std::size_t size, int flags);
+int __real_fremovexattr(int descriptor, const char* name);
 // 32-bit platforms with 64-bit time give these names; elsewhere there are none such.
 int __real___fcntl_time64(int descriptor, int command, ...) __attribute__((weak));
 int __real___fstat64_time64(int descriptor, struct stat* status) __attribute__((weak));
 int __real___stat64_time64(const char* path, struct stat* status) __attribute__((weak));
+int __real___lstat64_time64(const char* path, struct stat* status) __attribute__((weak));
+int __real___futimens64(int descriptor, const struct timespec* times) __attribute__((weak));
 
 }  // extern "C"
 
@@ -438,7 +454,20 @@ int __wrap___stat64_time64(const char* path, struct stat* status);
 int __wrap_fcntl(int descriptor, int command, ...);
 int __wrap_fcntl64(int descriptor, int command, ...);
 int __wrap___fcntl_time64(int descriptor, int command, ...);
+int __wrap_lstat(const char* path, struct stat* status);
+int __wrap_lstat64(const char* path, struct stat* status);
+int __wrap___lstat64_time64(const char* path, struct stat* status);
 int __wrap_remove(const char* path);
+int __wrap_unlink(const char* path);
+int __wrap_rename(const char* from, const char* to);
+int __wrap_fsync(int descriptor);
+int __wrap_fdatasync(int descriptor);
+int __wrap_futimens(int descriptor, const struct timespec* times);
+int __wrap___futimens64(int descriptor, const struct timespec* times);
+int __wrap_fchmod(int descriptor, mode_t mode);
+int __wrap_fchown(int descriptor, uid_t owner, gid_t group);
+int __wrap_fsetxattr(int descriptor, const char* name, const void* value, std::size_t size, int flags);
+int __wrap_fremovexattr(int descriptor, const char* name);
 
 int __wrap_open(const char* path, int flags, ...) {
     va_list arguments;
@@ -552,6 +581,63 @@ VEMO_WRAP_FCNTL(__fcntl_time64)
 
 int __wrap_remove(const char* path) {
     return Layer::works(Call::kRemove, {path, -1}) ? __real_remove(path) : -1;
+}
+
+int __wrap_lstat(const char* path, struct stat* status) {
+    return Layer::pathStatus(path, status, __real_lstat);
+}
+
+int __wrap_lstat64(const char* path, struct stat* status) {
+    return Layer::pathStatus(path, status, __real_lstat64);
+}
+
+int __wrap___lstat64_time64(const char* path, struct stat* status) {
+    return Layer::pathStatus(path, status, __real___lstat64_time64);
+}
+
+int __wrap_unlink(const char* path) {
+    return Layer::works(Call::kRemove, {path, -1}) ? __real_unlink(path) : -1;
+}
+
+int __wrap_rename(const char* from, const char* to) {
+    return Layer::works(Call::kRename, {to, -1}) ? __real_rename(from, to) : -1;
+}
+
+int __wrap_fsync(int descriptor) {
+    return Layer::works(Call::kSync, {nullptr, descriptor}) ? __real_fsync(descriptor) : -1;
+}
+
+int __wrap_fdatasync(int descriptor) {
+    return Layer::works(Call::kSync, {nullptr, descriptor}) ? __real_fdatasync(descriptor) : -1;
+}
+
+int __wrap_futimens(int descriptor, const struct timespec* times) {
+    return Layer::works(Call::kAttributes, {nullptr, descriptor}) ? __real_futimens(descriptor, times) : -1;
+}
+
+int __wrap___futimens64(int descriptor, const struct timespec* times) {
+    return Layer::works(Call::kAttributes, {nullptr, descriptor}) ? __real___futimens64(descriptor, times)
+                                                                  : -1;
+}
+
+int __wrap_fchmod(int descriptor, mode_t mode) {
+    return Layer::works(Call::kAttributes, {nullptr, descriptor}) ? __real_fchmod(descriptor, mode) : -1;
+}
+
+int __wrap_fchown(int descriptor, uid_t owner, gid_t group) {
+    return Layer::works(Call::kAttributes, {nullptr, descriptor}) ? __real_fchown(descriptor, owner, group)
+                                                                  : -1;
+}
+
+int __wrap_fsetxattr(int descriptor, const char* name, const void* value, std::size_t size, int flags) {
+    return Layer::works(Call::kAttributes, {nullptr, descriptor})
+               ? __real_fsetxattr(descriptor, name, value, size, flags)
+               : -1;
+}
+
+int __wrap_fremovexattr(int descriptor, const char* name) {
+    return Layer::works(Call::kAttributes, {nullptr, descriptor}) ? __real_fremovexattr(descriptor, name)
+                                                                  : -1;
 }
 
 }  // extern "C"

@@ -21,7 +21,10 @@ enum class Call {
     kFileStatus,
     kPathStatus,
     kLock,
-    kRemove
+    kRemove,     ///< and unlink
+    kRename,     ///< named by the new name
+    kSync,       ///< of a file or a directory
+    kAttributes  ///< times, mode, owner and extended attributes
 };
 
 /// One call on a file, for a filter to decide over.

@@ -21,11 +21,13 @@ class IResultTable;
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
+enum class Synchronous;
+
 /// The implementation of FileDatabase: receives statements, holds the lock, sends each statement to its
 /// handler and decides what the calls return. IDatabase tells what each call does.
 class Engine {
 public:
-    explicit Engine(Statements::LineCheck mayStore) : statements_(store_, mayStore) {}
+    Engine(Statements::LineCheck mayStore, Synchronous synchronous);
 
     [[nodiscard]] bool init(const std::string& path);
     void deinit();

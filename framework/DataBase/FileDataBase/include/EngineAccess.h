@@ -6,6 +6,8 @@ class IDatabase;
 
 namespace Filedb {
 
+enum class Synchronous;
+
 /// What a database offers the subscription store beyond `IDatabase`.
 class EngineAccess {
 public:
@@ -17,6 +19,9 @@ public:
     ///
     /// Requires: `database` is a FileDatabase.
     static void endTransaction(IDatabase& database);
+
+    /// The level of a database that is made without one.
+    static Synchronous defaultSynchronous();
 };
 
 }  // namespace Filedb

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <ctime>
 #include <string>
 #include <string_view>
 
@@ -9,26 +10,28 @@
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
-/// Tells one version of a file from another: equal identities mean the same, unchanged file. The identity of
-/// no file, which is the default, equals none, not even itself.
+/// What the system says of a file at one moment. The identity of no file, which is the default, equals none,
+/// not even itself.
+///
+/// Equal identities do not prove that the file is unchanged: KnownFile says what does.
 struct FileIdentity {
     unsigned long long device = 0;
     unsigned long long node = 0;
     long long size = -1;
-    long long seconds = 0;  // of the last change to content, owner or permissions
-    long nanoseconds = 0;
+    timespec changed{};  ///< when content, owner, permissions or name were changed last
+    timespec modified{};
 
     /// The identity of the file that the name leads to; that of no file when there is none.
     [[nodiscard]] static FileIdentity of(const std::string& fileName);
+
+    /// The same for what has the name itself: a symbolic link is not followed.
+    [[nodiscard]] static FileIdentity ofName(const std::string& fileName);
 
     bool isFile() const { return size >= 0; }
     bool sameFile(const FileIdentity& other) const {
         return isFile() && other.isFile() && device == other.device && node == other.node;
     }
-    bool operator==(const FileIdentity& other) const {
-        return sameFile(other) && size == other.size && seconds == other.seconds &&
-               nanoseconds == other.nanoseconds;
-    }
+    bool operator==(const FileIdentity& other) const;
 };
 
 /// Where a text differs from the text that it was made of: the bytes before `begin` and those from `end` on
@@ -82,11 +85,27 @@ public:
     /// Throws: as open.
     [[nodiscard]] static File openForOverwrite(const std::string& fileName);
 
+    /// Makes a file; no file when the system refuses, also when anything of the name is there, a link that
+    /// leads nowhere included.
+    [[nodiscard]] static File makeNew(const std::string& fileName);
+
+    /// Makes a file in the place of what has the name.
+    ///
+    /// Throws: as open; what had the name is then still there.
+    [[nodiscard]] static File makeAnew(const std::string& fileName);
+
+    /// Opens an existing file for reading and writing; no file when the system refuses, and for a symbolic
+    /// link.
+    [[nodiscard]] static File openNoLink(const std::string& fileName);
+
     /// Whether this is a file.
     explicit operator bool() const { return descriptor_ >= 0; }
 
     /// Logs what opening `fileName` logs, when a file that was opened earlier is used.
     static void logUse(const std::string& fileName, const char* mode);
+
+    /// Logs what overwrite() logs of a text.
+    static void logWrite(std::string_view text);
 
     /// Closes the file and checks the result: some systems report a failed write only here.
     ///
@@ -105,8 +124,28 @@ public:
     /// a pipe or a device under the name of a table.
     [[nodiscard]] FileIdentity identity() const;
 
+    /// The same without an exception: the identity of no file when the system refuses, or when it is no
+    /// regular file.
+    [[nodiscard]] FileIdentity status() const noexcept;
+
     /// Throws: as identity, for what is no regular file.
     void requireRegular() const;
+
+    /// For calls of the system that this class does not have.
+    int descriptor() const { return descriptor_; }
+
+    /// Brings content and size to the disk. After a failure the system may have forgotten what it could not
+    /// write, so the file must not be trusted any more: it is not tried again.
+    ///
+    /// Throws: as writeAt.
+    void sync();
+
+    /// Sets the time of the last modification; false when the system refuses.
+    [[nodiscard]] bool setModificationTime(const timespec& time);
+
+    /// Whether the file is on a file system whose time stamps this machine gives: not on a network or a FUSE
+    /// file system.
+    [[nodiscard]] bool isOnLocalDisk() const;
 
     /// All bytes of the file. A read that comes back short is continued.
     ///
@@ -131,9 +170,8 @@ public:
     /// the old content.
     ///
     /// @param difference how `text` differs from what the file holds
-    /// @return the file's identity now
     /// Throws: as writeAt.
-    FileIdentity overwrite(std::string_view text, const Difference& difference = {});
+    void overwrite(std::string_view text, const Difference& difference = {});
 
     /// The same for a file that is known to have the identity `old`.
     void overwrite(std::string_view text, const Difference& difference, const FileIdentity& old);

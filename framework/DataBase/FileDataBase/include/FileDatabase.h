@@ -11,6 +11,20 @@ namespace Kalt::Vemo::Core::Database::Filedb {
 
 class Engine;
 
+/// What a database does so that changes outlive a power cut. Whatever the value, each table is as before or
+/// as after a change when the process is killed, but for one window of `off` that `filedb repair` closes.
+enum class Synchronous {
+    /// Nothing: a power cut may lose or tear what was not yet on the disk. Changes are written over the
+    /// tables' files.
+    off,
+    /// After a power cut each table is whole, as some statement has left it; how far back, the file system
+    /// decides. A changed table's file is replaced by a new one: its inode changes, a symbolic link to it is
+    /// followed, and a further name keeps the old content.
+    normal,
+    /// As `normal`, and what was reported done is there.
+    full
+};
+
 /// A database kept in plain text files: one directory, one file for each table, one journal.
 ///
 /// `IDatabase` tells what each call does, what it returns on failure, and which thread may call it when.
@@ -41,11 +55,18 @@ public:
     /// @param mayStore what is asked; null stores every line
     explicit FileDatabase(LineCheck mayStore);
 
+    /// The same with a level of its own.
+    FileDatabase(LineCheck mayStore, Synchronous synchronous);
+
     /// @name For programs other than the store
     /// @{
 
     /// Makes a database, not yet open, that stores every line that INSERT and UPDATE make.
     FileDatabase();
+
+    /// The same with a level of its own. Without one it is the level that the library was built with, `full`
+    /// unless the build says otherwise.
+    explicit FileDatabase(Synchronous synchronous);
 
     /// @}
 

@@ -63,6 +63,10 @@ private:
 /// open journal and has none raises the writer's seek error.
 class Journal {
 public:
+    /// @param outlivesPowerCuts whether a line that a recovery acts on is gone from the disk, too, when a
+    ///                          reset has removed it
+    explicit Journal(bool outlivesPowerCuts) : outlivesPowerCuts_(outlivesPowerCuts) {}
+
     /// Opens the journal at `path`, made when missing, in place of the one that is open.
     ///
     /// Throws: DirectoryInUse when another process has it open, the open error. No journal is open then.
@@ -104,15 +108,19 @@ private:
     File openLocked(const std::string& path, Open open);
     File& requireFile();
     void truncate(std::size_t length);
+    void sync();
 
     struct AppendedLine {
         std::size_t begin;
         std::string text;
     };
 
+    bool outlivesPowerCuts_;
+    bool isActedOn_ = false;  // it holds, or held, a line that a recovery acts on
+    bool isSpoilt_ = false;   // a sync has failed: the disk may never get what was written
     File file_;
     DirectoryLock lock_;
-    FileIdentity identity_;
+    FileIdentity identity_;     // only to tell whether the path still leads to file_
     bool appends_ = false;      // opened with "a+": every write goes to the end
     bool saysCopying_ = false;  // the state "1" was written last
     std::optional<AppendedLine> lastLine_;

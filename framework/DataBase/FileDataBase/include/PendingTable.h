@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "File.h"
+#include "KnownFile.h"
 #include "Operation.h"
 #include "TableText.h"
 
@@ -13,17 +14,16 @@ namespace Kalt::Vemo::Core::Database::Filedb {
 /// transaction has of it.
 struct OpenTable {
     File file;
-    FileIdentity identity;  ///< from just before it was read
+    KnownFile known;  ///< from just before it was read
 };
 
 /// A table that the open transaction, or the running statement, has changed: what was done to it, its working
 /// copy, and what is known of both files.
 ///
-/// The object keeps the text that was written last, and the identity that the working copy had then. As long
-/// as the file has that identity it is not read again, neither for the next statement nor to copy it over the
-/// table. The table's own file stays open: as long as its name leads to it, unchanged since it was read, only
-/// the part that differs is copied. A file that another program has changed is read, or overwritten, as a
-/// whole.
+/// The object keeps the text that was written last. As long as the working copy is provably the file that was
+/// left then, it is not read again, neither for the next statement nor to copy it over the table. The table's
+/// own file stays open: as long as its name leads to it, provably unchanged since it was read, only the part
+/// that differs is copied. Without proof a file is read, or overwritten, as a whole.
 ///
 /// When the system refuses to write a further version, the table's content stays what it was before: the
 /// working copy may then be half written, and only memory holds the content until restore() succeeds.
@@ -39,6 +39,10 @@ public:
 
     /// From now on the commit drops the table.
     void drop();
+
+    /// Whether the commit that is under way has put the working copy in the table's place: there is none any
+    /// more, and the table's own file is its content. A further change ends it.
+    bool isDone() const { return done_; }
 
     /// False while only memory holds the table's content.
     bool isOnDisk() const { return onDisk_; }
@@ -60,17 +64,55 @@ public:
     /// Throws: as File::overwrite. The content is then the text that the version was made of, in memory.
     void write(File copy, const Difference& difference, TableVersion version);
 
+    /// To be called with a working copy that was made anew, before it is written.
+    void adopt(const File& copy) { made_ = copy.status(); }
+
     /// Writes the content that only memory holds into the working copy `copyName`.
+    ///
+    /// @param anew whether into a new file
     /// Throws: as File::openForOverwrite and File::overwrite; nothing else has changed then.
-    void restore(const std::string& copyName);
+    void restore(const std::string& copyName, bool anew);
+
+    /// Makes the working copy ready to take the table's place: a regular file that the engine has made, with
+    /// the table's attributes, on the disk. One that another program has changed, or that an earlier process
+    /// has left, is copied to a new file first. A missing one is left to replace().
+    ///
+    /// @param target what the table's name leads to
+    /// @param isRetry as for copyOver
+    /// Throws: as Replacement::giveAttributes, File::sync, FileUtils::overwriteFrom.
+    void prepare(const std::string& copyName, const std::string& target, bool isRetry);
+
+    /// The working copy is the one of `other`, which is prepared.
+    void shareCopy(const PendingTable& other);
+
+    /// The file that prepare() has made ready.
+    const FileIdentity& prepared() const { return made_; }
+
+    /// Puts the working copy in the table's place.
+    /// Throws: as Replacement::replace; the open error when it is missing or not the one that is prepared.
+    void replace(const std::string& copyName, const std::string& target);
+
+    /// To be called when the working copy was put in the table's place by another name.
+    void becomeDone();
 
     /// Copies the working copy over the table. It is opened before the table: without it the table stays as
     /// it was.
     ///
     /// @param isRetry whether an earlier call failed: then memory may hold the content of a working copy that
     ///                another program has removed meanwhile
+    /// @return the table's file as it was left
     /// Throws: as File::open, File::overwrite and FileUtils::overwriteFrom.
-    void copyOver(const std::string& copyName, const std::string& tableName, bool isRetry);
+    [[nodiscard]] KnownFile copyOver(const std::string& copyName, const std::string& tableName, bool isRetry);
+
+    /// To be called when another table's working copy was written: what is remembered of this one's is over,
+    /// should it be the same file.
+    void copyWasWritten(const FileIdentity& copy);
+
+    /// The same for a table's own file.
+    void tableWasWritten(const FileIdentity& table);
+
+    /// The working copy as it was left.
+    const KnownFile& copy() const { return copy_; }
 
     /// To be called when the refused change of another table has damaged the working copy, to which both
     /// names lead.
@@ -80,14 +122,19 @@ public:
     void closeFile() { original_ = {}; }
 
 private:
-    void copyFromMemory(const std::string& tableName);
+    File copyAnew(const std::string& copyName);
+    KnownFile copyFromMemory(const std::string& tableName);
 
     Operation operation_;
     bool onDisk_ = true;
     bool torn_ = false;
+    bool done_ = false;
+    bool synced_ = false;      // the working copy, since it was written
+    bool copyLogged_ = false;  // what the commit logs of a copy
     TableVersion version_;
     bool holdsText_ = false;  // whether version_ is the table's content, as far as known
-    FileIdentity copy_;       // of the working copy while it holds version_
+    KnownFile copy_;          // the working copy, which holds version_
+    FileIdentity made_;       // of the working copy that the engine itself has made
     OpenTable original_;
     Difference difference_ = Difference::none();  // between version_ and the table's own file
 };

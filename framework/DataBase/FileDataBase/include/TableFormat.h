@@ -19,6 +19,9 @@ inline constexpr const char* kJournalName = "master_rollback";
 inline constexpr const char* kTableSuffix = ".table";
 inline constexpr const char* kBackupSuffix = ".backup";
 
+/// Follows a file's name while a new file is made that takes its place.
+inline constexpr const char* kNewSuffix = ".new";
+
 /// The journal's state line, without its line feed.
 inline constexpr const char* kAtRestState = "0";
 inline constexpr const char* kCopyingState = "1";

@@ -12,6 +12,7 @@
 #include "DirectoryLock.h"
 #include "File.h"
 #include "Journal.h"
+#include "KnownFile.h"
 #include "PendingTable.h"
 #include "RecordReader.h"
 #include "TableText.h"
@@ -42,6 +43,12 @@ struct TableSource {
     RecordReader records() && = delete;
 };
 
+/// How a commit brings working copies into their tables.
+struct Finish {
+    bool replaces;          ///< puts them in the tables' places, synced; otherwise they are copied over them
+    bool syncsDirectories;  ///< and syncs the directories in which names have changed
+};
+
 /// The files of one database: its directory, its journal, the tables' files and their working copies. Changes
 /// go to working copies; a commit copies them over the tables, a rollback discards them. It knows the bytes
 /// of tables, and no statements.
@@ -53,7 +60,7 @@ struct TableSource {
 /// SystemRefusal when the operating system is the cause.
 class TableStore {
 public:
-    TableStore() = default;
+    explicit TableStore(Finish finish) : finish_(finish), journal_(finish.replaces) {}
     TableStore(const TableStore&) = delete;
     TableStore& operator=(const TableStore&) = delete;
 
@@ -104,7 +111,7 @@ public:
 
     /// Reads the file of openForChange, or gives what the running transaction wrote last when that is still
     /// the file's content. Throws: the open error, read errors.
-    [[nodiscard]] static ReadTable read(const TablePlace& place, File file);
+    [[nodiscard]] ReadTable read(const TablePlace& place, File file) const;
 
     /// Opens the table for a query; nothing when it is missing. Throws: as exists.
     [[nodiscard]] static std::optional<TableSource> openForQuery(const TablePlace& place);
@@ -154,16 +161,24 @@ private:
     void settleDecidedWork() noexcept;
     void writeFirstVersion(Operation operation, const std::string& tableName, const std::string& copyName,
                            OpenTable origin, TableVersion version);
-    static void writeNextVersion(PendingTable& pending, const std::string& copyName, OpenTable origin,
-                                 TableVersion version);
+    void writeNextVersion(PendingTable& pending, const std::string& copyName, OpenTable origin,
+                          TableVersion version);
+    void otherCopyWasWritten(const PendingTable& writer);
     bool distrustSharedCopy(const std::string& copyName);
     void takeBackJournalLine();
     void commitAtOnce();
     void discard();
+    File makeCopy(const std::string& copyName, PendingTable& pending);
+    void restore(const std::string& tableName, PendingTable& pending);
+    void prepareReplacements(bool isRetry);
+    void replace(const std::string& tableName, PendingTable& pending);
+    void nameChanged(const std::string& fileName);
+    void syncDirectories();
     void copyOver(const std::string& tableName, PendingTable& pending, bool isRetry);
     void finishTornTables();
     void cleanUp(Unfinished kind);
 
+    const Finish finish_;
     std::string directory_;
     std::string journalPath_;
     Journal journal_;
@@ -171,6 +186,8 @@ private:
     /// lines.
     std::map<std::string, std::unique_ptr<PendingTable>> pendingTables_;
     std::set<std::string> leftOver_;  // working copies of refused statements that could not be removed
+    std::set<std::string> unsyncedDirectories_;
+    KnownFile::Memory leftTables_;  // as copyOver has left them
     bool autoCommit_ = true;
     Unfinished unfinished_ = Unfinished::nothing;
     std::optional<DirectoryInUse> lockOut_;  // not changed while isLockedOut_

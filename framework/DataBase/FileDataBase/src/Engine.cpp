@@ -5,6 +5,7 @@
 
 #include "DatabaseException.h"
 #include "EngineLog.h"
+#include "FileDatabase.h"
 #include "FileResultTable.h"
 #include "Query.h"
 #include "Refusal.h"
@@ -42,6 +43,10 @@ std::string checkRemoveSemiColon(const std::string& statement) {
 }
 
 }  // namespace
+
+Engine::Engine(Statements::LineCheck mayStore, Synchronous synchronous)
+    : store_({synchronous != Synchronous::off, synchronous == Synchronous::full}),
+      statements_(store_, mayStore) {}
 
 // ---- Opening and closing ----
 

@@ -2,16 +2,21 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <iterator>
 #include <optional>
 #include <system_error>
 #include <utility>
 
 #include "EngineErrors.h"
 #include "EngineLog.h"
+#include "TableFormat.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
@@ -34,7 +39,36 @@ auto uninterrupted(Call call) {
 }
 
 FileIdentity identityFrom(const struct stat& status) {
-    return {status.st_dev, status.st_ino, status.st_size, status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
+    return {status.st_dev, status.st_ino, status.st_size, status.st_ctim, status.st_mtim};
+}
+
+bool same(const timespec& left, const timespec& right) {
+    return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
+}
+
+// By the numbers that statfs(2) gives.
+bool isRemote(unsigned long type) {
+    constexpr unsigned long kRemoteTypes[] = {
+        0x6969,      // NFS
+        0x517B,      // SMB
+        0xFE534D42,  // SMB2
+        0xFF534D42,  // CIFS
+        0x65735546,  // FUSE, virtiofs
+        0x01021997,  // 9P
+        0x73757245,  // Coda
+        0x5346414F,  // AFS
+        0x6B414653,  // AFS of the kernel
+        0x00C36400,  // Ceph
+        0x0BD00BD0,  // Lustre
+        0x01161970,  // GFS2
+        0x7461636F,  // OCFS2
+        0x47504653,  // GPFS
+        0x20030528,  // OrangeFS
+        0x786F4256,  // folders of a virtual machine's host
+        0xBACBACBC,  // the same, another host
+        0x564C,      // NCP
+    };
+    return std::find(std::begin(kRemoteTypes), std::end(kRemoteTypes), type) != std::end(kRemoteTypes);
 }
 
 // The open(2) flags of an fopen mode; nothing for any other text.
@@ -54,11 +88,15 @@ std::optional<int> flagsOf(const std::string& mode) {
 }
 
 // Does not block: a named pipe under a table's name must not hang a statement. Regular files never block.
-int openDescriptor(const std::string& fileName, int flags, const char* mode) {
-    File::logUse(fileName, mode);
+int openSilently(const std::string& fileName, int flags) {
     constexpr mode_t kPermissions = 0666;  // less the process's umask, as for fopen
     return uninterrupted(
         [&] { return ::open(fileName.c_str(), flags | O_CLOEXEC | O_NONBLOCK, kPermissions); });
+}
+
+int openDescriptor(const std::string& fileName, int flags, const char* mode) {
+    File::logUse(fileName, mode);
+    return openSilently(fileName, flags);
 }
 
 void logCause(const std::string& fileName, const char* mode) {
@@ -68,9 +106,19 @@ void logCause(const std::string& fileName, const char* mode) {
 
 }  // namespace
 
+FileIdentity FileIdentity::ofName(const std::string& fileName) {
+    struct stat status {};
+    return lstat(fileName.c_str(), &status) == 0 ? identityFrom(status) : FileIdentity{};
+}
+
 FileIdentity FileIdentity::of(const std::string& fileName) {
     struct stat status {};
     return stat(fileName.c_str(), &status) == 0 ? identityFrom(status) : FileIdentity{};
+}
+
+bool FileIdentity::operator==(const FileIdentity& other) const {
+    return sameFile(other) && size == other.size && same(changed, other.changed) &&
+           same(modified, other.modified);
 }
 
 Difference Difference::with(const Difference& later) const {
@@ -124,6 +172,36 @@ File File::openForOverwrite(const std::string& fileName) {
     return openOrThrow(fileName, O_RDWR | O_CREAT, "r+");
 }
 
+File File::makeNew(const std::string& fileName) {
+    return File(openSilently(fileName, O_RDWR | O_CREAT | O_EXCL));
+}
+
+File File::makeAnew(const std::string& fileName) {
+    constexpr const char* kMode = "r+";
+    logUse(fileName, kMode);
+    File file = makeNew(fileName);
+    if (!file && errno == EEXIST) {
+        const std::string fresh = fileName + kNewSuffix;
+        static_cast<void>(unlink(fresh.c_str()));
+        file = makeNew(fresh);
+        if (file && std::rename(fresh.c_str(), fileName.c_str()) != 0) {
+            const int error = errno;
+            file = {};
+            static_cast<void>(unlink(fresh.c_str()));
+            errno = error;
+        }
+    }
+    if (!file) {
+        logCause(fileName, kMode);
+        throw openError();
+    }
+    return file;
+}
+
+File File::openNoLink(const std::string& fileName) {
+    return File(openSilently(fileName, O_RDWR | O_NOFOLLOW));
+}
+
 File File::openOrThrow(const std::string& fileName, int flags, const char* mode) {
     File file(openDescriptor(fileName, flags, mode));
     if (!file) {
@@ -157,11 +235,36 @@ void File::requireRegular() const {
 }
 
 FileIdentity File::identity() const {
-    struct stat status {};
-    if (fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode)) {
+    const FileIdentity identity = status();
+    if (!identity.isFile()) {
         throw readError();
     }
-    return identityFrom(status);
+    return identity;
+}
+
+FileIdentity File::status() const noexcept {
+    struct stat status {};
+    const bool isFile = fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
+    return isFile ? identityFrom(status) : FileIdentity{};
+}
+
+void File::sync() {
+    if (fdatasync(descriptor_) != 0) {
+        throw writeError();
+    }
+}
+
+bool File::setModificationTime(const timespec& time) {
+    timespec times[2]{};
+    times[0].tv_nsec = UTIME_OMIT;
+    times[1] = time;
+    return futimens(descriptor_, times) == 0;
+}
+
+bool File::isOnLocalDisk() const {
+    struct statfs status {};
+    // The type is a number of 32 bits, kept in a signed word.
+    return fstatfs(descriptor_, &status) == 0 && !isRemote(static_cast<std::uint32_t>(status.f_type));
 }
 
 Buffer File::readWhole(const FileIdentity& identity) const {
@@ -213,14 +316,11 @@ void File::truncate(std::size_t length) {
     }
 }
 
-FileIdentity File::overwrite(std::string_view text, const Difference& difference) {
+void File::overwrite(std::string_view text, const Difference& difference) {
     writeDifference(text, difference);
-    const FileIdentity now = identity();
-    if (now.size == static_cast<long long>(text.size())) {
-        return now;
+    if (identity().size != static_cast<long long>(text.size())) {
+        truncate(text.size());
     }
-    truncate(text.size());
-    return identity();
 }
 
 void File::overwrite(std::string_view text, const Difference& difference, const FileIdentity& old) {
@@ -230,8 +330,12 @@ void File::overwrite(std::string_view text, const Difference& difference, const 
     }
 }
 
-void File::writeDifference(std::string_view text, const Difference& difference) {
+void File::logWrite(std::string_view text) {
     FILEDB_LOG(kLogTrace, "Writing Records to File: %.*s", static_cast<int>(text.size()), text.data());
+}
+
+void File::writeDifference(std::string_view text, const Difference& difference) {
+    logWrite(text);
     const std::size_t end = std::min(difference.end, text.size());
     const std::size_t begin = std::min(difference.begin, end);
     writeAt(begin, text.substr(begin, end - begin));

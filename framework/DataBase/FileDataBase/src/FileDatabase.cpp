@@ -7,17 +7,29 @@
 #include "EngineLog.h"
 #include "IResultTable.h"
 
+#ifndef VEMO_SYNCHRONOUS
+#define VEMO_SYNCHRONOUS full
+#endif
+
 namespace Kalt::Vemo::Core::Database::Filedb {
 
 namespace {
 
 constexpr const char* kLogTag = "FileDatabase";
 
+// One of the three words: off, normal, full.
+constexpr Synchronous kDefaultLevel = Synchronous::VEMO_SYNCHRONOUS;
+
 }  // namespace
 
-FileDatabase::FileDatabase() : FileDatabase(nullptr) {}
+FileDatabase::FileDatabase() : FileDatabase(LineCheck{}) {}
 
-FileDatabase::FileDatabase(LineCheck mayStore) : engine_(std::make_unique<Engine>(mayStore)) {}
+FileDatabase::FileDatabase(LineCheck mayStore) : FileDatabase(mayStore, kDefaultLevel) {}
+
+FileDatabase::FileDatabase(Synchronous synchronous) : FileDatabase(nullptr, synchronous) {}
+
+FileDatabase::FileDatabase(LineCheck mayStore, Synchronous synchronous)
+    : engine_(std::make_unique<Engine>(mayStore, synchronous)) {}
 
 FileDatabase::~FileDatabase() {
     static_cast<void>(FileDatabase::deinit());
@@ -73,6 +85,10 @@ IResultTable* FileDatabase::executeQuery(const char* sql, ...) {
     std::unique_ptr<IResultTable> result = engine_->query(sql, arguments);
     va_end(arguments);
     return result.release();
+}
+
+Synchronous EngineAccess::defaultSynchronous() {
+    return kDefaultLevel;
 }
 
 void EngineAccess::endTransaction(IDatabase& database) {

@@ -8,6 +8,7 @@
 #include "DatabaseException.h"
 #include "EngineErrors.h"
 #include "FileUtils.h"
+#include "Replacement.h"
 #include "Utils.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
@@ -86,6 +87,7 @@ bool Journal::read(const std::function<void(Operation operation, const std::stri
     while (lines.next()) {
         found = true;
         const std::optional<JournalReader::Entry> entry = lines.entry();
+        isActedOn_ = isActedOn_ || (entry && entry->operation != Operation::none);
         if (entry && !lines.isStateLine()) {
             report(entry->operation, std::string(entry->table));
         }
@@ -135,6 +137,9 @@ void Journal::markDropped(const std::string& table) {
     while (lines.next()) {
         const std::vector<std::string_view>& fields = lines.fields();
         if (!lines.isFirst() && fields.size() > 1 && fields[1] == table) {
+            // The line is on the disk before it counts: the digit must not meet another table's line there.
+            sync();
+            isActedOn_ = true;
             file_.writeAt(static_cast<std::size_t>(lines.line().data() - text.data()), "5");
             return;
         }
@@ -154,6 +159,7 @@ void Journal::leaveToRecovery(const std::set<std::string>& tables) {
             tables.count(std::string(fields[1])) != 0) {
             const char code = fields[0].front();
             const char digit = code < '0' ? static_cast<char>('0' + code) : code;
+            isActedOn_ = true;
             file_.writeAt(static_cast<std::size_t>(fields[0].data() - text.data()), {&digit, 1});
         }
     }
@@ -169,7 +175,25 @@ void Journal::writeState(bool copying) {
     saysCopying_ = copying;
 }
 
+void Journal::sync() {
+    if (!outlivesPowerCuts_) {
+        return;
+    }
+    try {
+        requireFile().sync();
+    } catch (const DatabaseException&) {
+        isSpoilt_ = true;
+        throw;
+    }
+}
+
 void Journal::reset(const std::string& path) {
+    if (isSpoilt_) {
+        identity_ = {};
+        file_ = File::makeAnew(path);
+        identity_ = file_.identity();
+        appends_ = false;
+    }
     if (!file_ || appends_ || !identity_.sameFile(FileIdentity::of(path))) {
         // The old file stays open until there is a new one, so that a reset that failed can be tried again.
         File file = openLocked(path, [&] { return File::openForOverwrite(path); });
@@ -183,6 +207,14 @@ void Journal::reset(const std::string& path) {
     // copies, also those that an interrupted copy-over still needs.
     truncate(stateLine(false).size());
     writeState(false);
+    if (isActedOn_) {
+        sync();
+        if (isSpoilt_) {
+            Replacement::syncDirectory(Replacement::directoryOf(path));
+        }
+    }
+    isActedOn_ = false;
+    isSpoilt_ = false;
 }
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -1,8 +1,15 @@
 #include "PendingTable.h"
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
 #include <utility>
 
+#include "EngineErrors.h"
 #include "FileUtils.h"
+#include "Replacement.h"
+#include "TableFormat.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
@@ -14,24 +21,26 @@ void PendingTable::drop() {
 }
 
 TableVersion PendingTable::take(const OpenTable& table) {
-    if (table.identity == copy_) {
-        copy_ = {};
+    if (holdsText_ && copy_.isStill(table.known.identity())) {
+        copy_.distrust();
         holdsText_ = false;
         return std::move(version_);
     }
     holdsText_ = false;
     // How this content differs from the table's own file is not known.
     original_ = {};
-    return TableVersion(table.file.readWhole(table.identity));
+    return TableVersion(table.file.readWhole(table.known.identity()));
 }
 
 void PendingTable::write(File copy, const Difference& difference, TableVersion version) {
     try {
-        copy_ = copy.overwrite(version.text.view(), difference);
+        copy.overwrite(version.text.view(), difference);
+        copy_ = KnownFile::left(copy);
         copy.close();
     } catch (...) {
-        copy_ = {};
-        if (version.undo) {
+        copy_.distrust();
+        synced_ = false;
+        if (version.undo && !done_) {
             version_ = TableVersion(std::move(version).previous());
             holdsText_ = true;
             onDisk_ = false;
@@ -43,27 +52,135 @@ void PendingTable::write(File copy, const Difference& difference, TableVersion v
     difference_ = difference_.with(version_.difference);
     holdsText_ = true;
     onDisk_ = true;
+    done_ = false;
+    synced_ = false;
+    copyLogged_ = false;
 }
 
-void PendingTable::restore(const std::string& copyName) {
-    File copy = File::openForOverwrite(copyName);
-    const FileIdentity written = copy.overwrite(version_.text.view());
+void PendingTable::restore(const std::string& copyName, bool anew) {
+    File copy = anew ? File::makeAnew(copyName) : File::openForOverwrite(copyName);
+    if (anew) {
+        adopt(copy);
+    }
+    copy.overwrite(version_.text.view());
+    const KnownFile written = KnownFile::left(copy);
     copy.close();
     copy_ = written;
     onDisk_ = true;
+    synced_ = false;
+}
+
+void PendingTable::prepare(const std::string& copyName, const std::string& target, bool isRetry) {
+    if (isRetry && holdsText_ && !FileIdentity::ofName(copyName).isFile()) {
+        restore(copyName, true);
+    }
+    File copy = File::openNoLink(copyName);
+    if (!copy && errno == ENOENT) {
+        return;
+    }
+    std::string name = copyName;
+    const FileIdentity now = copy ? copy.status() : FileIdentity{};
+    if (!made_.sameFile(now) || !copy_.isStill(now)) {
+        copy = copyAnew(copyName);
+        name += kNewSuffix;
+    }
+    try {
+        Replacement::giveAttributes(copy, target);
+        if (!synced_) {
+            copy.sync();
+        }
+        if (name != copyName && std::rename(name.c_str(), copyName.c_str()) != 0) {
+            throw writeError();
+        }
+    } catch (...) {
+        if (name != copyName) {
+            static_cast<void>(unlink(name.c_str()));
+        } else if (!synced_) {
+            distrustCopy();
+        }
+        throw;
+    }
+    synced_ = true;
+    if (name != copyName || !copy_.isStill(copy.status())) {
+        copy_ = KnownFile::left(copy);
+        adopt(copy);
+    }
+}
+
+// The caller puts the new file in the working copy's place when it is on the disk: until then that may be all
+// there is.
+File PendingTable::copyAnew(const std::string& copyName) {
+    holdsText_ = false;
+    synced_ = false;
+    File source = File::open(copyName, "r+");
+    source.requireRegular();
+    const std::string fresh = copyName + kNewSuffix;
+    static_cast<void>(unlink(fresh.c_str()));
+    File copy = File::makeNew(fresh);
+    if (!copy) {
+        throw writeError();
+    }
+    try {
+        FileUtils::overwriteFrom(std::move(copy), std::move(source));
+    } catch (...) {
+        static_cast<void>(unlink(fresh.c_str()));
+        throw;
+    }
+    copyLogged_ = true;
+    copy = File::openNoLink(fresh);
+    if (!copy) {
+        throw openError();
+    }
+    return copy;
+}
+
+void PendingTable::shareCopy(const PendingTable& other) {
+    made_ = other.made_;
+    copy_ = other.copy_;
+    synced_ = other.synced_;
+    holdsText_ = false;
+}
+
+void PendingTable::replace(const std::string& copyName, const std::string& target) {
+    if (!made_.sameFile(FileIdentity::ofName(copyName))) {
+        throw openError();
+    }
+    Replacement::replace(copyName, target);
+    if (!copyLogged_) {
+        File::logWrite(version_.text.view());
+        FileUtils::logEndOfCopy();
+    }
+    becomeDone();
+}
+
+void PendingTable::becomeDone() {
+    const Operation operation = operation_;
+    *this = PendingTable(operation);
+    done_ = true;
+}
+
+void PendingTable::copyWasWritten(const FileIdentity& copy) {
+    if (copy_.identity().sameFile(copy)) {
+        copy_.distrust();
+    }
+}
+
+void PendingTable::tableWasWritten(const FileIdentity& table) {
+    if (original_.known.identity().sameFile(table)) {
+        original_.known.distrust();
+    }
 }
 
 void PendingTable::distrustCopy() {
-    copy_ = {};
+    copy_.distrust();
     onDisk_ = onDisk_ && !holdsText_;
 }
 
-void PendingTable::copyOver(const std::string& copyName, const std::string& tableName, bool isRetry) {
+KnownFile PendingTable::copyOver(const std::string& copyName, const std::string& tableName, bool isRetry) {
     const FileIdentity copyNow = FileIdentity::of(copyName);
     const bool isMissing = !copyNow.isFile();
-    if (copyNow == copy_ || (isMissing && holdsText_ && (isRetry || torn_))) {
-        copyFromMemory(tableName);
-        return;
+    if (copy_.isStill(copyNow) || (isMissing && holdsText_ && (isRetry || torn_))) {
+        return copyFromMemory(tableName);
     }
     if (!isMissing) {
         holdsText_ = false;
@@ -75,15 +192,17 @@ void PendingTable::copyOver(const std::string& copyName, const std::string& tabl
     torn_ = true;
     FileUtils::overwriteFrom(std::move(table), std::move(copy));
     torn_ = false;
+    return {};
 }
 
-void PendingTable::copyFromMemory(const std::string& tableName) {
+KnownFile PendingTable::copyFromMemory(const std::string& tableName) {
     OpenTable original = std::move(original_);
     original_ = {};
-    if (FileIdentity::of(tableName) == original.identity) {
+    const FileIdentity tableNow = FileIdentity::of(tableName);
+    if (original.known.isStill(tableNow)) {
         File::logUse(tableName, "r+");
         torn_ = true;
-        original.file.overwrite(version_.text.view(), difference_, original.identity);
+        original.file.overwrite(version_.text.view(), difference_, tableNow);
     } else {
         original.file = File::openForOverwrite(tableName);
         original.file.requireRegular();
@@ -91,8 +210,10 @@ void PendingTable::copyFromMemory(const std::string& tableName) {
         original.file.overwrite(version_.text.view());
     }
     FileUtils::logEndOfCopy();
+    const KnownFile left = KnownFile::left(original.file);
     original.file.close();
     torn_ = false;
+    return left;
 }
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

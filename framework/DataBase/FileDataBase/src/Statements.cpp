@@ -264,7 +264,7 @@ std::optional<std::int64_t> Statements::insertTable(const std::string& tableName
         const TablePlace place = store_.locate(tableName);
         File file = openExistingTable("insertTable", place);
         const SqlText::Insert insert = SqlText::parseInsert(sql);
-        ReadTable table = TableStore::read(place, std::move(file));
+        ReadTable table = store_.read(place, std::move(file));
         TableMetaData metaData(nullptr);
         TableText old(std::move(table.version), metaData);
         std::vector<std::string> record = newRecord(metaData, insert, values);
@@ -306,7 +306,7 @@ void Statements::updateTable(const std::string& tableName, const std::string& sq
     try {
         FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
         const TablePlace place = store_.locate(tableName);
-        ReadTable table = TableStore::read(place, openExistingTable("updateTable", place));
+        ReadTable table = store_.read(place, openExistingTable("updateTable", place));
         TableMetaData metaData(nullptr);
         TableText old(std::move(table.version), metaData);
         FILEDB_LOG(kLogTrace, "%s", "Parsing of SET column and values..");
@@ -346,7 +346,7 @@ void Statements::deleteTable(const std::string& tableName, const std::string& sq
     try {
         FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
         const TablePlace place = store_.locate(tableName);
-        ReadTable table = TableStore::read(place, openExistingTable("deleteTable", place));
+        ReadTable table = store_.read(place, openExistingTable("deleteTable", place));
         TableMetaData metaData(nullptr);
         TableText old(std::move(table.version), metaData);
         WhereClause where(metaData);

@@ -1,5 +1,8 @@
 #include "TableStore.h"
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <iterator>
 #include <utility>
@@ -9,6 +12,7 @@
 #include "EngineErrors.h"
 #include "EngineLog.h"
 #include "FileUtils.h"
+#include "Replacement.h"
 
 // A change to a table, from the statement to the disk. Beside each step stands what the next opening does
 // when the process dies there.
@@ -17,11 +21,13 @@
 //   2. The table's whole new text goes into its working      Discards it.
 //      copy. (In a transaction, 1 and 2 repeat for each
 //      statement; then its commit goes on with 3.)
+//      Working copies that are to take their tables'
+//      places are brought to the disk.
 //   3. The journal's state line becomes "1".                 Resets the journal. The first table's working
 //                                                            copy stays where it is, the others are removed.
-//   4. Each working copy is copied over its table; a         As 3: a table that was half copied can be
-//      dropped table's file is removed.                      finished from its working copy as long as that
-//                                                            is there.
+//   4. Each working copy is copied over its table, or       As 3: a table that was half copied can be
+//      takes its place; a dropped table's file is removed.   finished from its working copy as long as that
+//                                                            is there. A place is taken at once.
 //   5. The state line becomes "0".                           Removes the working copies.
 //   6. The working copies are removed, the journal is        Nothing is left to do.
 //      truncated to the one line "0".
@@ -58,13 +64,19 @@ bool TableStore::open(const std::string& path) {
     pendingTables_.clear();
     leftOver_.clear();
     isLockedOut_ = false;
+    leftTables_.clear();
+    unsyncedDirectories_.clear();
     directory_ = std::move(directory);
     journalPath_ = std::move(journalPath);
     autoCommit_ = true;
     unfinished_ = Unfinished::nothing;
+    const bool isThere = FileIdentity::of(directory_).isFile();
     if (!Platform::Filesystem::Directory::createDirectory(directory_)) {
         journal_.close();
         return false;
+    }
+    if (!isThere) {
+        nameChanged(directory_);
     }
     unfinished_ = Unfinished::recovery;
     recover();
@@ -83,6 +95,7 @@ void TableStore::close() {
 // Finishes or discards what the journal tells of.
 void TableStore::recover() {
     openJournal();
+    syncDirectories();
     pendingTables_.clear();
     const bool hasLines = journal_.read([this](Operation operation, const std::string& table) {
         pendingTables_.try_emplace(table, std::make_unique<PendingTable>(operation));
@@ -180,7 +193,8 @@ void TableStore::settleDecidedWork() noexcept {
     try {
         std::set<std::string> decided;
         for (const auto& [tableName, pending] : pendingTables_) {
-            const bool isDecided = unfinished_ == Unfinished::commit || pending->isTorn();
+            const bool isDecided =
+                (unfinished_ == Unfinished::commit && !pending->isDone()) || pending->isTorn();
             const bool hasCopy = FileIdentity::of(fileNameOf(tableName, kBackupSuffix)).isFile();
             if (isDecided && (hasCopy || pending->operation() == Operation::dropTable)) {
                 decided.insert(tableName);
@@ -212,7 +226,8 @@ TablePlace TableStore::locate(const std::string& tableName) {
         }
         place.pending = entry->second.get();
     }
-    place.fileName = fileNameOf(tableName, place.pending != nullptr ? kBackupSuffix : kTableSuffix);
+    const bool isInCopy = place.pending != nullptr && !place.pending->isDone();
+    place.fileName = fileNameOf(tableName, isInCopy ? kBackupSuffix : kTableSuffix);
     FILEDB_LOG(kLogTrace, "Table Name=%s, FileName=%s", tableName.c_str(), place.fileName.c_str());
     return place;
 }
@@ -225,7 +240,7 @@ bool TableStore::exists(const TablePlace& place) {
 std::optional<File> TableStore::openForChange(const TablePlace& place) {
     finishTornTables();  // another name may lead to the same table
     if (place.pending != nullptr && !place.pending->isOnDisk()) {
-        place.pending->restore(place.fileName);
+        restore(place.tableName, *place.pending);
     }
     File file = File::openExisting(place.fileName, File::Access::readAndWrite);
     if (!file && !File::exists(place.fileName)) {
@@ -234,14 +249,15 @@ std::optional<File> TableStore::openForChange(const TablePlace& place) {
     return file;
 }
 
-ReadTable TableStore::read(const TablePlace& place, File file) {
+ReadTable TableStore::read(const TablePlace& place, File file) const {
     if (!file) {
         throw openError();
     }
-    const FileIdentity identity = file.identity();
-    OpenTable origin{std::move(file), identity};
-    TableVersion version = place.pending == nullptr ? TableVersion(origin.file.readWhole(identity))
-                                                    : place.pending->take(origin);
+    const KnownFile known = KnownFile::read(file, leftTables_);
+    OpenTable origin{std::move(file), known};
+    const bool isInCopy = place.pending != nullptr && !place.pending->isDone();
+    TableVersion version =
+        !isInCopy ? TableVersion(origin.file.readWhole(known.identity())) : place.pending->take(origin);
     return {std::move(origin), std::move(version)};
 }
 
@@ -289,7 +305,9 @@ void TableStore::drop(const TablePlace& place) {
     } else {
         // The transaction has changed the table before: the journal has its line, and it has a working copy.
         journal_.markDropped(place.tableName);
-        removeFile(copyName);
+        if (!place.pending->isDone()) {
+            removeFile(copyName);
+        }
         place.pending->drop();
     }
     if (autoCommit_) {
@@ -310,14 +328,15 @@ void TableStore::writeFirstVersion(Operation operation, const std::string& table
     journal_.appendTable(operation, tableName);
     bool isOurs = false;  // a working copy that a crash has left may be the only whole one of a torn table
     try {
-        if (pendingTables_.size() >= kMostOpenTables) {
+        if (finish_.replaces || pendingTables_.size() >= kMostOpenTables) {
             origin = {};
         }
         auto pending = std::make_unique<PendingTable>(operation, std::move(origin));
-        File copy = File::openForOverwrite(copyName);
+        File copy = makeCopy(copyName, *pending);
         isOurs = true;
         // Written whole: a crash may have left a file of this name.
         pending->write(std::move(copy), {}, std::move(version));
+        otherCopyWasWritten(*pending);
         pendingTables_[tableName] = std::move(pending);
         leftOver_.erase(copyName);
     } catch (...) {
@@ -326,6 +345,38 @@ void TableStore::writeFirstVersion(Operation operation, const std::string& table
         }
         takeBackJournalLine();
         throw;
+    }
+}
+
+// A working copy to be written whole. One that replaces its table must be a file of the engine's own: what a
+// crash or another program has left under the name is not written into, except for the working copy that this
+// transaction has of the table by another name.
+File TableStore::makeCopy(const std::string& copyName, PendingTable& pending) {
+    if (!finish_.replaces) {
+        return File::openForOverwrite(copyName);
+    }
+    const FileIdentity present = pendingTables_.empty() ? FileIdentity{} : FileIdentity::ofName(copyName);
+    for (const auto& [tableName, other] : pendingTables_) {
+        if (other->prepared().sameFile(present)) {
+            return File::openForOverwrite(copyName);
+        }
+    }
+    File copy = File::makeAnew(copyName);
+    pending.adopt(copy);
+    return copy;
+}
+
+void TableStore::restore(const std::string& tableName, PendingTable& pending) {
+    pending.restore(fileNameOf(tableName, kBackupSuffix), finish_.replaces);
+    otherCopyWasWritten(pending);
+}
+
+// Two names may lead to one working copy: what is remembered of it is what was written last.
+void TableStore::otherCopyWasWritten(const PendingTable& writer) {
+    for (const auto& [tableName, pending] : pendingTables_) {
+        if (pending.get() != &writer) {
+            pending->copyWasWritten(writer.copy().identity());
+        }
     }
 }
 
@@ -345,15 +396,18 @@ bool TableStore::distrustSharedCopy(const std::string& copyName) {
 
 void TableStore::writeNextVersion(PendingTable& pending, const std::string& copyName, OpenTable origin,
                                   TableVersion version) {
-    if (origin.file) {
+    if (origin.file && !pending.isDone()) {
         const Difference difference = version.difference;
         pending.write(std::move(origin.file), difference, std::move(version));
+        otherCopyWasWritten(pending);
         return;
     }
-    // CREATE TABLE found no working copy: another program has removed it.
-    File copy = File::openForOverwrite(copyName);
+    // The working copy has taken the table's place, or another program has removed it and CREATE TABLE found
+    // none.
+    File copy = makeCopy(copyName, pending);
     try {
         pending.write(std::move(copy), {}, std::move(version));
+        otherCopyWasWritten(pending);
     } catch (...) {
         removeFile(copyName);
         throw;
@@ -439,27 +493,90 @@ void TableStore::commit() {
     FILEDB_LOG(kLogInfo, "%s", "commitBackupData");
     for (const auto& [tableName, pending] : pendingTables_) {
         if (!pending->isOnDisk()) {
-            pending->restore(fileNameOf(tableName, kBackupSuffix));
+            restore(tableName, *pending);
         }
     }
     const bool isRetry = unfinished_ == Unfinished::commit;
+    if (finish_.replaces) {
+        prepareReplacements(isRetry);
+    }
     journal_.writeState(true);
     if (autoCommit_) {
         unfinished_ = Unfinished::commit;
     }
     for (const auto& [tableName, pending] : pendingTables_) {
         if (pending->operation() == Operation::dropTable) {
-            removeFile(fileNameOf(tableName, kTableSuffix));
-        } else if (writesWorkingCopy(pending->operation())) {
+            const std::string tableFile = fileNameOf(tableName, kTableSuffix);
+            removeFile(tableFile);
+            nameChanged(tableFile);
+        } else if (!writesWorkingCopy(pending->operation())) {
+            continue;
+        } else if (!finish_.replaces) {
             copyOver(tableName, *pending, isRetry);
+        } else if (!pending->isDone()) {
+            replace(tableName, *pending);
         }
     }
+    syncDirectories();
     journal_.writeState(false);
     cleanUp(Unfinished::cleanUpAfterCommit);
 }
 
+void TableStore::prepareReplacements(bool isRetry) {
+    std::vector<const PendingTable*> prepared;
+    for (const auto& [tableName, pending] : pendingTables_) {
+        if (!writesWorkingCopy(pending->operation()) || pending->isDone()) {
+            continue;
+        }
+        const std::string copyName = fileNameOf(tableName, kBackupSuffix);
+        const FileIdentity copy = prepared.empty() ? FileIdentity{} : FileIdentity::ofName(copyName);
+        const auto shared = std::find_if(prepared.begin(), prepared.end(), [&](const PendingTable* other) {
+            return other->prepared().sameFile(copy);
+        });
+        if (shared != prepared.end()) {
+            pending->shareCopy(**shared);
+            continue;
+        }
+        pending->prepare(copyName, Replacement::target(fileNameOf(tableName, kTableSuffix)), isRetry);
+        prepared.push_back(pending.get());
+    }
+}
+
+// All names that lead to the working copy are done with it.
+void TableStore::replace(const std::string& tableName, PendingTable& pending) {
+    const std::string copyName = fileNameOf(tableName, kBackupSuffix);
+    const std::string target = Replacement::target(fileNameOf(tableName, kTableSuffix));
+    const FileIdentity copy = pending.prepared();
+    pending.replace(copyName, target);
+    nameChanged(copyName);
+    nameChanged(target);
+    for (const auto& [name, other] : pendingTables_) {
+        if (other->prepared().sameFile(copy)) {
+            other->becomeDone();
+        }
+    }
+}
+
+void TableStore::nameChanged(const std::string& fileName) {
+    if (finish_.syncsDirectories) {
+        unsyncedDirectories_.insert(Replacement::directoryOf(fileName));
+    }
+}
+
+void TableStore::syncDirectories() {
+    while (!unsyncedDirectories_.empty()) {
+        Replacement::syncDirectory(*unsyncedDirectories_.begin());
+        unsyncedDirectories_.erase(unsyncedDirectories_.begin());
+    }
+}
+
 void TableStore::copyOver(const std::string& tableName, PendingTable& pending, bool isRetry) {
-    pending.copyOver(fileNameOf(tableName, kBackupSuffix), fileNameOf(tableName, kTableSuffix), isRetry);
+    const KnownFile left =
+        pending.copyOver(fileNameOf(tableName, kBackupSuffix), fileNameOf(tableName, kTableSuffix), isRetry);
+    leftTables_.remember(left);
+    for (const auto& [name, other] : pendingTables_) {
+        other->tableWasWritten(left.identity());
+    }
 }
 
 // A table that a failed copy-over has left half written is finished before its working copy may be changed.
@@ -477,12 +594,17 @@ void TableStore::cleanUp(Unfinished kind) {
     std::vector<std::string> copies;
     copies.reserve(pendingTables_.size() + leftOver_.size());
     for (const auto& [tableName, pending] : pendingTables_) {
-        copies.push_back(fileNameOf(tableName, kBackupSuffix));
+        if (!pending->isDone()) {
+            copies.push_back(fileNameOf(tableName, kBackupSuffix));
+        }
     }
     copies.insert(copies.end(), leftOver_.begin(), leftOver_.end());
     unfinished_ = kind;  // from here on working copies may be missing
     for (const std::string& copyName : copies) {
         removeFile(copyName);
+        if (finish_.replaces) {
+            static_cast<void>(unlink((copyName + kNewSuffix).c_str()));
+        }
     }
     pendingTables_.clear();
     leftOver_.clear();

@@ -11,7 +11,10 @@
 
 namespace Kalt::Vemo::Core::Database {
 class IDatabase;
+namespace Filedb {
+enum class Synchronous;
 }
+}  // namespace Kalt::Vemo::Core::Database
 
 namespace Kalt::Vemo::Notification {
 
@@ -147,6 +150,11 @@ public:
     }
 
 private:
+    friend class StoreAccess;
+
+    explicit FileSubscriptionDatabase(Core::Database::Filedb::Synchronous synchronous);
+
+    const Core::Database::Filedb::Synchronous synchronous_;
     std::unique_ptr<Core::Database::IDatabase> database_;
     int subExprTimeVal_ = -1;
 };

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "Arguments.h"
+#include "EngineAccess.h"
 #include "FileDatabase.h"
 #include "IDatabase.h"
 #include "IResultTable.h"
@@ -141,7 +142,11 @@ ISubscriptionDB* VEMOFileSubscriptionDB::createInstance() {
 
 // ---- Opening and closing ----
 
-FileSubscriptionDatabase::FileSubscriptionDatabase() = default;
+FileSubscriptionDatabase::FileSubscriptionDatabase()
+    : FileSubscriptionDatabase(Core::Database::Filedb::EngineAccess::defaultSynchronous()) {}
+
+FileSubscriptionDatabase::FileSubscriptionDatabase(Core::Database::Filedb::Synchronous synchronous)
+    : synchronous_(synchronous) {}
 
 FileSubscriptionDatabase::~FileSubscriptionDatabase() {
     FileSubscriptionDatabase::deinit();
@@ -159,7 +164,7 @@ bool FileSubscriptionDatabase::init(std::string& path, int expiryTimeVal) {
     try {
         // The earlier database is closed first: two at once would remove each other's working copies.
         database_.reset();
-        database_ = std::make_unique<Core::Database::Filedb::FileDatabase>(mayStoreLine);
+        database_ = std::make_unique<Core::Database::Filedb::FileDatabase>(mayStoreLine, synchronous_);
         if (!database_->init(path)) {
             logError("File DB initialization failed!");
             return false;

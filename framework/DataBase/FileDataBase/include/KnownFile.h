@@ -1,0 +1,72 @@
+#pragma once
+
+#include <map>
+#include <utility>
+
+#include "File.h"
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+/// What is remembered of a file between two looks at it, and whether that proves anything: what the engine
+/// keeps of a file's content counts only while the file is provably the one that it left or read.
+///
+/// Size and times alone prove nothing: time stamps advance in ticks of 1 to 10 ms, on some file systems of
+/// seconds, so a second change in the same tick leaves them as they are. Two things do:
+///
+/// - the engine's mark: a modification time more than two ticks in the past, which no later write can give;
+/// - age: the last change was at least two ticks ago when the file was looked at, so that any later one gives
+///   another time.
+///
+/// On network and FUSE file systems, whose stamps come from elsewhere or from a cache, nothing is proof.
+///
+/// A write of the engine's own, by whatever name, ends what is remembered of the file before: the owner of
+/// the memory calls distrust().
+class KnownFile {
+public:
+    class Memory;
+
+    /// Nothing is remembered, and nothing is proven.
+    KnownFile() = default;
+
+    /// A file that is about to be read: to be called before the first byte is.
+    ///
+    /// @param left files that the engine has left earlier, perhaps this one
+    /// Throws: as File::identity.
+    [[nodiscard]] static KnownFile read(const File& file, const Memory& left);
+
+    /// A file that the engine has written: sets the mark, so it must be the last call that changes the file
+    /// or its status. What the system refuses is no error; there is no proof then.
+    [[nodiscard]] static KnownFile left(File& file);
+
+    /// Whether the file that looks like this now is provably the one that is remembered.
+    [[nodiscard]] bool isStill(const FileIdentity& now) const { return isProof_ && identity_ == now; }
+
+    /// The file as it looked; also when it proves nothing.
+    const FileIdentity& identity() const { return identity_; }
+
+    /// From now on nothing is proven.
+    void distrust() { isProof_ = false; }
+
+private:
+    KnownFile(const FileIdentity& identity, bool isProof) : identity_(identity), isProof_(isProof) {}
+
+    FileIdentity identity_;
+    bool isProof_ = false;
+};
+
+/// The files that were left last, one memory for all names of a file.
+class KnownFile::Memory {
+public:
+    /// Replaces what is remembered of the file.
+    void remember(const KnownFile& file);
+
+    /// What is remembered of the file; a file that proves nothing when there is nothing.
+    const KnownFile& of(const FileIdentity& file) const;
+
+    void clear() { files_.clear(); }
+
+private:
+    std::map<std::pair<unsigned long long, unsigned long long>, KnownFile> files_;  // by device and node
+};
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb

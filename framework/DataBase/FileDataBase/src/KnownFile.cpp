@@ -1,0 +1,95 @@
+#include "KnownFile.h"
+
+#include <cstddef>
+#include <ctime>
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+namespace {
+
+constexpr long kNanosecondsPerMillisecond = 1'000'000;
+constexpr long long kNanosecondsPerSecond = 1'000'000'000;
+
+// The coarsest stamps that a file system gives, on FAT, are whole even seconds.
+constexpr long long kCoarseTick = 2 * kNanosecondsPerSecond;
+
+long long nanoseconds(const timespec& time) {
+    return time.tv_sec * kNanosecondsPerSecond + time.tv_nsec;
+}
+
+long long readClock(clockid_t clock) {
+    timespec now{};
+    return clock_gettime(clock, &now) == 0 ? nanoseconds(now) : 0;
+}
+
+// How often the clock advances that stamps files.
+long long clockTick() {
+    static const long long tick = [] {
+        timespec resolution{};
+        return clock_getres(CLOCK_REALTIME_COARSE, &resolution) == 0 ? nanoseconds(resolution) : kCoarseTick;
+    }();
+    return tick;
+}
+
+// A file system that keeps its stamps shorter cuts them at the second, or at some number of milliseconds; a
+// stamp that is so only by chance is taken for one of these.
+long long tickOf(const timespec& stamp) {
+    return stamp.tv_nsec % kNanosecondsPerMillisecond == 0 ? kCoarseTick : clockTick();
+}
+
+bool isOld(const timespec& stamp, long long now) {
+    return now - nanoseconds(stamp) >= 2 * tickOf(stamp);
+}
+
+bool same(const timespec& left, const timespec& right) {
+    return left.tv_sec == right.tv_sec && left.tv_nsec == right.tv_nsec;
+}
+
+timespec fromNanoseconds(long long time) {
+    timespec result{};
+    result.tv_sec = static_cast<time_t>(time / kNanosecondsPerSecond);
+    result.tv_nsec = static_cast<long>(time % kNanosecondsPerSecond);
+    return result;
+}
+
+}  // namespace
+
+KnownFile KnownFile::read(const File& file, const Memory& left) {
+    // The clock comes first: any change after the look at the status gets a stamp that is not before it.
+    const long long now = readClock(CLOCK_REALTIME_COARSE);
+    const FileIdentity identity = file.identity();
+    const bool isLeft = left.of(identity).isStill(identity);
+    return {identity, isLeft || (isOld(identity.changed, now) && file.isOnLocalDisk())};
+}
+
+KnownFile KnownFile::left(File& file) {
+    const long long now = readClock(CLOCK_REALTIME);
+    const long long margin = clockTick() / 2;
+    // Where stamps are cut the exact time does not come back, but a whole even second does.
+    const long long coarse = now - 2 * kCoarseTick - margin;
+    for (const long long time : {now - 2 * clockTick() - margin, coarse - coarse % kCoarseTick}) {
+        const timespec mark = fromNanoseconds(time);
+        const bool isSet = file.setModificationTime(mark);
+        const FileIdentity identity = file.status();
+        if (!isSet || same(identity.modified, mark)) {
+            return {identity, isSet && file.isOnLocalDisk()};
+        }
+    }
+    return {};
+}
+
+void KnownFile::Memory::remember(const KnownFile& file) {
+    constexpr std::size_t kMostFiles = 64;
+    if (files_.size() >= kMostFiles) {
+        files_.clear();
+    }
+    files_[{file.identity().device, file.identity().node}] = file;
+}
+
+const KnownFile& KnownFile::Memory::of(const FileIdentity& file) const {
+    static const KnownFile kNothing;
+    const auto entry = files_.find({file.device, file.node});
+    return entry == files_.end() ? kNothing : entry->second;
+}
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -1,0 +1,296 @@
+#include "KnownFile.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+
+#include "CoarseStamps.h"
+#include "StatementTest.h"
+
+// What the engine remembers of a file counts only while the file is provably the same, also where the times
+// that the system tells of files advance in coarse steps.
+namespace Kalt::Vemo::Test {
+namespace {
+
+using Core::Database::Filedb::File;
+using Core::Database::Filedb::FileIdentity;
+using Core::Database::Filedb::KnownFile;
+
+constexpr long long kMillisecond = 1'000'000;
+constexpr long long kFourMilliseconds = 4 * kMillisecond;
+constexpr long long kSecond = 1000 * kMillisecond;
+
+struct Step {
+    const char* name;
+    long long nanoseconds;
+    int rounds;
+};
+const Step kSteps[] = {{"4 ms", kFourMilliseconds, 20000}, {"1 s", kSecond, 2000}};
+
+// One file
+
+class KnownFileTest : public ::testing::Test {
+protected:
+    File open() const { return File::openExisting(name(), File::Access::readAndWrite); }
+    std::string name() const { return temporary_.file("file"); }
+    FileIdentity now() const { return FileIdentity::of(name()); }
+
+    /// Looks as if the last modification was so long ago.
+    void age(std::chrono::nanoseconds age) const {
+        const auto then = std::chrono::system_clock::now() - age;
+        const auto seconds = std::chrono::time_point_cast<std::chrono::seconds>(then);
+        timespec times[2]{};
+        times[0].tv_nsec = UTIME_OMIT;
+        times[1].tv_sec = std::chrono::system_clock::to_time_t(seconds);
+        times[1].tv_nsec = static_cast<long>((then - seconds).count());
+        ASSERT_EQ(utimensat(AT_FDCWD, name().c_str(), times, 0), 0);
+    }
+
+    TemporaryDirectory temporary_;
+    const KnownFile::Memory nothing_;
+};
+
+TEST_F(KnownFileTest, NothingIsProofOfAFileThatIsNotRemembered) {
+    writeFile(name(), "one");
+    EXPECT_FALSE(KnownFile().isStill(now()));
+    EXPECT_FALSE(KnownFile().isStill({}));
+}
+
+TEST_F(KnownFileTest, AFileThatWasLeftIsKnownUntilItIsChanged) {
+    writeFile(name(), "one");
+    for (const long long step : {1LL, kFourMilliseconds, kSecond}) {
+        SCOPED_TRACE(step);
+        const CoarseStamps stamps(step);
+        File file = open();
+        const KnownFile left = KnownFile::left(file);
+        EXPECT_TRUE(left.isStill(now()));
+        EXPECT_TRUE(left.isStill(file.identity()));
+        writeFile(name(), "two");
+        EXPECT_FALSE(left.isStill(now()));
+    }
+}
+
+TEST_F(KnownFileTest, TheMarkIsInThePastSoThatNoLaterWriteCanGiveIt) {
+    writeFile(name(), "one");
+    for (const long long step : {1LL, kFourMilliseconds, kSecond}) {
+        SCOPED_TRACE(step);
+        const CoarseStamps stamps(step);
+        File file = open();
+        const KnownFile left = KnownFile::left(file);
+        writeFile(name(), "two");
+        const auto nanoseconds = [](const timespec& time) { return time.tv_sec * kSecond + time.tv_nsec; };
+        EXPECT_GT(nanoseconds(now().modified) - nanoseconds(left.identity().modified), 2 * step);
+    }
+}
+
+TEST_F(KnownFileTest, AFreshFileThatIsReadIsNotKnown) {
+    for (const long long step : {1LL, kFourMilliseconds, kSecond}) {
+        SCOPED_TRACE(step);
+        const CoarseStamps stamps(step);
+        writeFile(name(), "one");
+        const KnownFile read = KnownFile::read(open(), nothing_);
+        EXPECT_FALSE(read.isStill(now()));
+    }
+}
+
+TEST_F(KnownFileTest, ABackdatedModificationDoesNotMakeAFreshFileOld) {
+    writeFile(name(), "one");
+    age(std::chrono::hours(1));
+    EXPECT_FALSE(KnownFile::read(open(), nothing_).isStill(now()));
+}
+
+TEST_F(KnownFileTest, AnOldFileThatIsReadIsKnownUntilItIsChanged) {
+    writeFile(name(), "one");
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    const KnownFile read = KnownFile::read(open(), nothing_);
+    EXPECT_TRUE(read.isStill(now()));
+    writeFile(name(), "two");
+    EXPECT_FALSE(read.isStill(now()));
+}
+
+TEST_F(KnownFileTest, WhereStampsAreCoarseAFileIsOldAfterSeconds) {
+    writeFile(name(), "one");
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    const CoarseStamps stamps(kFourMilliseconds);
+    EXPECT_FALSE(KnownFile::read(open(), nothing_).isStill(now()));
+    std::this_thread::sleep_for(std::chrono::milliseconds(4500));
+    EXPECT_TRUE(KnownFile::read(open(), nothing_).isStill(now()));
+}
+
+TEST_F(KnownFileTest, AFileThatWasLeftIsKnownWhenItIsReadByAnyName) {
+    writeFile(name(), "one");
+    KnownFile::Memory memory;
+    File file = open();
+    memory.remember(KnownFile::left(file));
+    std::filesystem::create_hard_link(name(), temporary_.file("other"));
+    EXPECT_FALSE(KnownFile::read(open(), memory).isStill(now())) << "its count of names has changed";
+
+    memory.remember(KnownFile::left(file));
+    const File other = File::openExisting(temporary_.file("other"), File::Access::read);
+    EXPECT_TRUE(KnownFile::read(other, memory).isStill(now()));
+    writeFile(name(), "two");
+    EXPECT_FALSE(KnownFile::read(other, memory).isStill(now()));
+}
+
+TEST_F(KnownFileTest, DistrustEndsWhatIsKnown) {
+    writeFile(name(), "one");
+    File file = open();
+    KnownFile left = KnownFile::left(file);
+    left.distrust();
+    EXPECT_FALSE(left.isStill(now()));
+}
+
+TEST_F(KnownFileTest, AMarkThatIsRefusedIsNoErrorAndNoProof) {
+    writeFile(name(), "one");
+    File file = open();
+    {
+        const CoarseStamps stamps(1, CoarseStamps::Marks::refused);
+        EXPECT_FALSE(KnownFile::left(file).isStill(now()));
+    }
+    EXPECT_TRUE(KnownFile::left(file).isStill(now()));
+}
+
+// Foreign changes of equal size
+
+class ForeignChangeTest : public StatementTest {
+protected:
+    ForeignChangeTest() { useLevel(Synchronous::off); }
+
+    void SetUp() override {
+        StatementTest::SetUp();
+        run("CREATE TABLE t (a INTEGER, b TEXT);");
+        writeFile(tableFile("t"), tableOf('a', 'b'));
+    }
+
+    /// A table with two rows whose cells are all this letter.
+    static std::string tableOf(char first, char second) {
+        return "a~b~ROWID\n1~4~1\n\n1~'" + std::string(20, first) + "'~1\n2~'" + std::string(20, second) +
+               "'~2\n";
+    }
+    /// Gives a file other bytes at the same length.
+    static void rewrite(const std::string& name, const std::string& content) {
+        std::fstream file(name, std::ios::in | std::ios::out | std::ios::binary);
+        file << content;
+        ASSERT_TRUE(file.flush().good());
+    }
+    static std::string texts(char letter) { return std::string(20, letter); }
+
+    void update(int row, char letter, const std::string& name = "t") {
+        const std::string sql = "UPDATE " + name + " SET a=?, b='?' WHERE a = " + std::to_string(row) + ";";
+        ASSERT_EQ(exec(sql.c_str(), std::to_string(row).c_str(), texts(letter).c_str()), 0);
+        ASSERT_THAT(takeErrors(), ::testing::IsEmpty());
+    }
+};
+
+TEST_F(ForeignChangeTest, OfATableBetweenReadAndCopyOverGivesOneTextWhole) {
+    for (const Step& step : kSteps) {
+        SCOPED_TRACE(step.name);
+        const CoarseStamps stamps(step.nanoseconds);
+        const std::string ours = tableOf('a', 'c');
+        for (int round = 0; round < step.rounds; ++round) {
+            rewrite(tableFile("t"), tableOf('a', 'b'));
+            database->beginTransaction();
+            update(2, 'c');
+            rewrite(tableFile("t"), tableOf('x', 'y'));
+            ASSERT_TRUE(database->commitTransaction());
+            ASSERT_EQ(table("t"), ours) << "round " << round;
+            log.clear();
+        }
+        EXPECT_GT(CoarseStamps::looks(), step.rounds);
+    }
+}
+
+TEST_F(ForeignChangeTest, OfATableThatTheEngineWroteLastGivesOneTextWhole) {
+    for (const Step& step : kSteps) {
+        SCOPED_TRACE(step.name);
+        const CoarseStamps stamps(step.nanoseconds);
+        rewrite(tableFile("t"), tableOf('a', 'b'));
+        for (int round = 0; round < step.rounds / 4; ++round) {
+            update(1, 'd');
+            database->beginTransaction();
+            update(2, 'c');
+            const std::string ours = tableOf('d', 'c');
+            rewrite(tableFile("t"), tableOf('x', 'y'));
+            ASSERT_TRUE(database->commitTransaction());
+            ASSERT_EQ(table("t"), ours) << "round " << round;
+            log.clear();
+        }
+    }
+}
+
+TEST_F(ForeignChangeTest, OfAWorkingCopyBetweenStatementsIsWhatTheNextStatementChanges) {
+    for (const Step& step : kSteps) {
+        SCOPED_TRACE(step.name);
+        const CoarseStamps stamps(step.nanoseconds);
+        for (int round = 0; round < step.rounds / 4; ++round) {
+            rewrite(tableFile("t"), tableOf('a', 'b'));
+            database->beginTransaction();
+            update(2, 'c');
+            rewrite(backupFile("t"), tableOf('x', 'y'));
+            update(2, 'd');
+            ASSERT_TRUE(database->commitTransaction());
+            ASSERT_EQ(table("t"), tableOf('x', 'd')) << "round " << round;
+            log.clear();
+        }
+    }
+}
+
+TEST_F(ForeignChangeTest, OfAWorkingCopyBeforeTheCommitIsWhatTheTableGets) {
+    for (const Step& step : kSteps) {
+        SCOPED_TRACE(step.name);
+        const CoarseStamps stamps(step.nanoseconds);
+        for (int round = 0; round < step.rounds / 4; ++round) {
+            rewrite(tableFile("t"), tableOf('a', 'b'));
+            database->beginTransaction();
+            update(2, 'c');
+            rewrite(backupFile("t"), tableOf('x', 'y'));
+            ASSERT_TRUE(database->commitTransaction());
+            ASSERT_EQ(table("t"), tableOf('x', 'y')) << "round " << round;
+            log.clear();
+        }
+    }
+}
+
+// Two names of one table
+
+TEST_F(ForeignChangeTest, TwoNamesOfOneTableInATransactionShareItsWorkingCopy) {
+    for (const Step& step : kSteps) {
+        SCOPED_TRACE(step.name);
+        const CoarseStamps stamps(step.nanoseconds);
+        for (int round = 0; round < 50; ++round) {
+            // The other name reads the table's own file, and writes the one working copy.
+            rewrite(tableFile("t"), tableOf('a', 'b'));
+            database->beginTransaction();
+            update(2, 'c');
+            update(1, 'd', "./t");
+            update(2, 'e');
+            ASSERT_TRUE(database->commitTransaction());
+            ASSERT_EQ(table("t"), tableOf('d', 'e'));
+
+            rewrite(tableFile("t"), tableOf('a', 'b'));
+            database->beginTransaction();
+            update(2, 'c');
+            update(1, 'd', "./t");
+            ASSERT_TRUE(database->commitTransaction());
+            ASSERT_EQ(table("t"), tableOf('d', 'b'));
+
+            rewrite(tableFile("t"), tableOf('a', 'b'));
+            database->beginTransaction();
+            update(1, 'd', "./t");
+            update(2, 'c');
+            ASSERT_TRUE(database->commitTransaction());
+            ASSERT_EQ(table("t"), tableOf('a', 'c'));
+            log.clear();
+        }
+    }
+}
+
+}  // namespace
+}  // namespace Kalt::Vemo::Test
