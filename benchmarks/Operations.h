@@ -10,7 +10,7 @@
 /// that every round meets the same number of rows.
 struct Operation {
     std::string name;
-    bool changes;   ///< whether it writes, so that SQLite's synchronous=FULL is worth a comparison
+    bool changes;   ///< whether it writes, so that what is done for power cuts costs something
     bool onSqlite;  ///< whether SQLite has the same work to offer
     int repeats;    ///< how often `timed` does its work in one round
     std::function<void(Subject&, int rows)> before;

@@ -17,9 +17,7 @@ class SqliteStore : public Kalt::Vemo::Notification::ISubscriptionDB {
     using Record = Kalt::Vemo::Notification::SubscriptionRecord;
 
 public:
-    /// @param synchronous OFF promises what the file store promises: safe when the process dies. FULL also
-    /// when the
-    ///                    power does.
+    /// @param synchronous OFF, NORMAL or FULL
     explicit SqliteStore(std::string synchronous);
     ~SqliteStore() override;
 

@@ -1,21 +1,24 @@
 #include "Subject.h"
 
+#include <array>
+#include <cstddef>
 #include <fstream>
 #include <stdexcept>
 
 #include "FileDatabase.h"
 #include "IResultTable.h"
 #include "SqliteStore.h"
+#include "StoreAccess.h"
 #include "TableFormat.h"
-#include "VEMOFileSubscriptionDB.h"
 
 using Kalt::Vemo::Core::Database::IResultTable;
 using Kalt::Vemo::Core::Database::Filedb::FileDatabase;
 using Kalt::Vemo::Core::Database::Filedb::kDirectorySuffix;
 using Kalt::Vemo::Core::Database::Filedb::kTableSuffix;
+using Kalt::Vemo::Core::Database::Filedb::Synchronous;
 using Kalt::Vemo::Notification::ISubscriptionDB;
+using Kalt::Vemo::Notification::StoreAccess;
 using Kalt::Vemo::Notification::SubscriptionRecord;
-using Kalt::Vemo::Notification::VEMOFileSubscriptionDB;
 
 namespace {
 
@@ -25,8 +28,8 @@ const std::string kInsert =
 
 class FileSubject : public Subject {
 public:
-    FileSubject(Medium medium, int rows)
-        : directory_(medium), store_(VEMOFileSubscriptionDB::createInstance()) {
+    FileSubject(Synchronous level, Medium medium, int rows)
+        : directory_(medium), database_(level), store_(StoreAccess::make(level)) {
         std::string where = path();
         check(database_.init(where));
         fill(where + kDirectorySuffix + "/", rows);
@@ -205,9 +208,16 @@ SubscriptionRecord sampleRecord(int index) {
     return record;
 }
 
-std::unique_ptr<Subject> makeSubject(const std::string& engine, Medium medium, int rows) {
-    if (engine == "file") {
-        return std::make_unique<FileSubject>(medium, rows);
-    }
-    return std::make_unique<SqliteSubject>(engine == "sqlite-full" ? "FULL" : "OFF", medium, rows);
+std::string nameOf(Level level) {
+    static constexpr std::array kNames = {"off", "normal", "full"};
+    return kNames.at(static_cast<std::size_t>(level));
+}
+
+std::unique_ptr<Subject> makeFileSubject(Level level, Medium medium, int rows) {
+    static constexpr std::array kLevels = {Synchronous::off, Synchronous::normal, Synchronous::full};
+    return std::make_unique<FileSubject>(kLevels.at(static_cast<std::size_t>(level)), medium, rows);
+}
+
+std::unique_ptr<Subject> makeSqliteSubject(Level level, Medium medium, int rows) {
+    return std::make_unique<SqliteSubject>(nameOf(level), medium, rows);
 }

@@ -33,9 +33,14 @@ public:
     virtual void checkNewColumn() = 0;
 };
 
-/// @param engine "file", "sqlite-off" or "sqlite-full"
-/// @param rows   rows in each of the two tables, some 200 bytes each
-std::unique_ptr<Subject> makeSubject(const std::string& engine, Medium medium, int rows);
+/// What a store does for power cuts, by the name that both stores have for it.
+enum class Level { off, normal, full };
+
+std::string nameOf(Level level);
+
+/// @param rows rows in each of the two tables, some 200 bytes each
+std::unique_ptr<Subject> makeFileSubject(Level level, Medium medium, int rows);
+std::unique_ptr<Subject> makeSqliteSubject(Level level, Medium medium, int rows);
 
 /// The record in row `index`, counted from 1.
 Kalt::Vemo::Notification::SubscriptionRecord sampleRecord(int index);

@@ -11,12 +11,24 @@
 #include "Operations.h"
 #include "Subject.h"
 
-// Times every operation at every size, on both media, beside the same work on SQLite. Each benchmark is named
-// OPERATION/ENGINE/MEDIUM/ROWS; report.py makes the table of it.
+// Times every operation at every size, on both media, beside the same work on SQLite; what writes to the
+// disk, at all three levels of what both do for power cuts. Each benchmark is named
+// OPERATION/ENGINE/MEDIUM/ROWS, with an ENGINE such as file-off or sqlite-full; report.py makes the tables of
+// it.
 
 namespace {
 
 constexpr int kSizes[] = {10, 100, 1000, 10000};
+struct Engine {
+    bool isSqlite;
+    Level level;
+
+    std::string name() const { return (isSqlite ? "sqlite-" : "file-") + nameOf(level); }
+};
+
+constexpr Engine kEngines[] = {{false, Level::off},   {true, Level::off},   {false, Level::normal},
+                               {true, Level::normal}, {false, Level::full}, {true, Level::full}};
+
 constexpr int kErrors = -2;
 constexpr int kNothing = -3;
 
@@ -36,7 +48,7 @@ double run(const Operation& operation, Subject& subject, int rows) {
 
 // A failed statement looks like a quick one, because most failures only reach the log. So every operation is
 // tried once, with somebody listening, before the log is turned off for the measurement.
-void tryOperations(Subject& subject, const std::string& engine, int rows) {
+void tryOperations(Subject& subject, const Engine& engine, int rows) {
     std::string errors;
     Kalt::Vemo::Log::setLogSink(
         [&errors](const Kalt::Vemo::Log::LogMessage& message) {
@@ -49,7 +61,7 @@ void tryOperations(Subject& subject, const std::string& engine, int rows) {
         },
         kErrors);
     for (const Operation& operation : operations()) {
-        if (engine == "file" || operation.onSqlite) {
+        if (!engine.isSqlite || operation.onSqlite) {
             run(operation, subject, rows);
         }
     }
@@ -60,22 +72,23 @@ void tryOperations(Subject& subject, const std::string& engine, int rows) {
 }
 
 // Stores live only while benchmarks of their medium and size follow each other.
-Subject& subjectFor(const std::string& engine, Medium medium, int rows) {
+Subject& subjectFor(const Engine& engine, Medium medium, int rows) {
     static std::pair<Medium, int> place;
     static std::map<std::string, std::unique_ptr<Subject>> subjects;
     if (place != std::pair(medium, rows)) {
         subjects.clear();
         place = {medium, rows};
     }
-    std::unique_ptr<Subject>& subject = subjects[engine];
+    std::unique_ptr<Subject>& subject = subjects[engine.name()];
     if (subject == nullptr) {
-        subject = makeSubject(engine, medium, rows);
+        subject = engine.isSqlite ? makeSqliteSubject(engine.level, medium, rows)
+                                  : makeFileSubject(engine.level, medium, rows);
         tryOperations(*subject, engine, rows);
     }
     return *subject;
 }
 
-void measure(benchmark::State& state, const Operation& operation, const std::string& engine, Medium medium,
+void measure(benchmark::State& state, const Operation& operation, const Engine& engine, Medium medium,
              int rows) {
     Subject& subject = subjectFor(engine, medium, rows);
     for (auto _ : state) {
@@ -89,14 +102,14 @@ void registerAll() {
     for (const auto& [mediumName, medium] : media) {
         for (const int rows : kSizes) {
             for (const Operation& operation : operations()) {
-                for (const std::string engine : {"file", "sqlite-off", "sqlite-full"}) {
-                    const bool wantsFull = operation.changes && medium == Medium::disk;
-                    if (engine != "file" &&
-                        (!operation.onSqlite || (engine == "sqlite-full" && !wantsFull))) {
+                for (const Engine& engine : kEngines) {
+                    const bool isSynced = engine.level != Level::off;
+                    if ((engine.isSqlite && !operation.onSqlite) ||
+                        (isSynced && !(operation.changes && medium == Medium::disk))) {
                         continue;
                     }
                     const std::string name =
-                        operation.name + "/" + engine + "/" + mediumName + "/" + std::to_string(rows);
+                        operation.name + "/" + engine.name() + "/" + mediumName + "/" + std::to_string(rows);
                     const Medium where = medium;
                     benchmark::RegisterBenchmark(name.c_str(),
                                                  [&operation, engine, where, rows](benchmark::State& state) {

@@ -54,7 +54,7 @@ protected:
     }
 
     TemporaryDirectory temporary_;
-    const KnownFile::Memory nothing_;
+    KnownFile::Memory files_;
 };
 
 TEST_F(KnownFileTest, NothingIsProofOfAFileThatIsNotRemembered) {
@@ -69,7 +69,7 @@ TEST_F(KnownFileTest, AFileThatWasLeftIsKnownUntilItIsChanged) {
         SCOPED_TRACE(step);
         const CoarseStamps stamps(step);
         File file = open();
-        const KnownFile left = KnownFile::left(file);
+        const KnownFile left = files_.left(file);
         EXPECT_TRUE(left.isStill(now()));
         EXPECT_TRUE(left.isStill(file.identity()));
         writeFile(name(), "two");
@@ -83,7 +83,7 @@ TEST_F(KnownFileTest, TheMarkIsInThePastSoThatNoLaterWriteCanGiveIt) {
         SCOPED_TRACE(step);
         const CoarseStamps stamps(step);
         File file = open();
-        const KnownFile left = KnownFile::left(file);
+        const KnownFile left = files_.left(file);
         writeFile(name(), "two");
         const auto nanoseconds = [](const timespec& time) { return time.tv_sec * kSecond + time.tv_nsec; };
         EXPECT_GT(nanoseconds(now().modified) - nanoseconds(left.identity().modified), 2 * step);
@@ -95,7 +95,7 @@ TEST_F(KnownFileTest, AFreshFileThatIsReadIsNotKnown) {
         SCOPED_TRACE(step);
         const CoarseStamps stamps(step);
         writeFile(name(), "one");
-        const KnownFile read = KnownFile::read(open(), nothing_);
+        const KnownFile read = files_.read(open());
         EXPECT_FALSE(read.isStill(now()));
     }
 }
@@ -103,13 +103,13 @@ TEST_F(KnownFileTest, AFreshFileThatIsReadIsNotKnown) {
 TEST_F(KnownFileTest, ABackdatedModificationDoesNotMakeAFreshFileOld) {
     writeFile(name(), "one");
     age(std::chrono::hours(1));
-    EXPECT_FALSE(KnownFile::read(open(), nothing_).isStill(now()));
+    EXPECT_FALSE(files_.read(open()).isStill(now()));
 }
 
 TEST_F(KnownFileTest, AnOldFileThatIsReadIsKnownUntilItIsChanged) {
     writeFile(name(), "one");
     letFilesAge();
-    const KnownFile read = KnownFile::read(open(), nothing_);
+    const KnownFile read = files_.read(open());
     EXPECT_TRUE(read.isStill(now()));
     writeFile(name(), "two");
     EXPECT_FALSE(read.isStill(now()));
@@ -119,30 +119,29 @@ TEST_F(KnownFileTest, WhereStampsAreCoarseAFileIsOldAfterSeconds) {
     writeFile(name(), "one");
     letFilesAge();
     const CoarseStamps stamps(kFourMilliseconds);
-    EXPECT_FALSE(KnownFile::read(open(), nothing_).isStill(now()));
+    EXPECT_FALSE(files_.read(open()).isStill(now()));
     std::this_thread::sleep_for(std::chrono::milliseconds(4500));
-    EXPECT_TRUE(KnownFile::read(open(), nothing_).isStill(now()));
+    EXPECT_TRUE(files_.read(open()).isStill(now()));
 }
 
 TEST_F(KnownFileTest, AFileThatWasLeftIsKnownWhenItIsReadByAnyName) {
     writeFile(name(), "one");
-    KnownFile::Memory memory;
     File file = open();
-    memory.remember(KnownFile::left(file));
+    files_.remember(files_.left(file));
     std::filesystem::create_hard_link(name(), temporary_.file("other"));
-    EXPECT_FALSE(KnownFile::read(open(), memory).isStill(now())) << "its count of names has changed";
+    EXPECT_FALSE(files_.read(open()).isStill(now())) << "its count of names has changed";
 
-    memory.remember(KnownFile::left(file));
+    files_.remember(files_.left(file));
     const File other = File::openExisting(temporary_.file("other"), File::Access::read);
-    EXPECT_TRUE(KnownFile::read(other, memory).isStill(now()));
+    EXPECT_TRUE(files_.read(other).isStill(now()));
     writeFile(name(), "two");
-    EXPECT_FALSE(KnownFile::read(other, memory).isStill(now()));
+    EXPECT_FALSE(files_.read(other).isStill(now()));
 }
 
 TEST_F(KnownFileTest, DistrustEndsWhatIsKnown) {
     writeFile(name(), "one");
     File file = open();
-    KnownFile left = KnownFile::left(file);
+    KnownFile left = files_.left(file);
     left.distrust();
     EXPECT_FALSE(left.isStill(now()));
 }
@@ -152,9 +151,36 @@ TEST_F(KnownFileTest, AMarkThatIsRefusedIsNoErrorAndNoProof) {
     File file = open();
     {
         const CoarseStamps stamps(1, CoarseStamps::Marks::refused);
-        EXPECT_FALSE(KnownFile::left(file).isStill(now()));
+        EXPECT_FALSE(files_.left(file).isStill(now()));
     }
-    EXPECT_TRUE(KnownFile::left(file).isStill(now()));
+    EXPECT_TRUE(files_.left(file).isStill(now()));
+}
+
+TEST_F(KnownFileTest, NothingIsProofOnANetworkOrFuseFileSystem) {
+    writeFile(name(), "one");
+    letFilesAge();
+    File file = open();
+    const CoarseStamps stamps(1);
+    constexpr long kNfs = 0x6969;
+    constexpr long kFuse = 0x65735546;
+    for (const long type : {kNfs, kFuse}) {
+        CoarseStamps::pretendFileSystem(type);
+        KnownFile::Memory files;
+        files.begin(file);
+        EXPECT_FALSE(files.read(file).isStill(now()));
+        EXPECT_FALSE(files.left(file).isStill(now()));
+    }
+    CoarseStamps::pretendFileSystem(0);
+    EXPECT_TRUE(files_.left(file).isStill(now()));
+}
+
+TEST_F(KnownFileTest, TheDiskOfTheJournalIsNotAskedForAgain) {
+    writeFile(name(), "one");
+    File file = open();
+    const CoarseStamps stamps(1);
+    files_.begin(file);
+    CoarseStamps::pretendFileSystem(0x6969);
+    EXPECT_TRUE(files_.left(file).isStill(now()));
 }
 
 // Foreign changes of equal size

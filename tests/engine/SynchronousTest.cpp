@@ -358,7 +358,7 @@ TEST_P(ReplacingTest, SyncsComeBeforeWhatRestsOnThem) {
     if (isFull) {
         wanted.emplace_back("sync db_filedb");
     }
-    wanted.insert(wanted.end(), 2, "write master_rollback");
+    wanted.emplace_back("write master_rollback");
     EXPECT_EQ(calls, wanted);
 
     calls.clear();

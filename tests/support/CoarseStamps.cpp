@@ -1,6 +1,7 @@
 #include "CoarseStamps.h"
 
 #include <sys/stat.h>
+#include <sys/statfs.h>
 
 #include <atomic>
 #include <cerrno>
@@ -13,6 +14,7 @@ namespace {
 std::atomic<long long> step{1};
 std::atomic<int> lookCount{0};
 std::atomic<bool> marksAreRefused{false};
+std::atomic<long> fileSystemType{0};  // none: the one that it is
 
 void cut(timespec& time) {
     constexpr long long kSecond = 1'000'000'000;
@@ -28,6 +30,14 @@ int cutStamps(int result, struct stat* status) {
         cut(status->st_atim);
         cut(status->st_mtim);
         cut(status->st_ctim);
+    }
+    return result;
+}
+
+template <typename Status>
+int changeType(int result, Status* status) {
+    if (result == 0 && fileSystemType != 0) {
+        status->f_type = static_cast<decltype(status->f_type)>(fileSystemType.load());
     }
     return result;
 }
@@ -53,6 +63,11 @@ CoarseStamps::CoarseStamps(long long stepOfStamps, Marks marks) {
 CoarseStamps::~CoarseStamps() {
     step = 1;
     marksAreRefused = false;
+    fileSystemType = 0;
+}
+
+void CoarseStamps::pretendFileSystem(long type) {
+    fileSystemType = type;
 }
 
 int CoarseStamps::looks() {
@@ -61,6 +76,7 @@ int CoarseStamps::looks() {
 
 }  // namespace Kalt::Vemo::Test
 
+using Kalt::Vemo::Test::changeType;
 using Kalt::Vemo::Test::cutStamps;
 using Kalt::Vemo::Test::setTimes;
 
@@ -83,6 +99,17 @@ WRAP_STATUS(__stat64_time64, Path)
 WRAP_STATUS(lstat, Path)
 WRAP_STATUS(lstat64, Path)
 WRAP_STATUS(__lstat64_time64, Path)
+#define WRAP_FILE_SYSTEM(call, Status)                                       \
+    extern "C" int __real_##call(int, struct Status*) __attribute__((weak)); \
+    extern "C" int __wrap_##call(int, struct Status*);                       \
+    int __wrap_##call(int descriptor, struct Status* status) {               \
+        return changeType(__real_##call(descriptor, status), status);        \
+    }
+
+// With 64-bit file sizes both structures are the same.
+WRAP_FILE_SYSTEM(fstatfs, statfs)
+WRAP_FILE_SYSTEM(fstatfs64, statfs)
+
 extern "C" int __real_futimens(int, const timespec*) __attribute__((weak));
 extern "C" int __wrap_futimens(int, const timespec*);
 int __wrap_futimens(int descriptor, const timespec* times) {

@@ -17,6 +17,9 @@ public:
     CoarseStamps(const CoarseStamps&) = delete;
     CoarseStamps& operator=(const CoarseStamps&) = delete;
 
+    /// From now on files are on a file system of this type, as statfs(2) gives it.
+    static void pretendFileSystem(long type);
+
     /// How often the status of a file was asked for since the object was made.
     static int looks();
 };

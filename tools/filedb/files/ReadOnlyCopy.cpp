@@ -106,7 +106,7 @@ Contents snapshotOf(const std::string& directory) {
 
 void writeFile(const std::string& fileName, const std::string& content) {
     File file = File::open(fileName, "w+");
-    file.overwrite(content);
+    file.writeAt(0, content);
     file.close();
 }
 

@@ -79,8 +79,9 @@ public:
     /// Opens an existing file; no file when the system refuses.
     [[nodiscard]] static File openExisting(const std::string& fileName, Access access);
 
-    /// Opens `fileName` for overwrite(); made when missing. It is not truncated, as mode "w+" would do: that
-    /// is slow on disk file systems, and blocks that the file keeps cannot run into a full disk.
+    /// Opens `fileName` to write over what it holds; made when missing. It is not truncated, as mode "w+"
+    /// would do: that is slow on disk file systems, and blocks that the file keeps cannot run into a full
+    /// disk.
     ///
     /// Throws: as open.
     [[nodiscard]] static File openForOverwrite(const std::string& fileName);
@@ -104,12 +105,12 @@ public:
     /// Logs what opening `fileName` logs, when a file that was opened earlier is used.
     static void logUse(const std::string& fileName, const char* mode);
 
-    /// Logs what overwrite() logs of a text.
+    /// Logs what write() logs of a text.
     static void logWrite(std::string_view text);
 
     /// Closes the file and checks the result: some systems report a failed write only here.
     ///
-    /// Throws: as overwrite; the file is then closed as well.
+    /// Throws: as writeAt; the file is then closed as well.
     void close();
 
     /// Makes the file a stream of the C library, at the file's start.
@@ -166,20 +167,15 @@ public:
     /// Shortens the file to `length` bytes. Throws: as writeAt.
     void truncate(std::size_t length);
 
-    /// Makes `text` the whole content of the file: overwrites what differs, then truncates what is left of
-    /// the old content.
+    /// Writes `text` over what the file holds. What is left of a longer old content stays.
     ///
-    /// @param difference how `text` differs from what the file holds
+    /// @param difference how `text` differs from what the file holds: only that part is written
     /// Throws: as writeAt.
-    void overwrite(std::string_view text, const Difference& difference = {});
-
-    /// The same for a file that is known to have the identity `old`.
-    void overwrite(std::string_view text, const Difference& difference, const FileIdentity& old);
+    void write(std::string_view text, const Difference& difference);
 
 private:
     explicit File(int descriptor) : descriptor_(descriptor) {}
     static File openOrThrow(const std::string& fileName, int flags, const char* mode);
-    void writeDifference(std::string_view text, const Difference& difference);
     int release() noexcept;
 
     int descriptor_ = -1;

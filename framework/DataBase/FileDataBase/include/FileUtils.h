@@ -44,7 +44,7 @@ public:
 
     /// Makes `source` the whole content of `destination`, as copyWholeFile does it, and closes both.
     ///
-    /// Throws: as copyWholeFile and File::overwrite.
+    /// Throws: as copyWholeFile and File::write.
     static void overwriteFrom(File destination, File source);
 
     /// Reads one line and splits it into fields, see Record for the rules.

@@ -77,6 +77,9 @@ public:
     /// Throws: the seek error when no journal is open.
     void requireOpen() { static_cast<void>(requireFile()); }
 
+    /// The open journal.
+    const File& file() const { return file_; }
+
     /// Opens the journal as reset() does, unless one is open. Throws: as reset.
     void ensureOpen(const std::string& path);
 

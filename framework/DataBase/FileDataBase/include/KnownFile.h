@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <utility>
 
 #include "File.h"
@@ -28,16 +29,6 @@ public:
     /// Nothing is remembered, and nothing is proven.
     KnownFile() = default;
 
-    /// A file that is about to be read: to be called before the first byte is.
-    ///
-    /// @param left files that the engine has left earlier, perhaps this one
-    /// Throws: as File::identity.
-    [[nodiscard]] static KnownFile read(const File& file, const Memory& left);
-
-    /// A file that the engine has written: sets the mark, so it must be the last call that changes the file
-    /// or its status. What the system refuses is no error; there is no proof then.
-    [[nodiscard]] static KnownFile left(File& file);
-
     /// Whether the file that looks like this now is provably the one that is remembered.
     [[nodiscard]] bool isStill(const FileIdentity& now) const { return isProof_ && identity_ == now; }
 
@@ -54,18 +45,32 @@ private:
     bool isProof_ = false;
 };
 
-/// The files that were left last, one memory for all names of a file.
+/// What the engine knows of the files of one database: one memory for all names of a file.
 class KnownFile::Memory {
 public:
-    /// Replaces what is remembered of the file.
+    /// Forgets everything and begins with a database whose journal is `journal`, which stays open as long as
+    /// the memory is used.
+    ///
+    /// Throws: as File::identity.
+    void begin(const File& journal);
+
+    /// A file that is about to be read: to be called before the first byte is. Throws: as File::identity.
+    [[nodiscard]] KnownFile read(const File& file) const;
+
+    /// A file that the engine has written: sets the mark, so it must be the last call that changes the file
+    /// or its status. What the system refuses is no error; there is no proof then.
+    [[nodiscard]] KnownFile left(File& file) const;
+
+    /// Replaces what is remembered of the file: it was left so.
     void remember(const KnownFile& file);
 
-    /// What is remembered of the file; a file that proves nothing when there is nothing.
-    const KnownFile& of(const FileIdentity& file) const;
-
-    void clear() { files_.clear(); }
-
 private:
+    const KnownFile* of(const FileIdentity& file) const;
+    bool isOnLocalDisk(const File& file, const FileIdentity& identity) const;
+
+    /// Of the journal, if it is on a local disk. Its number is no other disk's as long as the journal is
+    /// open.
+    std::optional<unsigned long long> localDevice_;
     std::map<std::pair<unsigned long long, unsigned long long>, KnownFile> files_;  // by device and node
 };
 

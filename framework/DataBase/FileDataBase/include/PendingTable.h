@@ -31,9 +31,10 @@ struct OpenTable {
 /// Threads: calls come under the database's lock. Throws: DatabaseException, where a function says so.
 class PendingTable {
 public:
+    /// @param files     what is known of the database's files; must outlive the object
     /// @param operation decides what the commit does
     /// @param original  the table's own file, as it was read; no file for a table that is new or not known
-    explicit PendingTable(Operation operation, OpenTable original = {});
+    PendingTable(const KnownFile::Memory& files, Operation operation, OpenTable original = {});
 
     Operation operation() const { return operation_; }
 
@@ -61,7 +62,7 @@ public:
     /// Writes the table's next version into its working copy, and closes the file.
     ///
     /// @param difference how the version differs from what the working copy holds
-    /// Throws: as File::overwrite. The content is then the text that the version was made of, in memory.
+    /// Throws: as File::write. The content is then the text that the version was made of, in memory.
     void write(File copy, const Difference& difference, TableVersion version);
 
     /// To be called with a working copy that was made anew, before it is written.
@@ -70,7 +71,7 @@ public:
     /// Writes the content that only memory holds into the working copy `copyName`.
     ///
     /// @param anew whether into a new file
-    /// Throws: as File::openForOverwrite and File::overwrite; nothing else has changed then.
+    /// Throws: as File::openForOverwrite and File::write; nothing else has changed then.
     void restore(const std::string& copyName, bool anew);
 
     /// Makes the working copy ready to take the table's place: a regular file that the engine has made, with
@@ -101,7 +102,7 @@ public:
     /// @param isRetry whether an earlier call failed: then memory may hold the content of a working copy that
     ///                another program has removed meanwhile
     /// @return the table's file as it was left
-    /// Throws: as File::open, File::overwrite and FileUtils::overwriteFrom.
+    /// Throws: as File::open, File::write and FileUtils::overwriteFrom.
     [[nodiscard]] KnownFile copyOver(const std::string& copyName, const std::string& tableName, bool isRetry);
 
     /// To be called when another table's working copy was written: what is remembered of this one's is over,
@@ -122,9 +123,11 @@ public:
     void closeFile() { original_ = {}; }
 
 private:
+    [[nodiscard]] KnownFile overwrite(File& file, std::string_view text, const Difference& difference) const;
     File copyAnew(const std::string& copyName);
     KnownFile copyFromMemory(const std::string& tableName);
 
+    const KnownFile::Memory* files_;
     Operation operation_;
     bool onDisk_ = true;
     bool torn_ = false;

@@ -182,12 +182,12 @@ private:
     std::string directory_;
     std::string journalPath_;
     Journal journal_;
+    KnownFile::Memory files_;  // tables as copyOver has left them
     /// The tables that the open transaction, or the running statement, has changed; mirrors the journal's
     /// lines.
     std::map<std::string, std::unique_ptr<PendingTable>> pendingTables_;
     std::set<std::string> leftOver_;  // working copies of refused statements that could not be removed
     std::set<std::string> unsyncedDirectories_;
-    KnownFile::Memory leftTables_;  // as copyOver has left them
     bool autoCommit_ = true;
     Unfinished unfinished_ = Unfinished::nothing;
     std::optional<DirectoryInUse> lockOut_;  // not changed while isLockedOut_

@@ -316,25 +316,11 @@ void File::truncate(std::size_t length) {
     }
 }
 
-void File::overwrite(std::string_view text, const Difference& difference) {
-    writeDifference(text, difference);
-    if (identity().size != static_cast<long long>(text.size())) {
-        truncate(text.size());
-    }
-}
-
-void File::overwrite(std::string_view text, const Difference& difference, const FileIdentity& old) {
-    writeDifference(text, difference);
-    if (static_cast<long long>(text.size()) < old.size) {
-        truncate(text.size());
-    }
-}
-
 void File::logWrite(std::string_view text) {
     FILEDB_LOG(kLogTrace, "Writing Records to File: %.*s", static_cast<int>(text.size()), text.data());
 }
 
-void File::writeDifference(std::string_view text, const Difference& difference) {
+void File::write(std::string_view text, const Difference& difference) {
     logWrite(text);
     const std::size_t end = std::min(difference.end, text.size());
     const std::size_t begin = std::min(difference.begin, end);

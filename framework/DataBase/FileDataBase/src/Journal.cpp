@@ -245,8 +245,13 @@ void Journal::reset(const std::string& path) {
     }
     // The lines go before the state: of tables named after a state line "0" the next init removes the working
     // copies, also those that an interrupted copy-over still needs.
-    truncate(stateLine(false).size());
-    writeState(false);
+    const std::string atRest = stateLine(false);
+    truncate(atRest.size());
+    std::string state(atRest.size(), '\0');
+    state.resize(file_.readAt(0, state.data(), state.size()));
+    if (state != atRest) {  // a look is cheaper than a write
+        writeState(false);
+    }
     if (isActedOn_) {
         sync();
         if (isSpoilt_) {

@@ -54,15 +54,28 @@ timespec fromNanoseconds(long long time) {
 
 }  // namespace
 
-KnownFile KnownFile::read(const File& file, const Memory& left) {
+void KnownFile::Memory::begin(const File& journal) {
+    files_.clear();
+    localDevice_.reset();
+    if (journal.isOnLocalDisk()) {
+        localDevice_ = journal.identity().device;
+    }
+}
+
+bool KnownFile::Memory::isOnLocalDisk(const File& file, const FileIdentity& identity) const {
+    return identity.device == localDevice_ || file.isOnLocalDisk();
+}
+
+KnownFile KnownFile::Memory::read(const File& file) const {
     // The clock comes first: any change after the look at the status gets a stamp that is not before it.
     const long long now = readClock(CLOCK_REALTIME_COARSE);
     const FileIdentity identity = file.identity();
-    const bool isLeft = left.of(identity).isStill(identity);
-    return {identity, isLeft || (isOld(identity.changed, now) && file.isOnLocalDisk())};
+    const KnownFile* const left = of(identity);
+    const bool isLeft = left != nullptr && left->isStill(identity);
+    return {identity, isLeft || (isOld(identity.changed, now) && isOnLocalDisk(file, identity))};
 }
 
-KnownFile KnownFile::left(File& file) {
+KnownFile KnownFile::Memory::left(File& file) const {
     const long long now = readClock(CLOCK_REALTIME);
     const long long margin = clockTick() / 2;
     // Where stamps are cut the exact time does not come back, but a whole even second does.
@@ -72,7 +85,7 @@ KnownFile KnownFile::left(File& file) {
         const bool isSet = file.setModificationTime(mark);
         const FileIdentity identity = file.status();
         if (!isSet || same(identity.modified, mark)) {
-            return {identity, isSet && file.isOnLocalDisk()};
+            return {identity, isSet && isOnLocalDisk(file, identity)};
         }
     }
     return {};
@@ -86,10 +99,9 @@ void KnownFile::Memory::remember(const KnownFile& file) {
     files_[{file.identity().device, file.identity().node}] = file;
 }
 
-const KnownFile& KnownFile::Memory::of(const FileIdentity& file) const {
-    static const KnownFile kNothing;
+const KnownFile* KnownFile::Memory::of(const FileIdentity& file) const {
     const auto entry = files_.find({file.device, file.node});
-    return entry == files_.end() ? kNothing : entry->second;
+    return entry == files_.end() ? nullptr : &entry->second;
 }
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

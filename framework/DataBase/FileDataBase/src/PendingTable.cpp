@@ -13,11 +13,18 @@
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
-PendingTable::PendingTable(Operation operation, OpenTable original)
-    : operation_(operation), original_(std::move(original)) {}
+namespace {
+
+// A table that is written whole as quickly as it is marked.
+constexpr std::size_t kSmallTable = 4096;
+
+}  // namespace
+
+PendingTable::PendingTable(const KnownFile::Memory& files, Operation operation, OpenTable original)
+    : files_(&files), operation_(operation), original_(std::move(original)) {}
 
 void PendingTable::drop() {
-    *this = PendingTable(Operation::dropTable);
+    *this = PendingTable(*files_, Operation::dropTable);
 }
 
 TableVersion PendingTable::take(const OpenTable& table) {
@@ -34,8 +41,7 @@ TableVersion PendingTable::take(const OpenTable& table) {
 
 void PendingTable::write(File copy, const Difference& difference, TableVersion version) {
     try {
-        copy.overwrite(version.text.view(), difference);
-        copy_ = KnownFile::left(copy);
+        copy_ = overwrite(copy, version.text.view(), difference);
         copy.close();
     } catch (...) {
         copy_.distrust();
@@ -57,13 +63,23 @@ void PendingTable::write(File copy, const Difference& difference, TableVersion v
     copyLogged_ = false;
 }
 
+// The look at the file that belongs to its mark shows, too, whether more was in it.
+KnownFile PendingTable::overwrite(File& file, std::string_view text, const Difference& difference) const {
+    file.write(text, difference);
+    const KnownFile left = files_->left(file);
+    if (left.identity().size == static_cast<long long>(text.size())) {
+        return left;
+    }
+    file.truncate(text.size());
+    return files_->left(file);
+}
+
 void PendingTable::restore(const std::string& copyName, bool anew) {
     File copy = anew ? File::makeAnew(copyName) : File::openForOverwrite(copyName);
     if (anew) {
         adopt(copy);
     }
-    copy.overwrite(version_.text.view());
-    const KnownFile written = KnownFile::left(copy);
+    const KnownFile written = overwrite(copy, version_.text.view(), {});
     copy.close();
     copy_ = written;
     onDisk_ = true;
@@ -102,7 +118,7 @@ void PendingTable::prepare(const std::string& copyName, const std::string& targe
     }
     synced_ = true;
     if (name != copyName || !copy_.isStill(copy.status())) {
-        copy_ = KnownFile::left(copy);
+        copy_ = files_->left(copy);
         adopt(copy);
     }
 }
@@ -155,7 +171,7 @@ void PendingTable::replace(const std::string& copyName, const std::string& targe
 
 void PendingTable::becomeDone() {
     const Operation operation = operation_;
-    *this = PendingTable(operation);
+    *this = PendingTable(*files_, operation);
     done_ = true;
 }
 
@@ -198,19 +214,26 @@ KnownFile PendingTable::copyOver(const std::string& copyName, const std::string&
 KnownFile PendingTable::copyFromMemory(const std::string& tableName) {
     OpenTable original = std::move(original_);
     original_ = {};
-    const FileIdentity tableNow = FileIdentity::of(tableName);
-    if (original.known.isStill(tableNow)) {
+    FileIdentity now = FileIdentity::of(tableName);
+    const bool isKnown = original.known.isStill(now);
+    if (original.known.identity().sameFile(now)) {
         File::logUse(tableName, "r+");
-        torn_ = true;
-        original.file.overwrite(version_.text.view(), difference_, tableNow);
     } else {
         original.file = File::openForOverwrite(tableName);
-        original.file.requireRegular();
-        torn_ = true;
-        original.file.overwrite(version_.text.view());
+        now = original.file.identity();
+    }
+    torn_ = true;
+    const std::string_view text = version_.text.view();
+    KnownFile left;
+    if (text.size() <= kSmallTable) {
+        original.file.write(text, isKnown ? difference_ : Difference());
+        if (now.size > static_cast<long long>(text.size())) {
+            original.file.truncate(text.size());
+        }
+    } else {
+        left = overwrite(original.file, text, isKnown ? difference_ : Difference());
     }
     FileUtils::logEndOfCopy();
-    const KnownFile left = KnownFile::left(original.file);
     original.file.close();
     torn_ = false;
     return left;

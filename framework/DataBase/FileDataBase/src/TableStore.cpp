@@ -64,7 +64,6 @@ bool TableStore::open(const std::string& path) {
     pendingTables_.clear();
     leftOver_.clear();
     isLockedOut_ = false;
-    leftTables_.clear();
     unsyncedDirectories_.clear();
     directory_ = std::move(directory);
     journalPath_ = std::move(journalPath);
@@ -98,7 +97,7 @@ void TableStore::recover() {
     syncDirectories();
     pendingTables_.clear();
     const bool hasLines = journal_.read([this](Operation operation, const std::string& table) {
-        pendingTables_.try_emplace(table, std::make_unique<PendingTable>(operation));
+        pendingTables_.try_emplace(table, std::make_unique<PendingTable>(files_, operation));
     });
     if (hasLines) {
         commit();
@@ -110,6 +109,7 @@ void TableStore::recover() {
 void TableStore::openJournal() {
     try {
         journal_.open(journalPath_);
+        files_.begin(journal_.file());
     } catch (const DirectoryInUse& error) {
         // The recovery is the other process's now.
         unfinished_ = Unfinished::nothing;
@@ -254,7 +254,7 @@ ReadTable TableStore::read(const TablePlace& place, File file) const {
     if (!file) {
         throw openError();
     }
-    const KnownFile known = KnownFile::read(file, leftTables_);
+    const KnownFile known = files_.read(file);
     OpenTable origin{std::move(file), known};
     const bool isInCopy = place.pending != nullptr && !place.pending->isDone();
     TableVersion version =
@@ -302,7 +302,7 @@ void TableStore::drop(const TablePlace& place) {
     const std::string copyName = workingCopyFor(Operation::dropTable, place.tableName);
     if (place.pending == nullptr) {
         journal_.appendTable(Operation::dropTable, place.tableName);
-        pendingTables_[place.tableName] = std::make_unique<PendingTable>(Operation::dropTable);
+        pendingTables_[place.tableName] = std::make_unique<PendingTable>(files_, Operation::dropTable);
     } else {
         // The transaction has changed the table before: the journal has its line, and it has a working copy.
         journal_.markDropped(place.tableName);
@@ -333,7 +333,7 @@ void TableStore::writeFirstVersion(Operation operation, const std::string& table
         if (finish_.replaces || pendingTables_.size() >= kMostOpenTables) {
             origin = {};
         }
-        auto pending = std::make_unique<PendingTable>(operation, std::move(origin));
+        auto pending = std::make_unique<PendingTable>(files_, operation, std::move(origin));
         File copy = makeCopy(copyName, *pending);
         isOurs = true;
         // Written whole: a crash may have left a file of this name.
@@ -576,7 +576,7 @@ void TableStore::syncDirectories() {
 void TableStore::copyOver(const std::string& tableName, PendingTable& pending, bool isRetry) {
     const KnownFile left =
         pending.copyOver(fileNameOf(tableName, kBackupSuffix), fileNameOf(tableName, kTableSuffix), isRetry);
-    leftTables_.remember(left);
+    files_.remember(left);
     for (const auto& [name, other] : pendingTables_) {
         other->tableWasWritten(left.identity());
     }
