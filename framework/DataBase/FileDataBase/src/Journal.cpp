@@ -53,6 +53,11 @@ void Journal::open(const std::string& path) {
     file_ = {};
     try {
         file_ = openLocked(path, [&] { return File::open(path, "a+"); });
+        // Lines that an earlier process has removed may still be on the disk. There they would be acted on
+        // after a power cut, or the next lines would meet them.
+        if (!isSpoilt_) {
+            sync();
+        }
     } catch (...) {
         close();
         throw;
@@ -82,6 +87,7 @@ File Journal::openLocked(const std::string& path, Open open) {
 
 bool Journal::read(const std::function<void(Operation operation, const std::string& table)>& report) {
     const Buffer text = requireFile().readWhole();
+    wasAtRest_ = text.view() == stateLine(false);
     JournalReader lines(text.view());
     bool found = false;
     while (lines.next()) {
@@ -152,6 +158,7 @@ void Journal::leaveToRecovery(const std::set<std::string>& tables) {
     if (appends_) {
         return;  // not changed since it was read
     }
+    sync();  // as for markDropped
     JournalReader lines(text.view());
     while (lines.next()) {
         const std::vector<std::string_view>& fields = lines.fields();
@@ -183,16 +190,15 @@ void Journal::sync() {
         requireFile().sync();
     } catch (const DatabaseException&) {
         isSpoilt_ = true;
+        isActedOn_ = true;  // what the disk holds is not known
         throw;
     }
 }
 
 void Journal::reset(const std::string& path) {
     if (isSpoilt_) {
+        static_cast<void>(File::makeAnew(path));
         identity_ = {};
-        file_ = File::makeAnew(path);
-        identity_ = file_.identity();
-        appends_ = false;
     }
     if (!file_ || appends_ || !identity_.sameFile(FileIdentity::of(path))) {
         // The old file stays open until there is a new one, so that a reset that failed can be tried again.
