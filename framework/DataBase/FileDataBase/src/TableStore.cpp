@@ -70,13 +70,9 @@ bool TableStore::open(const std::string& path) {
     journalPath_ = std::move(journalPath);
     autoCommit_ = true;
     unfinished_ = Unfinished::nothing;
-    const bool isThere = FileIdentity::of(directory_).isFile();
     if (!Platform::Filesystem::Directory::createDirectory(directory_)) {
         journal_.close();
         return false;
-    }
-    if (!isThere) {
-        nameChanged(directory_);
     }
     unfinished_ = Unfinished::recovery;
     recover();
@@ -95,11 +91,19 @@ void TableStore::close() {
 // Finishes or discards what the journal tells of.
 void TableStore::recover() {
     openJournal();
-    syncDirectories();
     pendingTables_.clear();
     const bool hasLines = journal_.read([this](Operation operation, const std::string& table) {
         pendingTables_.try_emplace(table, std::make_unique<PendingTable>(operation));
     });
+    // A process that was killed may have changed names without bringing them to the disk: those of tables,
+    // or, before the first line, the directory's own.
+    if (!journal_.wasAtRest()) {
+        nameChanged(journalPath_);
+    }
+    if (!hasLines) {
+        nameChanged(directory_);
+    }
+    syncDirectories();
     if (hasLines) {
         commit();
     } else {
