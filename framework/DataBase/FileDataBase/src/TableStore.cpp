@@ -93,7 +93,7 @@ void TableStore::recover() {
     openJournal();
     pendingTables_.clear();
     const bool hasLines = journal_.read([this](Operation operation, const std::string& table) {
-        pendingTables_.try_emplace(table, std::make_unique<PendingTable>(operation));
+        pendingTables_.try_emplace(table, PendingTable::found(operation));
     });
     // A process that was killed may have changed names without bringing them to the disk: those of tables,
     // or, before the first line, the directory's own.
@@ -495,6 +495,21 @@ void TableStore::abandonTransaction() {
 
 void TableStore::commit() {
     FILEDB_LOG(kLogInfo, "%s", "commitBackupData");
+    try {
+        bringIntoTables();
+    } catch (...) {
+        // A working copy that was found is still there itself.
+        for (const auto& [tableName, pending] : pendingTables_) {
+            if (pending->isFound() && !pending->isDone()) {
+                static_cast<void>(unlink((fileNameOf(tableName, kBackupSuffix) + kNewSuffix).c_str()));
+            }
+        }
+        throw;
+    }
+    cleanUp(Unfinished::cleanUpAfterCommit);
+}
+
+void TableStore::bringIntoTables() {
     for (const auto& [tableName, pending] : pendingTables_) {
         if (!pending->isOnDisk()) {
             restore(tableName, *pending);
@@ -523,7 +538,6 @@ void TableStore::commit() {
     }
     syncDirectories();
     journal_.writeState(false);
-    cleanUp(Unfinished::cleanUpAfterCommit);
 }
 
 void TableStore::prepareReplacements(bool isRetry) {
@@ -535,7 +549,7 @@ void TableStore::prepareReplacements(bool isRetry) {
         const std::string copyName = fileNameOf(tableName, kBackupSuffix);
         const FileIdentity copy = prepared.empty() ? FileIdentity{} : FileIdentity::ofName(copyName);
         const auto shared = std::find_if(prepared.begin(), prepared.end(), [&](const PendingTable* other) {
-            return other->prepared().sameFile(copy);
+            return other->wasPreparedFrom(copy);
         });
         if (shared != prepared.end()) {
             pending->shareCopy(**shared);
@@ -595,15 +609,21 @@ void TableStore::finishTornTables() {
 void TableStore::cleanUp(Unfinished kind) {
     FILEDB_LOG(kLogInfo, "%s", "cleanUpBackupData");
     finishTornTables();
+    bool isAskedFor = false;  // by lines without whose working copies the next opening would fail
     std::vector<std::string> copies;
     copies.reserve(pendingTables_.size() + leftOver_.size());
     for (const auto& [tableName, pending] : pendingTables_) {
-        if (!pending->isDone()) {
+        if (!pending->isDone() || pending->isFound()) {
             copies.push_back(fileNameOf(tableName, kBackupSuffix));
         }
+        isAskedFor = isAskedFor || (pending->isFound() && writesWorkingCopy(pending->operation()));
     }
     copies.insert(copies.end(), leftOver_.begin(), leftOver_.end());
     unfinished_ = kind;  // from here on working copies may be missing
+    const bool resetsFirst = finish_.replaces && isAskedFor;
+    if (resetsFirst) {
+        journal_.reset(journalPath_);
+    }
     for (const std::string& copyName : copies) {
         removeFile(copyName);
         if (finish_.replaces) {
@@ -612,7 +632,9 @@ void TableStore::cleanUp(Unfinished kind) {
     }
     pendingTables_.clear();
     leftOver_.clear();
-    journal_.reset(journalPath_);
+    if (!resetsFirst) {
+        journal_.reset(journalPath_);
+    }
     autoCommit_ = true;
     unfinished_ = Unfinished::nothing;
 }
