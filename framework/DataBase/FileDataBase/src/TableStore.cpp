@@ -204,6 +204,12 @@ void TableStore::settleDecidedWork() noexcept {
                 decided.insert(tableName);
             }
         }
+        // On a disk that has such a line, but no working copy, the next opening would fail.
+        if (finish_.replaces) {
+            for (const std::string& tableName : decided) {
+                Replacement::syncDirectory(Replacement::directoryOf(fileNameOf(tableName, kBackupSuffix)));
+            }
+        }
         journal_.leaveToRecovery(decided);
     } catch (const std::exception& error) {
         FILEDB_LOG(kLogError, "leaveToRecovery Exception: %s", error.what());
