@@ -183,13 +183,17 @@ TEST_P(PowerCutTest, AJournalThatDecidesIsCarriedOutAgain) {
 }
 
 TEST_P(PowerCutTest, ACommitThatTheSystemKeepsFromBeingFinishedIsLeftToTheNextProcess) {
-    PowerCutTrial trial(GetParam());
-    trial.prepare(kThreeTables);
-    trial.isRefusedIn(
-        {"BEGIN", "DELETE FROM v WHERE a = 1;", "DELETE FROM u WHERE a = 1;", "ROLLBACK", "BEGIN",
-         "DELETE FROM t WHERE a = 1;", "DELETE FROM u WHERE a = 2;", "COMMIT"},
-        [](const FileCall& call) { return call.call == Call::kRename && call.file == "u.table"; });
-    expectKept(trial, {"INSERT INTO u (a, b) VALUES ({9}, '{nine}');"});
+    for (const Statements& statements :
+         {Statements{"BEGIN", "DELETE FROM t WHERE a = 1;", "DELETE FROM u WHERE a = 2;", "COMMIT"},
+          Statements{"BEGIN", "DELETE FROM v WHERE a = 1;", "ROLLBACK", "DELETE FROM u WHERE a = 1;"}}) {
+        SCOPED_TRACE(::testing::PrintToString(statements));
+        PowerCutTrial trial(GetParam());
+        trial.prepare(kThreeTables);
+        trial.isRefusedIn(statements, [](const FileCall& call) {
+            return call.call == Call::kRename && call.file == "u.table";
+        });
+        expectKept(trial, {"INSERT INTO u (a, b) VALUES ({9}, '{nine}');"});
+    }
 }
 
 /// What the next process does after a kill, with a cut at any moment of it.

@@ -58,6 +58,9 @@ void apply(std::string& content, const DiskStep& step, Part part = Part::all) {
 
 using Choice = std::vector<std::size_t>;
 
+// Of so many things each two are left out together.
+constexpr std::size_t kMostForPairs = 12;
+
 /// Gives choices of one of `counts[i]` possibilities for each i, of which 0 is the common one: all of them,
 /// or at most about `most`.
 void forEachChoice(const Choice& counts, std::size_t most, const std::function<void(const Choice&)>& visit) {
@@ -94,6 +97,14 @@ void forEachChoice(const Choice& counts, std::size_t most, const std::function<v
         Choice alone = opposite;
         alone[i] = 0;
         visit(alone);
+    }
+    for (std::size_t i = 0; i < counts.size() && counts.size() <= kMostForPairs; ++i) {
+        for (std::size_t j = 0; j < i; ++j) {
+            Choice two = choice;
+            two[i] = other(i);
+            two[j] = other(j);
+            visit(two);
+        }
     }
     std::mt19937 random(static_cast<unsigned int>(counts.size()));
     for (std::size_t n = 0; n < most; ++n) {

@@ -31,8 +31,8 @@ namespace Kalt::Vemo::Test {
 /// - What is not on the disk by its name, or is in a directory that is not, is lost.
 ///
 /// Where there are more states than asked for, it gives those where one thing is out of the common order
-/// (everything there, nothing, one thing missing, one alone there, a beginning there) and a selection, the
-/// same in every run.
+/// (everything there, nothing, one thing missing, two of a few missing, one alone there, a beginning there)
+/// and a selection, the same in every run.
 class PowerCut {
 public:
     /// @param steps how many steps of the record came before the cut
