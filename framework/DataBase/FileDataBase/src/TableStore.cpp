@@ -33,8 +33,8 @@
 //      truncated to the one line "0".
 //
 // Where tables are replaced, an opening that carries out lines of an earlier process leaves their working
-// copies alone: copies of them take the tables' places, and they are removed after the journal is reset. So it
-// can be done again at any step.
+// copies alone: copies of them take the tables' places, and they are removed after the journal is reset. So
+// it can be done again at any step.
 //
 // When the system refuses one of the steps and the process goes on: 1 and 2 are undone; from 3 on the work is
 // finished later, before anything else is changed.
