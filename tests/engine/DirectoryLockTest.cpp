@@ -314,6 +314,22 @@ TEST_F(DirectoryLockTest, AJournalThatCouldNotBeSyncedIsReplacedByOneThatIsLocke
     EXPECT_EQ(journal(), "0\n");
 }
 
+TEST_F(DirectoryLockTest, AJournalWhoseSyncFailedIsMadeAnewAndStaysLocked) {
+    useLevel(Synchronous::full);
+    open();
+    database->beginTransaction();
+    EXPECT_EQ(exec("INSERT INTO t (a) VALUES (?);", "2"), 0);
+    const FileIdentity old = FileIdentity::of(journalFile());
+    {
+        const FaultLayer faults(Fault::kIoError, callsOn("master_rollback", Call::kSync));
+        EXPECT_EQ(exec("DROP TABLE t;"), 0);
+        EXPECT_EQ(FaultLayer::hits(), 1);
+    }
+    EXPECT_TRUE(database->rollbackTransaction());
+    EXPECT_FALSE(FileIdentity::of(journalFile()).sameFile(old));
+    EXPECT_FALSE(anotherGetsIn());
+}
+
 TEST_F(DirectoryLockTest, AJournalThatAnotherProcessHasMadeAnewAndOpenedIsItsOwn) {
     open();
     std::filesystem::remove(journalFile());

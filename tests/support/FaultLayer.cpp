@@ -7,12 +7,15 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
 #include <utility>
+
+#include "FileCallListener.h"
 
 namespace Kalt::Vemo::Test {
 
@@ -57,6 +60,7 @@ constexpr Errors kErrors[] = {
     {Call::kFileStatus, {EIO}},
     {Call::kPathStatus, {EIO, EACCES}},
     {Call::kLock, {EIO, EACCES, EAGAIN, EINTR, ENOLCK}},
+    {Call::kMakeDirectory, {EIO, ENOSPC, EACCES}},
     {Call::kRemove, {EIO, EACCES}},
     {Call::kRename, {EIO, ENOSPC, EACCES, EXDEV}},
     {Call::kSync, {EIO, ENOSPC, EINVAL}},
@@ -81,6 +85,7 @@ struct State {
 };
 State state;
 std::mutex mutex;
+std::atomic<FileCallListener*> listener{nullptr};
 
 enum class Verdict { kWork, kFail, kHalf, kNothing };
 
@@ -199,6 +204,10 @@ void arm(Fault fault, int step, bool lasting, CallFilter filter) {
 
 }  // namespace
 
+void setFileCallListener(FileCallListener* next) {
+    listener = next;
+}
+
 FaultLayer::FaultLayer(Fault fault, int step, bool lasting, CallFilter filter) {
     arm(fault, step, lasting, std::move(filter));
 }
@@ -257,6 +266,7 @@ int __real_fcntl(int descriptor, int command, ...);
 int __real_fcntl64(int descriptor, int command, ...);
 int __real_lstat(const char* path, struct stat* status);
 int __real_lstat64(const char* path, struct stat* status);
+int __real_mkdir(const char* path, mode_t mode);
 int __real_remove(const char* path);
 int __real_unlink(const char* path);
 int __real_rename(const char* from, const char* to);
@@ -280,6 +290,7 @@ namespace Kalt::Vemo::Test {
 
 namespace {
 
+using Open = int(const char* path, int flags, ...);
 using Status = int(int descriptor, struct stat* status);
 using PathStatus = int(const char* path, struct stat* status);
 using Read = ssize_t(int descriptor, void* bytes, std::size_t size, off_t offset);
@@ -287,14 +298,35 @@ using Write = ssize_t(int descriptor, const void* bytes, std::size_t size, off_t
 using Truncate = int(int descriptor, off_t length);
 using Control = int(int descriptor, int command, ...);
 using StreamCall = int(FILE* stream);
+using Sync = int(int descriptor);
+using PathCall = int(const char* path);
 
 bool works(Call call, const Place& place) {
     return judge(call, place) == Verdict::kWork;
 }
 
-bool opens(const char* path, int flags) {
+// Tells the listener of a call that has worked.
+template <typename Tell>
+void tell(Tell tellOf) {
+    if (FileCallListener* const to = listener; to != nullptr) {
+        const int error = errno;
+        tellOf(*to);
+        errno = error;
+    }
+}
+
+int open(const char* path, int flags, mode_t mode, Open* real) {
     const bool makes = (flags & O_CREAT) != 0 && access(path, F_OK) != 0;
-    return judge(Call::kOpen, {path, -1}, makes) == Verdict::kWork;
+    if (judge(Call::kOpen, {path, -1}, makes) != Verdict::kWork) {
+        return -1;
+    }
+    const int descriptor = real(path, flags, mode);
+    if (descriptor >= 0 && makes) {
+        tell([&](FileCallListener& to) { to.fileMade(descriptor); });
+    } else if (descriptor >= 0 && (flags & O_TRUNC) != 0) {
+        tell([&](FileCallListener& to) { to.truncated(descriptor, 0); });
+    }
+    return descriptor;
 }
 
 ssize_t read(int descriptor, void* bytes, std::size_t size, off_t offset, Read* real) {
@@ -323,6 +355,24 @@ void endIfTorn() {
     }
 }
 
+// A file that was opened for appending is written at its end, whatever the offset.
+ssize_t writeAndTell(int descriptor, const void* bytes, std::size_t size, off_t offset, Write* real) {
+    const ssize_t written = real(descriptor, bytes, size, offset);
+    if (written > 0) {
+        tell([&](FileCallListener& to) {
+            const auto length = static_cast<std::size_t>(written);
+            auto begin = static_cast<std::size_t>(offset);
+            struct stat status {};
+            if ((fcntl(descriptor, F_GETFL) & O_APPEND) != 0 &&
+                fstatat(descriptor, "", &status, AT_EMPTY_PATH) == 0) {
+                begin = static_cast<std::size_t>(status.st_size) - length;
+            }
+            to.written(descriptor, begin, {static_cast<const char*>(bytes), length});
+        });
+    }
+    return written;
+}
+
 ssize_t write(int descriptor, const void* bytes, std::size_t size, off_t offset, Write* real) {
     switch (judge(Call::kWrite, {nullptr, descriptor})) {
         case Verdict::kFail:
@@ -330,14 +380,14 @@ ssize_t write(int descriptor, const void* bytes, std::size_t size, off_t offset,
         case Verdict::kNothing:
             return 0;
         case Verdict::kHalf: {
-            const ssize_t written = size < 2 ? 0 : real(descriptor, bytes, size / 2, offset);
+            const ssize_t written = size < 2 ? 0 : writeAndTell(descriptor, bytes, size / 2, offset, real);
             endIfTorn();
-            return size < 2 ? real(descriptor, bytes, size, offset) : written;
+            return size < 2 ? writeAndTell(descriptor, bytes, size, offset, real) : written;
         }
         case Verdict::kWork:
             break;
     }
-    return real(descriptor, bytes, size, offset);
+    return writeAndTell(descriptor, bytes, size, offset, real);
 }
 
 bool isStandard(FILE* stream) {
@@ -352,6 +402,12 @@ int flush(Call call, FILE* stream, StreamCall* real) {
     const Place place{nullptr, fileno(stream)};
     const bool writes = __fpending(stream) > 0;
     if (works(writes ? Call::kStreamWrite : call, place)) {
+        if (writes) {
+            tell([&](FileCallListener& to) {
+                static_cast<void>(__real_fflush(stream));  // fclose leaves nothing to look at
+                to.streamWritten(place.descriptor);
+            });
+        }
         return real(stream);
     }
     const int error = errno;
@@ -392,6 +448,13 @@ bool streamWorks(Call call, FILE* stream) {
     return false;
 }
 
+// A stream that is full has written.
+void tellOfStream(FILE* stream) {
+    if (!isStandard(stream)) {
+        tell([&](FileCallListener& to) { to.streamWritten(fileno(stream)); });
+    }
+}
+
 // The system gives the descriptor free whatever it answers.
 int close(int descriptor) {
     const bool closes = works(Call::kClose, {nullptr, descriptor});
@@ -402,7 +465,43 @@ int close(int descriptor) {
 }
 
 int truncate(int descriptor, off_t length, Truncate* real) {
-    return works(Call::kTruncate, {nullptr, descriptor}) ? real(descriptor, length) : -1;
+    if (!works(Call::kTruncate, {nullptr, descriptor}) || real(descriptor, length) != 0) {
+        return -1;
+    }
+    tell([&](FileCallListener& to) { to.truncated(descriptor, static_cast<std::size_t>(length)); });
+    return 0;
+}
+
+int sync(int descriptor, Sync* real) {
+    if (!works(Call::kSync, {nullptr, descriptor}) || real(descriptor) != 0) {
+        return -1;
+    }
+    tell([&](FileCallListener& to) { to.synced(descriptor); });
+    return 0;
+}
+
+int remove(const char* path, PathCall* real) {
+    if (!works(Call::kRemove, {path, -1}) || real(path) != 0) {
+        return -1;
+    }
+    tell([&](FileCallListener& to) { to.removed(path); });
+    return 0;
+}
+
+int rename(const char* from, const char* to) {
+    if (!works(Call::kRename, {to, -1}) || __real_rename(from, to) != 0) {
+        return -1;
+    }
+    tell([&](FileCallListener& listening) { listening.renamed(from, to); });
+    return 0;
+}
+
+int makeDirectory(const char* path, mode_t mode) {
+    if (!works(Call::kMakeDirectory, {path, -1}) || __real_mkdir(path, mode) != 0) {
+        return -1;
+    }
+    tell([&](FileCallListener& to) { to.directoryMade(path); });
+    return 0;
 }
 
 int fileStatus(int descriptor, struct stat* status, Status* real) {
@@ -457,6 +556,7 @@ int __wrap___fcntl_time64(int descriptor, int command, ...);
 int __wrap_lstat(const char* path, struct stat* status);
 int __wrap_lstat64(const char* path, struct stat* status);
 int __wrap___lstat64_time64(const char* path, struct stat* status);
+int __wrap_mkdir(const char* path, mode_t mode);
 int __wrap_remove(const char* path);
 int __wrap_unlink(const char* path);
 int __wrap_rename(const char* from, const char* to);
@@ -474,7 +574,7 @@ int __wrap_open(const char* path, int flags, ...) {
     va_start(arguments, flags);
     const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
-    return Layer::opens(path, flags) ? __real_open(path, flags, mode) : -1;
+    return Layer::open(path, flags, mode, __real_open);
 }
 
 int __wrap_open64(const char* path, int flags, ...) {
@@ -482,7 +582,7 @@ int __wrap_open64(const char* path, int flags, ...) {
     va_start(arguments, flags);
     const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
-    return Layer::opens(path, flags) ? __real_open64(path, flags, mode) : -1;
+    return Layer::open(path, flags, mode, __real_open64);
 }
 
 FILE* __wrap_fdopen(int descriptor, const char* mode) {
@@ -510,11 +610,21 @@ std::size_t __wrap_fread(void* bytes, std::size_t size, std::size_t count, FILE*
 }
 
 int __wrap_fputs(const char* text, FILE* stream) {
-    return Layer::streamWorks(Call::kStreamWrite, stream) ? __real_fputs(text, stream) : EOF;
+    if (!Layer::streamWorks(Call::kStreamWrite, stream)) {
+        return EOF;
+    }
+    const int result = __real_fputs(text, stream);
+    Layer::tellOfStream(stream);
+    return result;
 }
 
 std::size_t __wrap_fwrite(const void* bytes, std::size_t size, std::size_t count, FILE* stream) {
-    return Layer::streamWorks(Call::kStreamWrite, stream) ? __real_fwrite(bytes, size, count, stream) : 0;
+    if (!Layer::streamWorks(Call::kStreamWrite, stream)) {
+        return 0;
+    }
+    const std::size_t result = __real_fwrite(bytes, size, count, stream);
+    Layer::tellOfStream(stream);
+    return result;
 }
 
 ssize_t __wrap_pread(int descriptor, void* bytes, std::size_t size, off_t offset) {
@@ -579,8 +689,12 @@ VEMO_WRAP_FCNTL(fcntl64)
 VEMO_WRAP_FCNTL(__fcntl_time64)
 #undef VEMO_WRAP_FCNTL
 
+int __wrap_mkdir(const char* path, mode_t mode) {
+    return Layer::makeDirectory(path, mode);
+}
+
 int __wrap_remove(const char* path) {
-    return Layer::works(Call::kRemove, {path, -1}) ? __real_remove(path) : -1;
+    return Layer::remove(path, __real_remove);
 }
 
 int __wrap_lstat(const char* path, struct stat* status) {
@@ -596,19 +710,19 @@ int __wrap___lstat64_time64(const char* path, struct stat* status) {
 }
 
 int __wrap_unlink(const char* path) {
-    return Layer::works(Call::kRemove, {path, -1}) ? __real_unlink(path) : -1;
+    return Layer::remove(path, __real_unlink);
 }
 
 int __wrap_rename(const char* from, const char* to) {
-    return Layer::works(Call::kRename, {to, -1}) ? __real_rename(from, to) : -1;
+    return Layer::rename(from, to);
 }
 
 int __wrap_fsync(int descriptor) {
-    return Layer::works(Call::kSync, {nullptr, descriptor}) ? __real_fsync(descriptor) : -1;
+    return Layer::sync(descriptor, __real_fsync);
 }
 
 int __wrap_fdatasync(int descriptor) {
-    return Layer::works(Call::kSync, {nullptr, descriptor}) ? __real_fdatasync(descriptor) : -1;
+    return Layer::sync(descriptor, __real_fdatasync);
 }
 
 int __wrap_futimens(int descriptor, const struct timespec* times) {

@@ -21,6 +21,7 @@ enum class Call {
     kFileStatus,
     kPathStatus,
     kLock,
+    kMakeDirectory,
     kRemove,     ///< and unlink
     kRename,     ///< named by the new name
     kSync,       ///< of a file or a directory

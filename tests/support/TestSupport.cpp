@@ -16,8 +16,10 @@
 
 namespace Kalt::Vemo::Test {
 
-TemporaryDirectory::TemporaryDirectory() {
-    std::string name = (std::filesystem::temp_directory_path() / "vemo-test-XXXXXX").string();
+TemporaryDirectory::TemporaryDirectory() : TemporaryDirectory(std::filesystem::temp_directory_path()) {}
+
+TemporaryDirectory::TemporaryDirectory(const std::string& parent) {
+    std::string name = parent + "/vemo-test-XXXXXX";
     if (mkdtemp(name.data()) == nullptr) {
         ADD_FAILURE() << "cannot make a directory " << name;
     }

@@ -8,10 +8,14 @@
 
 namespace Kalt::Vemo::Test {
 
-/// A fresh directory below the system's temporary directory, removed with all it holds at the end.
+/// A fresh directory, removed with all it holds at the end.
 class TemporaryDirectory {
 public:
+    /// Below the system's temporary directory.
     TemporaryDirectory();
+
+    explicit TemporaryDirectory(const std::string& parent);
+
     ~TemporaryDirectory();
     TemporaryDirectory(const TemporaryDirectory&) = delete;
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;

@@ -67,9 +67,11 @@ public:
     ///                          reset has removed it
     explicit Journal(bool outlivesPowerCuts) : outlivesPowerCuts_(outlivesPowerCuts) {}
 
-    /// Opens the journal at `path`, made when missing, in place of the one that is open.
+    /// Opens the journal at `path`, made when missing, in place of the one that is open. What it holds is on
+    /// the disk then, and nothing else, if it is to outlive power cuts.
     ///
-    /// Throws: DirectoryInUse when another process has it open, the open error. No journal is open then.
+    /// Throws: DirectoryInUse when another process has it open, the open error, write errors. No journal is
+    /// open then.
     void open(const std::string& path);
 
     void close();
@@ -87,6 +89,9 @@ public:
     ///
     /// @return whether the journal holds any line
     [[nodiscard]] bool read(const std::function<void(Operation operation, const std::string& table)>& report);
+
+    /// Whether it held the one line "0" when it was read: the process before has finished its work.
+    bool wasAtRest() const { return wasAtRest_; }
 
     /// Appends a table's line, at the end that the file has now. On failure the line is removed again.
     void appendTable(Operation operation, const std::string& table);
@@ -132,7 +137,8 @@ private:
     bool isSpoilt_ = false;   // a sync has failed: the disk may never get what was written
     File file_;
     DirectoryLock lock_;
-    FileIdentity identity_;     // only to tell whether the path still leads to file_
+    FileIdentity identity_;  // only to tell whether the path still leads to file_
+    bool wasAtRest_ = false;
     bool appends_ = false;      // opened with "a+": every write goes to the end
     bool saysCopying_ = false;  // the state "1" was written last
     std::optional<AppendedLine> lastLine_;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -36,13 +37,19 @@ public:
     /// @param original  the table's own file, as it was read; no file for a table that is new or not known
     PendingTable(const KnownFile::Memory& files, Operation operation, OpenTable original = {});
 
+    /// A table that the journal of an earlier process names. Its working copy stays where it is until the
+    /// journal no longer asks for it, so that a recovery that is interrupted can be done again.
+    [[nodiscard]] static std::unique_ptr<PendingTable> found(const KnownFile::Memory& files, Operation operation);
+
+    bool isFound() const { return isFound_; }
+
     Operation operation() const { return operation_; }
 
     /// From now on the commit drops the table.
     void drop();
 
     /// Whether the commit that is under way has put the working copy in the table's place: there is none any
-    /// more, and the table's own file is its content. A further change ends it.
+    /// more, unless isFound(), and the table's own file is its content. A further change ends it.
     bool isDone() const { return done_; }
 
     /// False while only memory holds the table's content.
@@ -82,6 +89,11 @@ public:
     /// @param isRetry as for copyOver
     /// Throws: as Replacement::giveAttributes, File::sync, FileUtils::overwriteFrom.
     void prepare(const std::string& copyName, const std::string& target, bool isRetry);
+
+    /// Whether the working copy that prepare() has found was this file.
+    bool wasPreparedFrom(const FileIdentity& copy) const {
+        return isFound_ ? source_.sameFile(copy) : made_.sameFile(copy);
+    }
 
     /// The working copy is the one of `other`, which is prepared.
     void shareCopy(const PendingTable& other);
@@ -124,6 +136,7 @@ public:
 
 private:
     [[nodiscard]] KnownFile overwrite(File& file, std::string_view text, const Difference& difference) const;
+    std::string readyName(const std::string& copyName) const;
     File copyAnew(const std::string& copyName);
     KnownFile copyFromMemory(const std::string& tableName);
 
@@ -132,12 +145,14 @@ private:
     bool onDisk_ = true;
     bool torn_ = false;
     bool done_ = false;
+    bool isFound_ = false;
     bool synced_ = false;      // the working copy, since it was written
     bool copyLogged_ = false;  // what the commit logs of a copy
     TableVersion version_;
     bool holdsText_ = false;  // whether version_ is the table's content, as far as known
     KnownFile copy_;          // the working copy, which holds version_
     FileIdentity made_;       // of the working copy that the engine itself has made
+    FileIdentity source_;     // of the one that was found
     OpenTable original_;
     Difference difference_ = Difference::none();  // between version_ and the table's own file
 };

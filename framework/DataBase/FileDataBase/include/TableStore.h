@@ -170,6 +170,7 @@ private:
     void discard();
     File makeCopy(const std::string& copyName, PendingTable& pending);
     void restore(const std::string& tableName, PendingTable& pending);
+    void bringIntoTables();
     void prepareReplacements(bool isRetry);
     void replace(const std::string& tableName, PendingTable& pending);
     void nameChanged(const std::string& fileName);

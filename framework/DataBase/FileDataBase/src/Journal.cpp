@@ -56,6 +56,11 @@ void Journal::open(const std::string& path) {
     file_ = {};
     try {
         file_ = openLocked(path, [&] { return File::open(path, "a+"); });
+        // Lines that an earlier process has removed may still be on the disk. There they would be acted on
+        // after a power cut, or the next lines would meet them.
+        if (!isSpoilt_) {
+            sync();
+        }
     } catch (...) {
         close();
         throw;
@@ -94,6 +99,7 @@ File Journal::openLocked(const std::string& path, Open open) {
 
 bool Journal::read(const std::function<void(Operation operation, const std::string& table)>& report) {
     const Buffer text = requireFile().readWhole();
+    wasAtRest_ = text.view() == stateLine(false);
     JournalReader lines(text.view());
     bool found = false;
     while (lines.next()) {
@@ -164,6 +170,7 @@ void Journal::leaveToRecovery(const std::set<std::string>& tables) {
     if (appends_) {
         return;  // not changed since it was read
     }
+    sync();  // as for markDropped
     JournalReader lines(text.view());
     while (lines.next()) {
         const std::vector<std::string_view>& fields = lines.fields();
@@ -195,6 +202,7 @@ void Journal::sync() {
         requireFile().sync();
     } catch (const DatabaseException&) {
         isSpoilt_ = true;
+        isActedOn_ = true;  // what the disk holds is not known
         throw;
     }
 }

@@ -23,6 +23,12 @@ constexpr std::size_t kSmallTable = 4096;
 PendingTable::PendingTable(const KnownFile::Memory& files, Operation operation, OpenTable original)
     : files_(&files), operation_(operation), original_(std::move(original)) {}
 
+std::unique_ptr<PendingTable> PendingTable::found(const KnownFile::Memory& files, Operation operation) {
+    auto table = std::make_unique<PendingTable>(files, operation);
+    table->isFound_ = true;
+    return table;
+}
+
 void PendingTable::drop() {
     *this = PendingTable(*files_, Operation::dropTable);
 }
@@ -96,6 +102,7 @@ void PendingTable::prepare(const std::string& copyName, const std::string& targe
     }
     std::string name = copyName;
     const FileIdentity now = copy ? copy.status() : FileIdentity{};
+    source_ = now;
     if (!made_.sameFile(now) || !copy_.isStill(now)) {
         copy = copyAnew(copyName);
         name += kNewSuffix;
@@ -105,7 +112,7 @@ void PendingTable::prepare(const std::string& copyName, const std::string& targe
         if (!synced_) {
             copy.sync();
         }
-        if (name != copyName && std::rename(name.c_str(), copyName.c_str()) != 0) {
+        if (name != readyName(copyName) && std::rename(name.c_str(), copyName.c_str()) != 0) {
             throw writeError();
         }
     } catch (...) {
@@ -121,6 +128,11 @@ void PendingTable::prepare(const std::string& copyName, const std::string& targe
         copy_ = files_->left(copy);
         adopt(copy);
     }
+}
+
+// What takes the table's place when it is prepared.
+std::string PendingTable::readyName(const std::string& copyName) const {
+    return isFound_ ? copyName + kNewSuffix : copyName;
 }
 
 // The caller puts the new file in the working copy's place when it is on the disk: until then that may be all
@@ -152,16 +164,18 @@ File PendingTable::copyAnew(const std::string& copyName) {
 
 void PendingTable::shareCopy(const PendingTable& other) {
     made_ = other.made_;
+    source_ = other.source_;
     copy_ = other.copy_;
     synced_ = other.synced_;
     holdsText_ = false;
 }
 
 void PendingTable::replace(const std::string& copyName, const std::string& target) {
-    if (!made_.sameFile(FileIdentity::ofName(copyName))) {
+    const std::string name = readyName(copyName);
+    if (!made_.sameFile(FileIdentity::ofName(name))) {
         throw openError();
     }
-    Replacement::replace(copyName, target);
+    Replacement::replace(name, target);
     if (!copyLogged_) {
         File::logWrite(version_.text.view());
         FileUtils::logEndOfCopy();
@@ -170,8 +184,9 @@ void PendingTable::replace(const std::string& copyName, const std::string& targe
 }
 
 void PendingTable::becomeDone() {
-    const Operation operation = operation_;
-    *this = PendingTable(*files_, operation);
+    const bool isFound = isFound_;
+    *this = PendingTable(*files_, operation_);
+    isFound_ = isFound;
     done_ = true;
 }
 

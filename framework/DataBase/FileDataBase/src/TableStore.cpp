@@ -32,6 +32,10 @@
 //   6. The working copies are removed, the journal is        Nothing is left to do.
 //      truncated to the one line "0".
 //
+// Where tables are replaced, an opening that carries out lines of an earlier process leaves their working
+// copies alone: copies of them take the tables' places, and they are removed after the journal is reset. So
+// it can be done again at any step.
+//
 // When the system refuses one of the steps and the process goes on: 1 and 2 are undone; from 3 on the work is
 // finished later, before anything else is changed.
 namespace Kalt::Vemo::Core::Database::Filedb {
@@ -69,13 +73,9 @@ bool TableStore::open(const std::string& path) {
     journalPath_ = std::move(journalPath);
     autoCommit_ = true;
     unfinished_ = Unfinished::nothing;
-    const bool isThere = FileIdentity::of(directory_).isFile();
     if (!Platform::Filesystem::Directory::createDirectory(directory_)) {
         journal_.close();
         return false;
-    }
-    if (!isThere) {
-        nameChanged(directory_);
     }
     unfinished_ = Unfinished::recovery;
     recover();
@@ -94,11 +94,19 @@ void TableStore::close() {
 // Finishes or discards what the journal tells of.
 void TableStore::recover() {
     openJournal();
-    syncDirectories();
     pendingTables_.clear();
     const bool hasLines = journal_.read([this](Operation operation, const std::string& table) {
-        pendingTables_.try_emplace(table, std::make_unique<PendingTable>(files_, operation));
+        pendingTables_.try_emplace(table, PendingTable::found(files_, operation));
     });
+    // A process that was killed may have changed names without bringing them to the disk: those of tables,
+    // or, before the first line, the directory's own.
+    if (!journal_.wasAtRest()) {
+        nameChanged(journalPath_);
+    }
+    if (!hasLines) {
+        nameChanged(directory_);
+    }
+    syncDirectories();
     if (hasLines) {
         commit();
     } else {
@@ -198,6 +206,12 @@ void TableStore::settleDecidedWork() noexcept {
             const bool hasCopy = FileIdentity::of(fileNameOf(tableName, kBackupSuffix)).isFile();
             if (isDecided && (hasCopy || pending->operation() == Operation::dropTable)) {
                 decided.insert(tableName);
+            }
+        }
+        // On a disk that has such a line, but no working copy, the next opening would fail.
+        if (finish_.replaces) {
+            for (const std::string& tableName : decided) {
+                Replacement::syncDirectory(Replacement::directoryOf(fileNameOf(tableName, kBackupSuffix)));
             }
         }
         journal_.leaveToRecovery(decided);
@@ -494,6 +508,21 @@ void TableStore::abandonTransaction() {
 void TableStore::commit() {
     FILEDB_LOG(kLogInfo, "%s", "commitBackupData");
     journal_.requireOpen();
+    try {
+        bringIntoTables();
+    } catch (...) {
+        // A working copy that was found is still there itself.
+        for (const auto& [tableName, pending] : pendingTables_) {
+            if (pending->isFound() && !pending->isDone()) {
+                static_cast<void>(unlink((fileNameOf(tableName, kBackupSuffix) + kNewSuffix).c_str()));
+            }
+        }
+        throw;
+    }
+    cleanUp(Unfinished::cleanUpAfterCommit);
+}
+
+void TableStore::bringIntoTables() {
     for (const auto& [tableName, pending] : pendingTables_) {
         if (!pending->isOnDisk()) {
             restore(tableName, *pending);
@@ -522,7 +551,6 @@ void TableStore::commit() {
     }
     syncDirectories();
     journal_.writeState(false);
-    cleanUp(Unfinished::cleanUpAfterCommit);
 }
 
 void TableStore::prepareReplacements(bool isRetry) {
@@ -534,7 +562,7 @@ void TableStore::prepareReplacements(bool isRetry) {
         const std::string copyName = fileNameOf(tableName, kBackupSuffix);
         const FileIdentity copy = prepared.empty() ? FileIdentity{} : FileIdentity::ofName(copyName);
         const auto shared = std::find_if(prepared.begin(), prepared.end(), [&](const PendingTable* other) {
-            return other->prepared().sameFile(copy);
+            return other->wasPreparedFrom(copy);
         });
         if (shared != prepared.end()) {
             pending->shareCopy(**shared);
@@ -596,15 +624,21 @@ void TableStore::cleanUp(Unfinished kind) {
     FILEDB_LOG(kLogInfo, "%s", "cleanUpBackupData");
     journal_.ensureOpen(journalPath_);  // a closed one keeps no other process out
     finishTornTables();
+    bool isAskedFor = false;  // by lines without whose working copies the next opening would fail
     std::vector<std::string> copies;
     copies.reserve(pendingTables_.size() + leftOver_.size());
     for (const auto& [tableName, pending] : pendingTables_) {
-        if (!pending->isDone()) {
+        if (!pending->isDone() || pending->isFound()) {
             copies.push_back(fileNameOf(tableName, kBackupSuffix));
         }
+        isAskedFor = isAskedFor || (pending->isFound() && writesWorkingCopy(pending->operation()));
     }
     copies.insert(copies.end(), leftOver_.begin(), leftOver_.end());
     unfinished_ = kind;  // from here on working copies may be missing
+    const bool resetsFirst = finish_.replaces && isAskedFor;
+    if (resetsFirst) {
+        journal_.reset(journalPath_);
+    }
     for (const std::string& copyName : copies) {
         removeFile(copyName);
         if (finish_.replaces) {
@@ -613,7 +647,9 @@ void TableStore::cleanUp(Unfinished kind) {
     }
     pendingTables_.clear();
     leftOver_.clear();
-    journal_.reset(journalPath_);
+    if (!resetsFirst) {
+        journal_.reset(journalPath_);
+    }
     autoCommit_ = true;
     unfinished_ = Unfinished::nothing;
 }
