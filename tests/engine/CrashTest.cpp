@@ -1,13 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <optional>
 #include <set>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "FaultLayer.h"
@@ -339,7 +337,7 @@ TEST_P(CrashTest, TheJournalPassesThroughItsFourForms) {
     forEveryStep([&](int n) {
         restore();
         // How a table is copied over depends on its age. Here it is the same in every round.
-        std::this_thread::sleep_for(std::chrono::milliseconds(25));
+        letFilesAge();
         const bool died = dies(insert, Fault::kDeath, n);
         if (forms.empty() || forms.back() != journal()) {
             forms.push_back(journal());

@@ -283,20 +283,35 @@ TEST_F(DirectoryLockTest, AJournalThatIsMadeAnewIsLockedBeforeTheOldOneIsGivenUp
     expectLocked();
 }
 
-TEST_F(DirectoryLockTest, AJournalWhoseSyncFailedIsMadeAnewAndStaysLocked) {
+TEST_F(DirectoryLockTest, AJournalThatCouldNotBeSyncedIsReplacedByOneThatIsLocked) {
     useLevel(Synchronous::full);
     open();
     database->beginTransaction();
-    EXPECT_EQ(exec("INSERT INTO t (a) VALUES (?);", "2"), 0);
-    const FileIdentity old = FileIdentity::of(journalFile());
+    run("INSERT INTO t (a) VALUES (?);", "2");
+    run("DROP TABLE t;");
     {
         const FaultLayer faults(Fault::kIoError, callsOn("master_rollback", Call::kSync));
-        EXPECT_EQ(exec("DROP TABLE t;"), 0);
+        EXPECT_FALSE(database->rollbackTransaction());
         EXPECT_EQ(FaultLayer::hits(), 1);
     }
-    EXPECT_TRUE(database->rollbackTransaction());
-    EXPECT_FALSE(FileIdentity::of(journalFile()).sameFile(old));
-    EXPECT_FALSE(anotherGetsIn());
+    takeErrors();
+    const FileIdentity spoilt = FileIdentity::of(journalFile());
+    std::vector<std::string> calls;
+    {
+        const FaultLayer watching(Fault::kNone, [&](const FileCall& call) {
+            if (call.call == Call::kLock || call.call == Call::kRename) {
+                calls.push_back((call.call == Call::kLock ? "lock " : "rename ") + call.file);
+            }
+            return false;
+        });
+        EXPECT_TRUE(database->rollbackTransaction());
+    }
+    EXPECT_THAT(calls, ElementsAre("lock master_rollback.new", "lock master_rollback.new",
+                                   "rename master_rollback", "lock master_rollback"));
+    EXPECT_FALSE(spoilt.sameFile(FileIdentity::of(journalFile())));
+    EXPECT_EQ(anothersRefusal(), refusal("init", ownName()));
+    EXPECT_THAT(listDirectory(directory()), ElementsAre("master_rollback", "t.table"));
+    EXPECT_EQ(journal(), "0\n");
 }
 
 TEST_F(DirectoryLockTest, AJournalThatAnotherProcessHasMadeAnewAndOpenedIsItsOwn) {
@@ -443,6 +458,33 @@ TEST_F(DirectoryLockTest, AnOpeningThatIsMadeGoodTooLateTouchesNothing) {
     EXPECT_TRUE(other.leave());
     open();
     EXPECT_THAT(rows(query("SELECT a FROM t;"), 1), ElementsAre("1", "2"));
+}
+
+TEST_F(DirectoryLockTest, ADatabaseThatWasClosedInATransactionTouchesNothingOfTheNextOnes) {
+    for (const Synchronous level : {Synchronous::off, Synchronous::full}) {
+        for (const bool commits : {true, false}) {
+            useLevel(level);
+            open();
+            database->beginTransaction();
+            run("INSERT INTO t (a) VALUES (?);", "7");
+            run("CREATE TABLE u (b TEXT);");
+            database->deinit();
+            InTransaction other(path());
+            ASSERT_TRUE(other.hasOpened());
+            const auto before = wholeDirectory(directory());
+            for (const char* statement :
+                 {"INSERT INTO t (a) VALUES (?);", "UPDATE t SET a=?;", "DELETE FROM t WHERE a=?;",
+                  "DROP TABLE t;", "DELETE FROM u;", "CREATE TABLE v (a INTEGER);"}) {
+                exec(statement, "7");
+                EXPECT_EQ(wholeDirectory(directory()), before) << statement;
+            }
+            EXPECT_FALSE(commits ? database->commitTransaction() : database->rollbackTransaction());
+            database->deinit();
+            EXPECT_EQ(wholeDirectory(directory()), before);
+            other.kill();
+            takeErrors();
+        }
+    }
 }
 
 // ---- Threads ----

@@ -108,7 +108,7 @@ TEST_F(KnownFileTest, ABackdatedModificationDoesNotMakeAFreshFileOld) {
 
 TEST_F(KnownFileTest, AnOldFileThatIsReadIsKnownUntilItIsChanged) {
     writeFile(name(), "one");
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    letFilesAge();
     const KnownFile read = KnownFile::read(open(), nothing_);
     EXPECT_TRUE(read.isStill(now()));
     writeFile(name(), "two");
@@ -117,7 +117,7 @@ TEST_F(KnownFileTest, AnOldFileThatIsReadIsKnownUntilItIsChanged) {
 
 TEST_F(KnownFileTest, WhereStampsAreCoarseAFileIsOldAfterSeconds) {
     writeFile(name(), "one");
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    letFilesAge();
     const CoarseStamps stamps(kFourMilliseconds);
     EXPECT_FALSE(KnownFile::read(open(), nothing_).isStill(now()));
     std::this_thread::sleep_for(std::chrono::milliseconds(4500));

@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <clocale>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 #include "LogSink.h"
 
@@ -111,6 +113,11 @@ void restoreFiles(const std::string& directory, const Files& content) {
             writeFile(directory + "/" + name, bytes);
         }
     }
+}
+
+void letFilesAge() {
+    // Times advance every 10 ms at most where tests run.
+    std::this_thread::sleep_for(std::chrono::milliseconds(25));
 }
 
 std::vector<std::string> listDirectory(const std::string& path) {

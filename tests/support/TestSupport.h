@@ -57,6 +57,9 @@ Files readFiles(const std::string& path);
 /// Makes a directory hold these files and nothing else. A file that has the wanted content stays as it is.
 void restoreFiles(const std::string& directory, const Files& content);
 
+/// Waits until the files that were written before are so old that their times prove them unchanged.
+void letFilesAge();
+
 /// Names of the entries of a directory, sorted.
 std::vector<std::string> listDirectory(const std::string& path);
 

@@ -49,6 +49,8 @@ public:
     /// Throws: DirectoryInUse; the open error when there is no descriptor for the lock. Nothing has changed.
     [[nodiscard]] bool moveTo(const std::string& path, const FileIdentity& journal);
 
+    void swap(DirectoryLock& other) noexcept;
+
     /// Lets other processes in, unless another object of this process keeps them out.
     void release() noexcept;
 

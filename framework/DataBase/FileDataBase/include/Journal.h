@@ -76,6 +76,12 @@ public:
 
     void close();
 
+    /// Throws: the seek error when no journal is open.
+    void requireOpen() { static_cast<void>(requireFile()); }
+
+    /// Opens the journal as reset() does, unless one is open. Throws: as reset.
+    void ensureOpen(const std::string& path);
+
     /// Reads the journal and reports the tables whose lines count, in the journal's order.
     ///
     /// @return whether the journal holds any line
@@ -112,6 +118,9 @@ private:
     template <typename Open>
     File openLocked(const std::string& path, Open open);
     File& requireFile();
+    void reopen(const std::string& path);
+    void makeAnew(const std::string& path);
+    void takePlaceOf(File file);
     void truncate(std::size_t length);
     void sync();
 

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <system_error>
 #include <tuple>
+#include <utility>
 
 #include "EngineLog.h"
 #include "File.h"
@@ -211,6 +212,11 @@ void DirectoryLock::goWithout(const std::string& path, int error) {
         FILEDB_LOG(kLogInfo, "Cannot lock '%s': %s; another process that opens the database is not kept out",
                    path.c_str(), std::generic_category().message(error).c_str());
     }
+}
+
+void DirectoryLock::swap(DirectoryLock& other) noexcept {
+    std::swap(key_, other.key_);
+    std::swap(isWithout_, other.isWithout_);
 }
 
 void DirectoryLock::release() noexcept {

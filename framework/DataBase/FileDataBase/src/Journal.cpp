@@ -1,6 +1,9 @@
 #include "Journal.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <utility>
 #include <vector>
@@ -65,11 +68,20 @@ void Journal::open(const std::string& path) {
     appends_ = true;
     saysCopying_ = false;
     refusedLength_.reset();
+    if (outlivesPowerCuts_) {
+        static_cast<void>(unlink((path + kNewSuffix).c_str()));
+    }
 }
 
 void Journal::close() {
     file_ = {};
     lock_.release();
+}
+
+void Journal::ensureOpen(const std::string& path) {
+    if (!file_) {
+        reopen(path);
+    }
 }
 
 // Another process may replace the file between its opening and its locking.
@@ -195,19 +207,49 @@ void Journal::sync() {
     }
 }
 
+void Journal::reopen(const std::string& path) {
+    // The old file stays open until there is a new one, so that a reset that failed can be tried again.
+    File file = openLocked(path, [&] { return File::openForOverwrite(path); });
+    takePlaceOf(std::move(file));
+}
+
+// The new file is locked before it has the name, so that no other process comes between.
+void Journal::makeAnew(const std::string& path) {
+    const std::string fresh = path + kNewSuffix;
+    static_cast<void>(unlink(fresh.c_str()));
+    File file = File::makeNew(fresh);
+    if (!file) {
+        throw writeError();
+    }
+    DirectoryLock lock;
+    try {
+        if (!lock.moveTo(fresh, file.identity())) {
+            throw openError();
+        }
+        if (std::rename(fresh.c_str(), path.c_str()) != 0) {
+            throw writeError();
+        }
+    } catch (...) {
+        static_cast<void>(unlink(fresh.c_str()));
+        throw;
+    }
+    lock_.swap(lock);
+    takePlaceOf(std::move(file));
+}
+
+void Journal::takePlaceOf(File file) {
+    identity_ = file.identity();
+    std::swap(file_, file);
+    file = {};
+    appends_ = false;
+    lock_.announce();
+}
+
 void Journal::reset(const std::string& path) {
     if (isSpoilt_) {
-        static_cast<void>(File::makeAnew(path));
-        identity_ = {};
-    }
-    if (!file_ || appends_ || !identity_.sameFile(FileIdentity::of(path))) {
-        // The old file stays open until there is a new one, so that a reset that failed can be tried again.
-        File file = openLocked(path, [&] { return File::openForOverwrite(path); });
-        identity_ = file.identity();
-        std::swap(file_, file);
-        file = {};
-        appends_ = false;
-        lock_.announce();
+        makeAnew(path);
+    } else if (!file_ || appends_ || !identity_.sameFile(FileIdentity::of(path))) {
+        reopen(path);
     }
     // The lines go before the state: of tables named after a state line "0" the next init removes the working
     // copies, also those that an interrupted copy-over still needs.

@@ -254,6 +254,7 @@ bool TableStore::exists(const TablePlace& place) {
 std::optional<File> TableStore::openForChange(const TablePlace& place) {
     finishTornTables();  // another name may lead to the same table
     if (place.pending != nullptr && !place.pending->isOnDisk()) {
+        journal_.requireOpen();
         restore(place.tableName, *place.pending);
     }
     File file = File::openExisting(place.fileName, File::Access::readAndWrite);
@@ -333,6 +334,7 @@ void TableStore::drop(const TablePlace& place) {
 std::string TableStore::workingCopyFor(Operation operation, const std::string& tableName) {
     std::string copyName = fileNameOf(tableName, kBackupSuffix);
     FILEDB_LOG(kLogTrace, "backupFileName:'%s' operation:%d", copyName.c_str(), static_cast<int>(operation));
+    journal_.requireOpen();
     finishTornTables();
     return copyName;
 }
@@ -505,6 +507,7 @@ void TableStore::abandonTransaction() {
 
 void TableStore::commit() {
     FILEDB_LOG(kLogInfo, "%s", "commitBackupData");
+    journal_.requireOpen();
     try {
         bringIntoTables();
     } catch (...) {
@@ -611,6 +614,7 @@ void TableStore::copyOver(const std::string& tableName, PendingTable& pending, b
 void TableStore::finishTornTables() {
     for (const auto& [tableName, pending] : pendingTables_) {
         if (pending->isTorn()) {
+            journal_.requireOpen();
             copyOver(tableName, *pending, true);
         }
     }
@@ -618,6 +622,7 @@ void TableStore::finishTornTables() {
 
 void TableStore::cleanUp(Unfinished kind) {
     FILEDB_LOG(kLogInfo, "%s", "cleanUpBackupData");
+    journal_.ensureOpen(journalPath_);  // a closed one keeps no other process out
     finishTornTables();
     bool isAskedFor = false;  // by lines without whose working copies the next opening would fail
     std::vector<std::string> copies;
