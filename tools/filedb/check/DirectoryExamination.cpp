@@ -44,6 +44,12 @@ bool isTorn(const TableExamination& table, const TableExamination& copy) {
     return table.text().empty() || table.text().front() == copy.text().front();
 }
 
+// A file that was to take the place of the journal or of a working copy.
+bool isUnfinishedFile(const std::string& name) {
+    const std::string meant = stemOf(name, kNewSuffix);
+    return meant == kJournalName || !stemOf(meant, kBackupSuffix).empty();
+}
+
 }  // namespace
 
 DirectoryExamination::DirectoryExamination(const std::string& directory) : directory_(directory) {
@@ -80,7 +86,11 @@ void DirectoryExamination::examineEntry(const std::string& name, std::map<std::s
     const std::string& stem = table.empty() ? copied : table;
     if (stem.empty()) {
         foreignEntries_.push_back(name);
-        found[name].push_back({name, 1, Finding::Severity::kWarning, "not a file of a database"});
+        found[name].push_back({name, 1, Finding::Severity::kWarning,
+                               isUnfinishedFile(name)
+                                   ? "left by a process that was stopped while it made the "
+                                     "file; nothing reads it, and it can be removed"
+                                   : "not a file of a database"});
     } else if (!isPossibleName(stem)) {
         foreignEntries_.push_back(name);
         found[name].push_back({name, 1, Finding::Severity::kError,

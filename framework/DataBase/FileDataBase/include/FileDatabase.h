@@ -38,7 +38,8 @@ enum class Synchronous {
 ///   stores what it is given, and such a record does not read back as written. A LineCheck keeps long
 ///   lines out.
 ///
-/// docs/sql.md describes the statements, docs/file-format.md the files.
+/// docs/sql.md describes the statements, docs/file-format.md the files, docs/durability.md what a power cut
+/// leaves and what each level costs.
 ///
 ///     FileDatabase database;
 ///     if (!database.init("/var/lib/app/store")) { ... }    // files in /var/lib/app/store_filedb
