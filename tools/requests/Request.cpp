@@ -18,6 +18,9 @@ namespace {
 /// Fields that a request of any operation may have.
 constexpr Field kAt{"at", Kind::text, true};
 
+/// How deep a line may nest. A request has a list inside its object.
+constexpr int kDeepest = 16;
+
 std::string inQuotes(const std::string& name) {
     return '"' + printable(name, Escapes::kReversible) + '"';
 }
@@ -84,10 +87,15 @@ std::string listed(const std::vector<Field>& fields) {
     return result.empty() ? "no field but op and at" : result;
 }
 
-/// The object on the line. A name that stands twice in it would hide one of the two values.
+/// The object on the line. A name that stands twice in it would hide one of the two values, and printing a
+/// value that is nested without a limit would take a stack without a limit.
 json parseObject(const std::string& line) {
     std::set<std::string> names;
-    const auto refuseRepeated = [&](int depth, json::parse_event_t event, json& parsed) {
+    const auto refuseRepeatedAndDeep = [&](int depth, json::parse_event_t event, json& parsed) {
+        if (depth > kDeepest) {
+            throw MalformedRequest("the line nests lists or objects more than " + std::to_string(kDeepest) +
+                                   " deep; expected one object, for example {\"op\": \"getSubscriptions\"}");
+        }
         if (event == json::parse_event_t::key && depth == 1 &&
             !names.insert(parsed.get<std::string>()).second) {
             throw MalformedRequest("field " + inQuotes(parsed.get<std::string>()) +
@@ -96,7 +104,7 @@ json parseObject(const std::string& line) {
         return true;
     };
     try {
-        json object = json::parse(line, refuseRepeated);
+        json object = json::parse(line, refuseRepeatedAndDeep);
         if (!object.is_object()) {
             throw MalformedRequest(std::string("the line is a JSON ") + object.type_name() +
                                    "; expected one object, for example {\"op\": \"getSubscriptions\"}");
@@ -105,6 +113,10 @@ json parseObject(const std::string& line) {
     } catch (const json::parse_error& error) {
         throw MalformedRequest("the line is not JSON, from byte " + std::to_string(error.byte) +
                                " on; expected one object, for example {\"op\": \"getSubscriptions\"}");
+    } catch (const json::out_of_range&) {
+        throw MalformedRequest(
+            "a number on the line is too large; expected one object, for example {\"op\": "
+            "\"getSubscriptions\"}");
     }
 }
 
