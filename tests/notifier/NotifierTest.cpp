@@ -160,6 +160,9 @@ const std::vector<MalformedLine> kMalformedLines{
     {"{\"op\": \"\xff\"}",
      "the line is not JSON, from byte 9 on; expected one object, for example {\"op\": "
      "\"getSubscriptions\"}"},
+    {std::string("{\"op\": \"getSubscriptions\"}\0 more", 32),
+     "the line is not JSON, from byte 27 on; expected one object, for example {\"op\": "
+     "\"getSubscriptions\"}"},
     {"{\"op\": \"deletePendingMySubscription\", \"requestId\": 1e400}",
      "a number on the line is too large; expected one object, for example {\"op\": \"getSubscriptions\"}"},
     {"{\"op\": \"deleteExpiredSubscriptions\", \"at\": " + std::string(200000, '[') + "7" +

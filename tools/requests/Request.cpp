@@ -103,6 +103,14 @@ json parseObject(const std::string& line) {
         }
         return true;
     };
+    const auto notJson = [](std::size_t byte) {
+        return MalformedRequest("the line is not JSON, from byte " + std::to_string(byte) +
+                                " on; expected one object, for example {\"op\": \"getSubscriptions\"}");
+    };
+    // The parser would take it for the end of the line, and leave out what follows.
+    if (const std::size_t nul = line.find('\0'); nul != std::string::npos) {
+        throw notJson(nul + 1);
+    }
     try {
         json object = json::parse(line, refuseRepeatedAndDeep);
         if (!object.is_object()) {
@@ -111,8 +119,7 @@ json parseObject(const std::string& line) {
         }
         return object;
     } catch (const json::parse_error& error) {
-        throw MalformedRequest("the line is not JSON, from byte " + std::to_string(error.byte) +
-                               " on; expected one object, for example {\"op\": \"getSubscriptions\"}");
+        throw notJson(error.byte);
     } catch (const json::out_of_range&) {
         throw MalformedRequest(
             "a number on the line is too large; expected one object, for example {\"op\": "
