@@ -443,6 +443,16 @@ std::vector<Damage> interruptedCopyOvers() {
           {"t.table", torn},
           {"t.backup", kNote + "5~1\n'x~2\n"},
           {"t.rejects", "5\t'x~2\n"}}},
+        {"a whole working copy that has only a line to reject besides what the table holds",
+         {{"master_rollback", journal}, {"t.table", newText}, {"t.backup", newText + "'x~2\n"}},
+         takes + at("t.backup:5", "rejected: column \"text\": value \"'x\"" + kTextForm) +
+             at("t.table", "rewritten: 1 record kept, 1 rejected") + taken + kInterrupted + journalLine +
+             kReset + done(3, 1),
+         {{"t.table", newText}},
+         {{"master_rollback", journal},
+          {"t.table", newText},
+          {"t.backup", newText + "'x~2\n"},
+          {"t.rejects", "5\t'x~2\n"}}},
     };
 }
 
