@@ -334,6 +334,14 @@ TEST_F(RepairTest, RejectsLinesThatOnlyAGuessCouldMend) {
                  "column \"ROWID\": value \"x\"" + kIntegerForm),
         rejected("ROWID that is NULL", kNote, "'a'~3\n", "'b'~NULL", "'c'~4\n",
                  "column \"ROWID\": NULL is no row number"),
+        rejected("a line that does not take the ROWID of a later one", kNote, "'a'~3\n", "'b~4", "'c'~4\n",
+                 "column \"text\": value \"'b\"" + kTextForm),
+        rejected("a line that does not take the key of a later one", kItem, good, "9~'x~2", last,
+                 "column \"name\": value \"'x\"" + kTextForm),
+        rejected("a repeated ROWID that does not take the key of a later one", "id~ROWID\n260~1\nid\n",
+                 "'a'~1\n", "'b'~1", "'b'~2\n", "ROWID 1 repeats that of line 4"),
+        rejected("a repeated key that does not take the ROWID of a later one", "id~ROWID\n260~1\nid\n",
+                 "'a'~1\n", "'a'~2", "'b'~2\n", "primary key (id = \"'a'\") repeats that of line 4"),
     };
     for (const Damage& row : rows) {
         expectRepair(row);
