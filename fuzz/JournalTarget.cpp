@@ -93,9 +93,15 @@ Expected expectedOf(const Files& before) {
 class Opening {
 public:
     Opening(const std::string& base, Synchronous level, const Files& before)
-        : directory_(base + "_filedb"), level_(level), before_(before), expected_(expectedOf(before)) {
+        : base_(base),
+          directory_(base + "_filedb"),
+          level_(level),
+          before_(before),
+          expected_(expectedOf(before)) {}
+
+    void run() const {
         putFiles(directory_, before_);
-        open(base, expected_.isOpen);
+        open(expected_.isOpen);
         const Files after = filesOf(directory_);
         if (!expected_.isOpen) {
             requireNothingNew(after);
@@ -104,7 +110,7 @@ public:
         if (after != expected_.files) {
             fail("init leaves" + shown(after) + "\n  in the place of" + shown(expected_.files));
         }
-        open(base, true);
+        open(true);
         if (filesOf(directory_) != after) {
             fail("a second init has changed the files");
         }
@@ -116,9 +122,9 @@ private:
                 shown(before_));
     }
 
-    void open(const std::string& base, bool isExpected) const {
+    void open(bool isExpected) const {
         FileDatabase database(level_);
-        if (database.init(base) != isExpected) {
+        if (database.init(base_) != isExpected) {
             fail(isExpected ? "init is false" : "init is true");
         }
         const std::unique_ptr<Core::Database::IResultTable> rows(database.executeQuery("SELECT * FROM t;"));
@@ -137,6 +143,7 @@ private:
         }
     }
 
+    const std::string base_;
     const std::string directory_;
     const Synchronous level_;
     const Files& before_;
@@ -156,7 +163,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     silenceLog();
     const std::string base = FuzzDirectory::emptied().path() + "/db";
     const Files files = databaseFilesOf(input);
-    Opening(base, Synchronous::off, files);
-    Opening(base, Synchronous::full, files);
+    Opening(base, Synchronous::off, files).run();
+    Opening(base, Synchronous::full, files).run();
     return 0;
 }

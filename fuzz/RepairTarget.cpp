@@ -151,7 +151,7 @@ public:
             }
             fields[column] = *stored;
         }
-        const std::string result = plainLine(fields);
+        std::string result = plainLine(fields);
         const Fields key = keyOf(fields);
         const bool isRepeated =
             (!table_.hasAlias && rowIds_.count(fields.back()) > 0) || (!key.empty() && keys_.count(key) > 0);
