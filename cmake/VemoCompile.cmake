@@ -33,3 +33,12 @@ if(VEMO_SANITIZE)
         add_compile_options(-Wno-maybe-uninitialized)
     endif()
 endif()
+
+if(VEMO_BUILD_FUZZERS)
+    if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+        message(FATAL_ERROR "VEMO_BUILD_FUZZERS needs Clang, which has libFuzzer; configure with -DCMAKE_CXX_COMPILER=clang++")
+    endif()
+    # What is fuzzed tells the fuzzer which of its branches an input takes.
+    add_compile_options(-fsanitize=fuzzer-no-link)
+    add_link_options(-fsanitize=fuzzer-no-link)
+endif()

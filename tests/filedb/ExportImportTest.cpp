@@ -138,6 +138,9 @@ TEST_F(ExportImportTest, AnErrorNamesItsLineAndLeavesTheTableAsItWas) {
         {"r.json", "{\"a\":\"ok\"}", "1",
          "a table is an array of objects that hold numbers, texts and null; this is something else"},
         {"r.json", "[{}]", "1", "the row names no column"},
+        {"r.json", std::string("[{\"a\":\"ok\"}]\n\0 [1]", 18), "2", "not valid JSON: a NUL byte; remove it"},
+        {"r.json", std::string("[{\"a\":\"ok\"}]\n\0", 14), "2", "not valid JSON: a NUL byte; remove it"},
+        {"r.json", std::string("[{\"a\":\"o\0k\"}]", 13), "1", "not valid JSON: a NUL byte; remove it"},
     };
     for (const Case& each : cases) {
         SCOPED_TRACE(each.error);

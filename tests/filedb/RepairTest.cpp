@@ -334,6 +334,14 @@ TEST_F(RepairTest, RejectsLinesThatOnlyAGuessCouldMend) {
                  "column \"ROWID\": value \"x\"" + kIntegerForm),
         rejected("ROWID that is NULL", kNote, "'a'~3\n", "'b'~NULL", "'c'~4\n",
                  "column \"ROWID\": NULL is no row number"),
+        rejected("a line that does not take the ROWID of a later one", kNote, "'a'~3\n", "'b~4", "'c'~4\n",
+                 "column \"text\": value \"'b\"" + kTextForm),
+        rejected("a line that does not take the key of a later one", kItem, good, "9~'x~2", last,
+                 "column \"name\": value \"'x\"" + kTextForm),
+        rejected("a repeated ROWID that does not take the key of a later one", "id~ROWID\n260~1\nid\n",
+                 "'a'~1\n", "'b'~1", "'b'~2\n", "ROWID 1 repeats that of line 4"),
+        rejected("a repeated key that does not take the ROWID of a later one", "id~ROWID\n260~1\nid\n",
+                 "'a'~1\n", "'a'~2", "'b'~2\n", "primary key (id = \"'a'\") repeats that of line 4"),
     };
     for (const Damage& row : rows) {
         expectRepair(row);
@@ -442,6 +450,16 @@ std::vector<Damage> interruptedCopyOvers() {
          {{"master_rollback", journal},
           {"t.table", torn},
           {"t.backup", kNote + "5~1\n'x~2\n"},
+          {"t.rejects", "5\t'x~2\n"}}},
+        {"a whole working copy that has only a line to reject besides what the table holds",
+         {{"master_rollback", journal}, {"t.table", newText}, {"t.backup", newText + "'x~2\n"}},
+         takes + at("t.backup:5", "rejected: column \"text\": value \"'x\"" + kTextForm) +
+             at("t.table", "rewritten: 1 record kept, 1 rejected") + taken + kInterrupted + journalLine +
+             kReset + done(3, 1),
+         {{"t.table", newText}},
+         {{"master_rollback", journal},
+          {"t.table", newText},
+          {"t.backup", newText + "'x~2\n"},
           {"t.rejects", "5\t'x~2\n"}}},
     };
 }

@@ -160,6 +160,18 @@ const std::vector<MalformedLine> kMalformedLines{
     {"{\"op\": \"\xff\"}",
      "the line is not JSON, from byte 9 on; expected one object, for example {\"op\": "
      "\"getSubscriptions\"}"},
+    {std::string("{\"op\": \"getSubscriptions\"}\0 more", 32),
+     "the line is not JSON, from byte 27 on; expected one object, for example {\"op\": "
+     "\"getSubscriptions\"}"},
+    {"{\"op\": \"deletePendingMySubscription\", \"requestId\": 1e400}",
+     "a number on the line is too large; expected one object, for example {\"op\": \"getSubscriptions\"}"},
+    {"{\"op\": \"deleteExpiredSubscriptions\", \"at\": " + std::string(200000, '[') + "7" +
+         std::string(200000, ']') + "}",
+     "the line nests lists or objects more than 16 deep; expected one object, for example {\"op\": "
+     "\"getSubscriptions\"}"},
+    {"{\"op\": \"deleteExpiredSubscriptions\", \"at\": " + std::string(15, '[') + "7" + std::string(15, ']') +
+         "}",
+     "deleteExpiredSubscriptions: field \"at\" is [[[[[[[[[[[[[[[7]]]]]]]]]]]]]]]; expected a text"},
     {"[]", "the line is a JSON array; expected one object, for example {\"op\": \"getSubscriptions\"}"},
     {"7", "the line is a JSON number; expected one object, for example {\"op\": \"getSubscriptions\"}"},
     {"{}", "field \"op\" is missing; expected the name of an operation (see --help)"},

@@ -18,6 +18,9 @@ namespace {
 /// Fields that a request of any operation may have.
 constexpr Field kAt{"at", Kind::text, true};
 
+/// How deep a line may nest. A request has a list inside its object.
+constexpr int kDeepest = 16;
+
 std::string inQuotes(const std::string& name) {
     return '"' + printable(name, Escapes::kReversible) + '"';
 }
@@ -84,10 +87,15 @@ std::string listed(const std::vector<Field>& fields) {
     return result.empty() ? "no field but op and at" : result;
 }
 
-/// The object on the line. A name that stands twice in it would hide one of the two values.
+/// The object on the line. A name that stands twice in it would hide one of the two values, and printing a
+/// value that is nested without a limit would take a stack without a limit.
 json parseObject(const std::string& line) {
     std::set<std::string> names;
-    const auto refuseRepeated = [&](int depth, json::parse_event_t event, json& parsed) {
+    const auto refuseRepeatedAndDeep = [&](int depth, json::parse_event_t event, json& parsed) {
+        if (depth > kDeepest) {
+            throw MalformedRequest("the line nests lists or objects more than " + std::to_string(kDeepest) +
+                                   " deep; expected one object, for example {\"op\": \"getSubscriptions\"}");
+        }
         if (event == json::parse_event_t::key && depth == 1 &&
             !names.insert(parsed.get<std::string>()).second) {
             throw MalformedRequest("field " + inQuotes(parsed.get<std::string>()) +
@@ -95,16 +103,27 @@ json parseObject(const std::string& line) {
         }
         return true;
     };
+    const auto notJson = [](std::size_t byte) {
+        return MalformedRequest("the line is not JSON, from byte " + std::to_string(byte) +
+                                " on; expected one object, for example {\"op\": \"getSubscriptions\"}");
+    };
+    // The parser would take it for the end of the line, and leave out what follows.
+    if (const std::size_t nul = line.find('\0'); nul != std::string::npos) {
+        throw notJson(nul + 1);
+    }
     try {
-        json object = json::parse(line, refuseRepeated);
+        json object = json::parse(line, refuseRepeatedAndDeep);
         if (!object.is_object()) {
             throw MalformedRequest(std::string("the line is a JSON ") + object.type_name() +
                                    "; expected one object, for example {\"op\": \"getSubscriptions\"}");
         }
         return object;
     } catch (const json::parse_error& error) {
-        throw MalformedRequest("the line is not JSON, from byte " + std::to_string(error.byte) +
-                               " on; expected one object, for example {\"op\": \"getSubscriptions\"}");
+        throw notJson(error.byte);
+    } catch (const json::out_of_range&) {
+        throw MalformedRequest(
+            "a number on the line is too large; expected one object, for example {\"op\": "
+            "\"getSubscriptions\"}");
     }
 }
 

@@ -119,7 +119,8 @@ void DirectoryRepair::useContent(const std::string& table, const Table& files,
     const std::string name = table + kTableSuffix;
     const std::string source = isFromCopy ? table + kBackupSuffix : name;
     const std::string text = content.mendedText();
-    if (files.content != nullptr && files.content->text() == text) {
+    // A table that holds already what can be kept is written all the same: the rejected lines are to be told.
+    if (files.content != nullptr && files.content->text() == text && content.rejects().empty()) {
         return;
     }
     if (isFromCopy) {

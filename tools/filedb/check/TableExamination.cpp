@@ -211,6 +211,7 @@ void TableExamination::examineRecord(const Line& line) {
     const std::size_t before = findings_.size();
     std::vector<std::string> fields = fieldsOf(line.text);
     std::uint64_t rowId = 0;
+    std::string key;
     // Every examination reports all it sees, so each of them runs.
     bool isKept = examineShape(line);
     if (isKept) {
@@ -218,13 +219,17 @@ void TableExamination::examineRecord(const Line& line) {
         if (hasHiddenRowId_) {
             isKept = examineRowId(line, fields.back(), rowId) && isKept;
         }
-        isKept = examineKeyOf(line, fields) && isKept;
+        isKept = examineKeyOf(line, fields, key) && isKept;
     }
     std::string stored = FileUtils::recordLine(fields);
     if (isKept && stored.size() > kMaxLineLength) {
         isKept = false;  // the stored form needs more room than the line gives
     }
     if (isKept) {
+        // Only what is kept takes a ROWID and a key: a later record with the same is not lost to a line that
+        // is.
+        linesOfRowIds_.emplace(rowId, line.number);
+        linesOfKeys_.emplace(std::move(key), line.number);
         records_.push_back({rowId, std::move(stored)});
         mends_.insert(mends_.end(), findings_.begin() + static_cast<std::ptrdiff_t>(before), findings_.end());
     } else {
@@ -291,7 +296,8 @@ bool TableExamination::examineRowId(const Line& line, const std::string& value, 
         }
         return false;
     }
-    const auto [first, isNew] = linesOfRowIds_.emplace(rowId, line.number);
+    const auto first = linesOfRowIds_.find(rowId);
+    const bool isNew = first == linesOfRowIds_.end();
     if (!isNew) {
         report(line.number, "ROWID " + value + " repeats that of line " + std::to_string(first->second));
     } else if (rowId < largestRowId_) {
@@ -302,8 +308,10 @@ bool TableExamination::examineRowId(const Line& line, const std::string& value, 
     return isNew;
 }
 
-// Compares as the engine does: without the quotes, and a NULL is equal to nothing.
-bool TableExamination::examineKeyOf(const Line& line, const std::vector<std::string>& fields) {
+// Compares as the engine does: without the quotes, and a NULL is equal to nothing. Gives the text to compare,
+// empty for a record that is equal to none.
+bool TableExamination::examineKeyOf(const Line& line, const std::vector<std::string>& fields,
+                                    std::string& key) {
     if (key_.empty()) {
         return true;
     }
@@ -317,7 +325,9 @@ bool TableExamination::examineKeyOf(const Line& line, const std::vector<std::str
         joined.append(withoutQuotes(fields[column], scratch)) += FIELD_SEPARATOR;
         description += (description.empty() ? "" : ", ") + names_[column] + " = " + quoted(fields[column]);
     }
-    const auto [first, isNew] = linesOfKeys_.emplace(std::move(joined), line.number);
+    key = std::move(joined);
+    const auto first = linesOfKeys_.find(key);
+    const bool isNew = first == linesOfKeys_.end();
     if (!isNew) {
         report(line.number,
                "primary key (" + description + ") repeats that of line " + std::to_string(first->second));

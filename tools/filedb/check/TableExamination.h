@@ -16,8 +16,8 @@ namespace Kalt::Vemo::Tool {
 /// of it can be kept.
 ///
 /// After a broken definition the records are not looked at. A record is kept when its content is beyond
-/// doubt; it is then held in the form in which the engine stores it. Of records with the same ROWID or the
-/// same primary key the first is kept.
+/// doubt; it is then held in the form in which the engine stores it. Of such records with the same ROWID or
+/// the same primary key the first is kept.
 class TableExamination {
 public:
     /// A line that cannot be kept.
@@ -73,7 +73,7 @@ private:
     bool examineShape(const Line& line);
     bool examineValues(const Line& line, std::vector<std::string>& fields);
     bool examineRowId(const Line& line, const std::string& value, std::uint64_t& rowId);
-    bool examineKeyOf(const Line& line, const std::vector<std::string>& fields);
+    bool examineKeyOf(const Line& line, const std::vector<std::string>& fields, std::string& key);
     void report(std::size_t line, std::string text);
     std::string labelOf(std::size_t column) const;
 
@@ -90,6 +90,7 @@ private:
     std::vector<std::size_t> key_;  // positions of the key's columns
     bool hasHiddenRowId_ = false;
 
+    // Of the records that are kept.
     std::unordered_map<std::uint64_t, std::size_t> linesOfRowIds_;
     std::unordered_map<std::string, std::size_t> linesOfKeys_;
     std::uint64_t largestRowId_ = 0;

@@ -20,7 +20,14 @@ public:
 
     explicit InputIterator(CountedInput* input) : input_(input) {}
 
-    char operator*() const { return static_cast<char>(input_->peek()); }
+    /// The parser would take a NUL byte for the end of the file, and leave out what follows.
+    char operator*() const {
+        const int c = input_->peek();
+        if (c == '\0') {
+            throw ImportError(input_->line(), "not valid JSON: a NUL byte; remove it");
+        }
+        return static_cast<char>(c);
+    }
     InputIterator& operator++() {
         input_->get();
         return *this;

@@ -39,7 +39,8 @@ public:
 
     /// A table that the journal of an earlier process names. Its working copy stays where it is until the
     /// journal no longer asks for it, so that a recovery that is interrupted can be done again.
-    [[nodiscard]] static std::unique_ptr<PendingTable> found(const KnownFile::Memory& files, Operation operation);
+    [[nodiscard]] static std::unique_ptr<PendingTable> found(const KnownFile::Memory& files,
+                                                             Operation operation);
 
     bool isFound() const { return isFound_; }
 
