@@ -17,6 +17,7 @@ import matplotlib.pyplot as pyplot  # noqa: E402  (the backend comes first)
 
 ROWS = (10, 100, 1000, 10000)
 MEDIA = {"memory": "memory file system", "disk": "disk"}
+LEVELS = ("off", "normal", "full")
 PICTURED = ("save", "update", "delete", "find by resource", "find by three resources", "list all",
             "find by identifier", "INSERT in a transaction, a row")
 
@@ -32,9 +33,9 @@ def medians(result):
     return times
 
 
-def ratio_cell(times, operation, medium, rows, engine):
-    own = times.get((operation, "file", medium, rows))
-    other = times.get((operation, engine, medium, rows))
+def ratio_cell(times, operation, medium, rows, level):
+    own = times.get((operation, "file-" + level, medium, rows))
+    other = times.get((operation, "sqlite-" + level, medium, rows))
     if own is None:
         return "–"
     if other is None:
@@ -42,14 +43,29 @@ def ratio_cell(times, operation, medium, rows, engine):
     return f"{own / other:.2f} ({own:.0f}/{other:.0f})"
 
 
-def table(times, operations, medium, engine):
+def table(times, operations, medium, level):
     lines = ["| operation | " + " | ".join(f"{rows:,} rows" for rows in ROWS) + " |",
              "|---|" + "---:|" * len(ROWS)]
     for operation in operations:
-        if engine == "sqlite-full" and (operation, engine, medium, ROWS[0]) not in times:
+        if all((operation, "file-" + level, medium, rows) not in times for rows in ROWS):
             continue
-        cells = (ratio_cell(times, operation, medium, rows, engine) for rows in ROWS)
+        cells = (ratio_cell(times, operation, medium, rows, level) for rows in ROWS)
         lines.append(f"| {operation} | " + " | ".join(cells) + " |")
+    return "\n".join(lines)
+
+
+def save_table(times):
+    """A save at each level, on disk, beside SQLite's, and as a ratio of what SQLite takes at FULL"""
+    lines = ["| | " + " | ".join(f"{rows:,} rows" for rows in ROWS) + " |", "|---|" + "---:|" * len(ROWS)]
+    for title, engine in (("this library", "file"), ("SQLite", "sqlite")):
+        for level in LEVELS:
+            name = f"`{level}`" if engine == "file" else level.upper()
+            cells = []
+            for rows in ROWS:
+                time = times.get(("save", f"{engine}-{level}", "disk", rows))
+                full = times.get(("save", "sqlite-full", "disk", rows))
+                cells.append("–" if time is None or full is None else f"{time:.0f} µs ({time / full:.2f})")
+            lines.append(f"| {title}, {name} | " + " | ".join(cells) + " |")
     return "\n".join(lines)
 
 
@@ -60,24 +76,26 @@ def write_tables(path, context, commit, times):
                   f"{context['mhz_per_cpu']} MHz, release build. Each cell: our time as a ratio of SQLite's, and in "
                   "brackets both medians in microseconds.\n")
         for medium, title in MEDIA.items():
-            for engine, promise in (("sqlite-off", "synchronous=OFF"), ("sqlite-full", "synchronous=FULL")):
-                if any(key[1:3] == (engine, medium) for key in times):
-                    out.write(f"\n### {title.capitalize()}, SQLite {promise}\n\n")
-                    out.write(table(times, operations, medium, engine) + "\n")
+            for level in LEVELS:
+                if any(key[1:3] == ("file-" + level, medium) for key in times):
+                    out.write(f"\n### {title.capitalize()}, `{level}` beside SQLite's synchronous={level.upper()}\n\n")
+                    out.write(table(times, operations, medium, level) + "\n")
+        out.write("\n### A save on disk at each level, and as a ratio of SQLite's FULL\n\n")
+        out.write(save_table(times) + "\n")
 
 
 def draw(path, times):
     figure, axes = pyplot.subplots(1, len(MEDIA), figsize=(13, 5.5), sharey=True)
     for axis, (medium, title) in zip(axes, MEDIA.items()):
         for operation in PICTURED:
-            points = [(rows, times[operation, "file", medium, rows] / times[operation, "sqlite-off", medium, rows])
+            points = [(rows, times[operation, "file-off", medium, rows] / times[operation, "sqlite-off", medium, rows])
                       for rows in ROWS if (operation, "sqlite-off", medium, rows) in times]
             if points:
                 axis.plot(*zip(*points), marker="o", label=operation)
         axis.axhline(1, color="black", linewidth=1)
         axis.set(xscale="log", yscale="log", title=title.capitalize(), xlabel="rows in the table")
         axis.grid(True, which="major", alpha=0.3)
-    axes[0].set_ylabel("our time / SQLite's time (synchronous=OFF)")
+    axes[0].set_ylabel("our time / SQLite's time (both off)")
     axes[-1].legend(loc="upper left", fontsize="small")
     figure.tight_layout()
     figure.savefig(path, metadata={"Date": None})
