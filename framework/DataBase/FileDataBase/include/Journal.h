@@ -103,6 +103,13 @@ public:
     /// journal does not name are skipped.
     void leaveToRecovery(const std::set<std::string>& tables);
 
+    /// Whether the journal is as it was found, but for state lines at its end: not reset since it was opened.
+    bool isFound() const { return appends_; }
+
+    /// Makes a journal that was found one that asks for no working copy, and brings it to the disk: the
+    /// working copies of these tables may then go one by one.
+    void disarm(const std::string& path, const std::vector<std::string>& tables);
+
     /// Leaves the one line "0", also when another program has changed the journal. The file at `path` is made
     /// anew when that name no longer leads to the open file.
     ///

@@ -73,20 +73,35 @@ public:
     /// Throws: as File::openForOverwrite and File::overwrite; nothing else has changed then.
     void restore(const std::string& copyName, bool anew);
 
+    /// What becomes of a working copy that was copied to a new file.
+    enum class Found {
+        isReplaced,  ///< by the new file
+        stays        ///< for a recovery that is begun again from the start when the process dies in it
+    };
+
     /// Makes the working copy ready to take the table's place: a regular file that the engine has made, with
     /// the table's attributes, on the disk. One that another program has changed, or that an earlier process
     /// has left, is copied to a new file first. A missing one is left to replace().
     ///
     /// @param target what the table's name leads to
+    /// @param found what becomes of a working copy that was copied to a new file
     /// @param isRetry as for copyOver
+    /// @return false when it is missing
     /// Throws: as Replacement::giveAttributes, File::sync, FileUtils::overwriteFrom.
-    void prepare(const std::string& copyName, const std::string& target, bool isRetry);
+    [[nodiscard]] bool prepare(const std::string& copyName, const std::string& target, Found found,
+                               bool isRetry);
 
     /// The working copy is the one of `other`, which is prepared.
     void shareCopy(const PendingTable& other);
 
     /// The file that prepare() has made ready.
     const FileIdentity& prepared() const { return made_; }
+
+    /// The file that the working copy's name has led to since then.
+    const FileIdentity& source() const { return source_; }
+
+    /// Whether there is a working copy although the table is done.
+    bool copyStays() const { return copyStays_; }
 
     /// Puts the working copy in the table's place.
     /// Throws: as Replacement::replace; the open error when it is missing or not the one that is prepared.
@@ -129,12 +144,13 @@ private:
     bool onDisk_ = true;
     bool torn_ = false;
     bool done_ = false;
-    bool synced_ = false;      // the working copy, since it was written
-    bool copyLogged_ = false;  // what the commit logs of a copy
+    bool synced_ = false;     // the working copy, since it was written
+    bool copyStays_ = false;  // what takes the table's place stands beside the working copy
     TableVersion version_;
     bool holdsText_ = false;  // whether version_ is the table's content, as far as known
     KnownFile copy_;          // the working copy, which holds version_
     FileIdentity made_;       // of the working copy that the engine itself has made
+    FileIdentity source_;     // of what prepare() has found or left under the working copy's name
     OpenTable original_;
     Difference difference_ = Difference::none();  // between version_ and the table's own file
 };

@@ -177,6 +177,7 @@ private:
     void copyOver(const std::string& tableName, PendingTable& pending, bool isRetry);
     void finishTornTables();
     void cleanUp(Unfinished kind);
+    void disarmJournal();
 
     const Finish finish_;
     std::string directory_;

@@ -187,6 +187,23 @@ void Journal::writeState(bool copying) {
     saysCopying_ = copying;
 }
 
+// One write in place, of the same length: at every moment the journal is the old one or the new one. What is
+// left of the old one becomes empty lines.
+void Journal::disarm(const std::string& path, const std::vector<std::string>& tables) {
+    File file = File::openQuietly(path);
+    const FileIdentity found = requireFile().identity();
+    if (isSpoilt_ || !file || !file.status().sameFile(found)) {
+        return;  // what reset() makes anew
+    }
+    std::string text = stateLine(false);
+    for (const std::string& table : tables) {
+        text += FileUtils::recordLine({std::to_string(static_cast<int>(Operation::none)), table});
+    }
+    text.resize(std::max(text.size(), static_cast<std::size_t>(found.size)), '\n');
+    file.writeAt(0, text);
+    sync();
+}
+
 void Journal::sync() {
     if (!outlivesPowerCuts_) {
         return;

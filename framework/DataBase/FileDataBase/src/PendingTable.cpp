@@ -54,7 +54,6 @@ void PendingTable::write(File copy, const Difference& difference, TableVersion v
     onDisk_ = true;
     done_ = false;
     synced_ = false;
-    copyLogged_ = false;
 }
 
 void PendingTable::restore(const std::string& copyName, bool anew) {
@@ -70,26 +69,29 @@ void PendingTable::restore(const std::string& copyName, bool anew) {
     synced_ = false;
 }
 
-void PendingTable::prepare(const std::string& copyName, const std::string& target, bool isRetry) {
+bool PendingTable::prepare(const std::string& copyName, const std::string& target, Found found,
+                           bool isRetry) {
     if (isRetry && holdsText_ && !FileIdentity::ofName(copyName).isFile()) {
         restore(copyName, true);
     }
     File copy = File::openNoLink(copyName);
     if (!copy && errno == ENOENT) {
-        return;
+        return false;
     }
+    source_ = FileIdentity::ofName(copyName);
     std::string name = copyName;
     const FileIdentity now = copy ? copy.status() : FileIdentity{};
     if (!made_.sameFile(now) || !copy_.isStill(now)) {
         copy = copyAnew(copyName);
         name += kNewSuffix;
     }
+    copyStays_ = name != copyName && found == Found::stays;
     try {
         Replacement::giveAttributes(copy, target);
         if (!synced_) {
             copy.sync();
         }
-        if (name != copyName && std::rename(name.c_str(), copyName.c_str()) != 0) {
+        if (name != copyName && !copyStays_ && std::rename(name.c_str(), copyName.c_str()) != 0) {
             throw writeError();
         }
     } catch (...) {
@@ -104,7 +106,9 @@ void PendingTable::prepare(const std::string& copyName, const std::string& targe
     if (name != copyName || !copy_.isStill(copy.status())) {
         copy_ = KnownFile::left(copy);
         adopt(copy);
+        source_ = copyStays_ ? source_ : made_;
     }
+    return true;
 }
 
 // The caller puts the new file in the working copy's place when it is on the disk: until then that may be all
@@ -112,7 +116,10 @@ void PendingTable::prepare(const std::string& copyName, const std::string& targe
 File PendingTable::copyAnew(const std::string& copyName) {
     holdsText_ = false;
     synced_ = false;
-    File source = File::open(copyName, "r+");
+    File source = File::openQuietly(copyName);
+    if (!source) {
+        source = File::open(copyName, "r+");
+    }
     source.requireRegular();
     const std::string fresh = copyName + kNewSuffix;
     static_cast<void>(unlink(fresh.c_str()));
@@ -121,12 +128,11 @@ File PendingTable::copyAnew(const std::string& copyName) {
         throw writeError();
     }
     try {
-        FileUtils::overwriteFrom(std::move(copy), std::move(source));
+        FileUtils::overwriteSilently(std::move(copy), std::move(source));
     } catch (...) {
         static_cast<void>(unlink(fresh.c_str()));
         throw;
     }
-    copyLogged_ = true;
     copy = File::openNoLink(fresh);
     if (!copy) {
         throw openError();
@@ -136,21 +142,33 @@ File PendingTable::copyAnew(const std::string& copyName) {
 
 void PendingTable::shareCopy(const PendingTable& other) {
     made_ = other.made_;
+    source_ = other.source_;
     copy_ = other.copy_;
     synced_ = other.synced_;
+    copyStays_ = other.copyStays_;
     holdsText_ = false;
 }
 
 void PendingTable::replace(const std::string& copyName, const std::string& target) {
-    if (!made_.sameFile(FileIdentity::ofName(copyName))) {
+    const std::string prepared = copyStays_ ? copyName + kNewSuffix : copyName;
+    const bool isPrepared = made_.sameFile(FileIdentity::ofName(prepared));
+    File copy;
+    if (!holdsText_ || !isPrepared) {
+        copy = File::open(copyName, "r+");
+    }
+    if (!isPrepared) {
         throw openError();
     }
-    Replacement::replace(copyName, target);
-    if (!copyLogged_) {
+    Replacement::replace(prepared, target);
+    if (copy) {
+        FileUtils::logCopyOf(std::move(copy));
+    } else {
         File::logWrite(version_.text.view());
         FileUtils::logEndOfCopy();
     }
+    const bool copyStays = copyStays_;
     becomeDone();
+    copyStays_ = copyStays;
 }
 
 void PendingTable::becomeDone() {

@@ -526,6 +526,8 @@ void TableStore::commit() {
 }
 
 void TableStore::prepareReplacements(bool isRetry) {
+    // The next recovery asks for every working copy that the journal names.
+    const auto found = journal_.isFound() ? PendingTable::Found::stays : PendingTable::Found::isReplaced;
     std::vector<const PendingTable*> prepared;
     for (const auto& [tableName, pending] : pendingTables_) {
         if (!writesWorkingCopy(pending->operation()) || pending->isDone()) {
@@ -534,13 +536,16 @@ void TableStore::prepareReplacements(bool isRetry) {
         const std::string copyName = fileNameOf(tableName, kBackupSuffix);
         const FileIdentity copy = prepared.empty() ? FileIdentity{} : FileIdentity::ofName(copyName);
         const auto shared = std::find_if(prepared.begin(), prepared.end(), [&](const PendingTable* other) {
-            return other->prepared().sameFile(copy);
+            return other->source().sameFile(copy);
         });
         if (shared != prepared.end()) {
             pending->shareCopy(**shared);
             continue;
         }
-        pending->prepare(copyName, Replacement::target(fileNameOf(tableName, kTableSuffix)), isRetry);
+        const std::string target = Replacement::target(fileNameOf(tableName, kTableSuffix));
+        if (!pending->prepare(copyName, target, found, isRetry)) {
+            return;  // where the commit ends
+        }
         prepared.push_back(pending.get());
     }
 }
@@ -592,14 +597,28 @@ void TableStore::finishTornTables() {
     }
 }
 
+// Before the working copies go that the journal of a recovery asks for.
+void TableStore::disarmJournal() {
+    std::vector<std::string> tables;
+    bool asksForCopies = false;
+    for (const auto& [tableName, pending] : pendingTables_) {
+        tables.push_back(tableName);
+        asksForCopies = asksForCopies || pending->copyStays();
+    }
+    if (asksForCopies) {
+        journal_.disarm(journalPath_, tables);
+    }
+}
+
 void TableStore::cleanUp(Unfinished kind) {
     FILEDB_LOG(kLogInfo, "%s", "cleanUpBackupData");
     journal_.ensureOpen(journalPath_);  // a closed one keeps no other process out
     finishTornTables();
+    disarmJournal();
     std::vector<std::string> copies;
     copies.reserve(pendingTables_.size() + leftOver_.size());
     for (const auto& [tableName, pending] : pendingTables_) {
-        if (!pending->isDone()) {
+        if (!pending->isDone() || pending->copyStays()) {
             copies.push_back(fileNameOf(tableName, kBackupSuffix));
         }
     }
