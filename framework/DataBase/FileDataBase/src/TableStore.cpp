@@ -429,6 +429,10 @@ void TableStore::takeBackJournalLine() {
 void TableStore::commitAtOnce() {
     try {
         commit();
+    } catch (const NotReplaceable&) {
+        unfinished_ = Unfinished::nothing;  // the statement has changed no table, and never can
+        discard();
+        throw;
     } catch (...) {
         if (!hasEarlierWork()) {
             discard();
