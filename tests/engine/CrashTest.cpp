@@ -365,7 +365,11 @@ TEST_P(CrashTest, AProcessThatDiesInARollbackLeavesEveryTableAsBefore) {
 
 TEST_P(CrashTest, AProcessThatDiesWhileItRecoversLeavesTheRestToTheNext) {
     const std::string changed = base_.at("t.table") + "9~'nine'~4\n";
-    const std::string journals[] = {"0\n\x01~t\n\x03~u\n", "0\n\x01~t\n5~u\n", "1\n\x01~t\n"};
+    std::vector<std::string> journals = {"0\n\x01~t\n\x03~u\n", "0\n\x01~t\n5~u\n", "1\n\x01~t\n"};
+    // Where working copies are copied over tables, a journal that asks for copies may have lost them.
+    if (level() != Synchronous::off) {
+        journals.insert(journals.end(), {"0\n1~t\n3~u\n", "0\n1~t\n5~u\n"});
+    }
     for (const std::string& journalText : journals) {
         SCOPED_TRACE(PrintToString(journalText));
         Files interrupted = base_;

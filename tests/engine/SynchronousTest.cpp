@@ -11,59 +11,29 @@
 #include <string>
 #include <vector>
 
-#include "FaultTest.h"
+#include "ReplacingTest.h"
 
 // A commit that puts working copies in the tables' places: what becomes of links, attributes and of what is
 // in the way, and what the system is asked to bring to the disk.
 namespace Kalt::Vemo::Test {
 namespace {
 
-using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::Not;
 
 namespace fs = std::filesystem;
 
-const std::string kInserted = "a~b~ROWID\n1~4~1\n\n1~'one'~1\n2~'two'~2\n9~'nine'~3\n";
-const std::string kInsertedTwice = kInserted + "9~'nine'~4\n";
+class SynchronousTest : public ReplacingTest {};
 
-class ReplacingTest : public FaultTest,
-                      public ::testing::WithParamInterface<Core::Database::Filedb::Synchronous> {
-protected:
-    ReplacingTest() { useLevel(GetParam()); }
-
-    static struct stat statusOf(const std::string& path) {
-        struct stat status {};
-        EXPECT_EQ(lstat(path.c_str(), &status), 0) << path;
-        return status;
-    }
-
-    void expectAtRest() {
-        EXPECT_EQ(journal(), "0\n");
-        EXPECT_THAT(listDirectory(directory()), Not(Contains(HasSubstr(".backup"))));
-        EXPECT_THAT(listDirectory(directory()), Not(Contains(HasSubstr(".new"))));
-    }
-
-    void insertWorks(const std::string& table = "t") {
-        takeErrors();
-        EXPECT_EQ(insertInto(table), 0);
-        EXPECT_THAT(takeErrors(), IsEmpty());
-    }
-};
-
-INSTANTIATE_TEST_SUITE_P(AtNormalAndFull, ReplacingTest,
+INSTANTIATE_TEST_SUITE_P(AtNormalAndFull, SynchronousTest,
                          ::testing::Values(Core::Database::Filedb::Synchronous::normal,
                                            Core::Database::Filedb::Synchronous::full),
-                         [](const auto& level) {
-                             return level.param == Core::Database::Filedb::Synchronous::full ? "full"
-                                                                                             : "normal";
-                         });
+                         levelName);
 
 // What the table is
 
-TEST_P(ReplacingTest, ATableIsReplacedByItsWorkingCopy) {
+TEST_P(SynchronousTest, ATableIsReplacedByItsWorkingCopy) {
     const ino_t old = statusOf(tableFile("t")).st_ino;
     insertWorks();
     EXPECT_EQ(table("t"), kInserted);
@@ -71,7 +41,7 @@ TEST_P(ReplacingTest, ATableIsReplacedByItsWorkingCopy) {
     expectAtRest();
 }
 
-TEST_P(ReplacingTest, WhatASymbolicLinkLeadsToIsReplaced) {
+TEST_P(SynchronousTest, WhatASymbolicLinkLeadsToIsReplaced) {
     fs::create_directory(temporary.file("elsewhere"));
     const std::string real = temporary.file("elsewhere/real");
     fs::rename(tableFile("t"), real);
@@ -84,7 +54,7 @@ TEST_P(ReplacingTest, WhatASymbolicLinkLeadsToIsReplaced) {
     expectAtRest();
 }
 
-TEST_P(ReplacingTest, ALinkToAnotherFileSystemFailsTheStatementWithCauseAndRemedy) {
+TEST_P(SynchronousTest, ALinkToAnotherFileSystemFailsTheStatementWithCauseAndRemedy) {
     std::string elsewhere = "/dev/shm/vemo-XXXXXX";
     ASSERT_NE(mkdtemp(elsewhere.data()), nullptr);
     ASSERT_NE(statusOf(elsewhere).st_dev, statusOf(directory()).st_dev);
@@ -103,14 +73,14 @@ TEST_P(ReplacingTest, ALinkToAnotherFileSystemFailsTheStatementWithCauseAndRemed
     fs::remove_all(elsewhere);
 }
 
-TEST_P(ReplacingTest, AFurtherNameKeepsTheOldContent) {
+TEST_P(SynchronousTest, AFurtherNameKeepsTheOldContent) {
     fs::create_hard_link(tableFile("t"), temporary.file("other"));
     insertWorks();
     EXPECT_EQ(table("t"), kInserted);
     EXPECT_EQ(readFile(temporary.file("other")), kTable);
 }
 
-TEST_P(ReplacingTest, TheTableKeepsModeOwnerAndAttributes) {
+TEST_P(SynchronousTest, TheTableKeepsModeOwnerAndAttributes) {
     const std::string name = tableFile("t");
     ASSERT_EQ(chmod(name.c_str(), 0640), 0);
     const bool isRoot = geteuid() == 0;
@@ -128,7 +98,7 @@ TEST_P(ReplacingTest, TheTableKeepsModeOwnerAndAttributes) {
     EXPECT_STREQ(value, "factory");
 }
 
-TEST_P(ReplacingTest, TheTableKeepsItsAccessListAndTakesNoneOfTheDirectory) {
+TEST_P(SynchronousTest, TheTableKeepsItsAccessListAndTakesNoneOfTheDirectory) {
     // Version 2, then owner, user 1234, group, mask, others: each a tag, permissions and an id.
     const std::string list(
         "\x02\0\0\0\x01\0\x06\0\xff\xff\xff\xff\x02\0\x04\0\xd2\x04\0\0\x04\0\x04\0\xff\xff"
@@ -153,7 +123,7 @@ TEST_P(ReplacingTest, TheTableKeepsItsAccessListAndTakesNoneOfTheDirectory) {
     EXPECT_EQ(statusOf(tableFile("u")).st_mode, mode);
 }
 
-TEST_P(ReplacingTest, AnAttributeThatIsRefusedIsALineAndNoError) {
+TEST_P(SynchronousTest, AnAttributeThatIsRefusedIsALineAndNoError) {
     ASSERT_EQ(chmod(tableFile("t").c_str(), 0640), 0);
     takeErrors();
     {
@@ -168,7 +138,7 @@ TEST_P(ReplacingTest, AnAttributeThatIsRefusedIsALineAndNoError) {
     EXPECT_EQ(table("t"), kInserted);
 }
 
-TEST_P(ReplacingTest, ATableWithASlashInItsNameIsReplacedInItsDirectory) {
+TEST_P(SynchronousTest, ATableWithASlashInItsNameIsReplacedInItsDirectory) {
     fs::create_directory(directory() + "/rooms");
     writeFile(tableFile("rooms/hall"), kTable);
     insertWorks("rooms/hall");
@@ -179,7 +149,7 @@ TEST_P(ReplacingTest, ATableWithASlashInItsNameIsReplacedInItsDirectory) {
 
 // What is in the way
 
-TEST_P(ReplacingTest, ADirectoryInTheTablesPlaceIsAnOpenError) {
+TEST_P(SynchronousTest, ADirectoryInTheTablesPlaceIsAnOpenError) {
     database->beginTransaction();
     EXPECT_EQ(insertInto("t"), 0);
     fs::remove(tableFile("t"));
@@ -193,7 +163,7 @@ TEST_P(ReplacingTest, ADirectoryInTheTablesPlaceIsAnOpenError) {
     expectAtRest();
 }
 
-TEST_P(ReplacingTest, ALeftoverWorkingCopyThatIsALinkNeverBecomesTheTable) {
+TEST_P(SynchronousTest, ALeftoverWorkingCopyThatIsALinkNeverBecomesTheTable) {
     const std::string foreign = temporary.file("foreign");
     for (const bool isSymbolic : {true, false}) {
         writeFile(foreign, "foreign");
@@ -212,7 +182,7 @@ TEST_P(ReplacingTest, ALeftoverWorkingCopyThatIsALinkNeverBecomesTheTable) {
     expectAtRest();
 }
 
-TEST_P(ReplacingTest, AWorkingCopyThatBecameALinkIsTakenByItsContent) {
+TEST_P(SynchronousTest, AWorkingCopyThatBecameALinkIsTakenByItsContent) {
     database->beginTransaction();
     EXPECT_EQ(insertInto("t"), 0);
     writeFile(temporary.file("foreign"), kInsertedTwice);
@@ -225,7 +195,7 @@ TEST_P(ReplacingTest, AWorkingCopyThatBecameALinkIsTakenByItsContent) {
     expectAtRest();
 }
 
-TEST_P(ReplacingTest, ARefusedRenameIsAWriteErrorAndIsTriedAgain) {
+TEST_P(SynchronousTest, ARefusedRenameIsAWriteErrorAndIsTriedAgain) {
     FaultLayer faults(Fault::kIoError, callsOn("t.table", Call::kRename));
     EXPECT_EQ(insertInto("t"), 0);
     expectErrorWith("File Error: File write error: Input/output error");
@@ -240,7 +210,7 @@ TEST_P(ReplacingTest, ARefusedRenameIsAWriteErrorAndIsTriedAgain) {
 
 // What a failed sync leaves
 
-TEST_P(ReplacingTest, AWorkingCopyThatCannotBeSyncedDiscardsTheStatement) {
+TEST_P(SynchronousTest, AWorkingCopyThatCannotBeSyncedDiscardsTheStatement) {
     const Files before = files();
     for (const int error : {EIO, ENOSPC}) {
         const FaultLayer faults(Fault::refusal(error), callsOn("t.backup", Call::kSync));
@@ -252,7 +222,7 @@ TEST_P(ReplacingTest, AWorkingCopyThatCannotBeSyncedDiscardsTheStatement) {
     expectWorksOn("t");
 }
 
-TEST_P(ReplacingTest, AFileWhoseSyncFailedIsWrittenAnewIntoANewFile) {
+TEST_P(SynchronousTest, AFileWhoseSyncFailedIsWrittenAnewIntoANewFile) {
     database->beginTransaction();
     EXPECT_EQ(insertInto("t"), 0);
     const ino_t failed = statusOf(backupFile("t")).st_ino;
@@ -273,7 +243,7 @@ TEST_P(ReplacingTest, AFileWhoseSyncFailedIsWrittenAnewIntoANewFile) {
 
 // Entries of a commit
 
-TEST_P(ReplacingTest, TwoNamesOfOneTableAreDoneWithOneRename) {
+TEST_P(SynchronousTest, TwoNamesOfOneTableAreDoneWithOneRename) {
     for (const bool otherFirst : {false, true}) {
         writeFile(tableFile("t"), kTable);
         database->beginTransaction();
@@ -287,7 +257,7 @@ TEST_P(ReplacingTest, TwoNamesOfOneTableAreDoneWithOneRename) {
     }
 }
 
-TEST_P(ReplacingTest, ACommitIsRepeatedAfterAHalfDoneOne) {
+TEST_P(SynchronousTest, ACommitIsRepeatedAfterAHalfDoneOne) {
     database->beginTransaction();
     EXPECT_EQ(insertInto("t"), 0);
     EXPECT_EQ(insertInto("u"), 0);
@@ -309,7 +279,7 @@ TEST_P(ReplacingTest, ACommitIsRepeatedAfterAHalfDoneOne) {
     expectAtRest();
 }
 
-TEST_P(ReplacingTest, ADoneTableMayBeChangedAgainWithoutASecondJournalLine) {
+TEST_P(SynchronousTest, ADoneTableMayBeChangedAgainWithoutASecondJournalLine) {
     database->beginTransaction();
     EXPECT_EQ(insertInto("t"), 0);
     EXPECT_EQ(insertInto("u"), 0);
@@ -326,7 +296,7 @@ TEST_P(ReplacingTest, ADoneTableMayBeChangedAgainWithoutASecondJournalLine) {
     expectAtRest();
 }
 
-TEST_P(ReplacingTest, AJournalOfAnEarlierBuildIsFinishedByReplacing) {
+TEST_P(SynchronousTest, AJournalOfAnEarlierBuildIsFinishedByReplacing) {
     database.reset();
     writeFile(backupFile("t"), kInserted);
     writeFile(journalFile(), "0\n1~t\n5~u\n");
@@ -338,7 +308,7 @@ TEST_P(ReplacingTest, AJournalOfAnEarlierBuildIsFinishedByReplacing) {
 
 // What is brought to the disk
 
-TEST_P(ReplacingTest, SyncsComeBeforeWhatRestsOnThem) {
+TEST_P(SynchronousTest, SyncsComeBeforeWhatRestsOnThem) {
     const bool isFull = GetParam() == Synchronous::full;
     std::vector<std::string> calls;
     const auto watch = [&](const FileCall& call) {
@@ -366,7 +336,7 @@ TEST_P(ReplacingTest, SyncsComeBeforeWhatRestsOnThem) {
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "sync db_filedb"), isFull ? 1 : 0);
 }
 
-TEST_P(ReplacingTest, AJournalThatHeldADropOfAChangedTableIsSyncedAfterItWasCut) {
+TEST_P(SynchronousTest, AJournalThatHeldADropOfAChangedTableIsSyncedAfterItWasCut) {
     database->beginTransaction();
     EXPECT_EQ(insertInto("t"), 0);
     EXPECT_EQ(exec("DROP TABLE t;"), 0);
@@ -382,7 +352,7 @@ TEST_P(ReplacingTest, AJournalThatHeldADropOfAChangedTableIsSyncedAfterItWasCut)
     EXPECT_EQ(synced, "0\n");
 }
 
-TEST_P(ReplacingTest, ADirectoryThatCannotBeSyncedCountsAsSyncedUnlessTheDiskFails) {
+TEST_P(SynchronousTest, ADirectoryThatCannotBeSyncedCountsAsSyncedUnlessTheDiskFails) {
     if (GetParam() == Synchronous::normal) {
         const FaultLayer faults(Fault::kIoError, callsOn("db_filedb", Call::kSync));
         insertWorks();
@@ -406,7 +376,7 @@ TEST_P(ReplacingTest, ADirectoryThatCannotBeSyncedCountsAsSyncedUnlessTheDiskFai
     EXPECT_EQ(table("t"), kInsertedTwice);
 }
 
-TEST(SynchronousTest, FullSyncsTheParentOfADirectoryThatInitMakes) {
+TEST(SynchronousLevelTest, FullSyncsTheParentOfADirectoryThatInitMakes) {
     const TemporaryDirectory temporary;
     const std::string parent = temporary.path().substr(temporary.path().rfind('/') + 1);
     for (const auto level :
@@ -422,7 +392,7 @@ TEST(SynchronousTest, FullSyncsTheParentOfADirectoryThatInitMakes) {
     }
 }
 
-TEST(SynchronousTest, OffSyncsAndRenamesNothing) {
+TEST(SynchronousLevelTest, OffSyncsAndRenamesNothing) {
     const TemporaryDirectory temporary;
     const FaultLayer faults(Fault::kIoError, [](const FileCall& call) {
         return call.call == Call::kSync || call.call == Call::kRename;

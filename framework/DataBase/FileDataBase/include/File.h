@@ -95,8 +95,11 @@ public:
     /// Throws: as open; what had the name is then still there.
     [[nodiscard]] static File makeAnew(const std::string& fileName);
 
-    /// Opens an existing file for reading and writing; no file when the system refuses, and for a symbolic
-    /// link.
+    /// Opens an existing file for reading and writing, without a word to the log; no file when the system
+    /// refuses.
+    [[nodiscard]] static File openQuietly(const std::string& fileName);
+
+    /// The same; no file for a symbolic link either.
     [[nodiscard]] static File openNoLink(const std::string& fileName);
 
     /// Whether this is a file.

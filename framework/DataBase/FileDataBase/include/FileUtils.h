@@ -47,6 +47,14 @@ public:
     /// Throws: as copyWholeFile and File::write.
     static void overwriteFrom(File destination, File source);
 
+    /// The same without a word to the log, for a copy that logCopyOf() tells of later.
+    static void overwriteSilently(File destination, File source);
+
+    /// Logs what a copy of `source` with copyWholeFile logs.
+    ///
+    /// Throws: "DB Error: Error occurred during file reading".
+    static void logCopyOf(File source);
+
     /// Reads one line and splits it into fields, see Record for the rules.
     ///
     /// @param fields replaced on success; unchanged at the end of the file and after an error

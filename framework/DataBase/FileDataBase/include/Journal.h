@@ -111,6 +111,10 @@ public:
     /// journal does not name are skipped.
     void leaveToRecovery(const std::set<std::string>& tables);
 
+    /// Makes every code in the journal a 0, on the disk, so that the next reading asks for no working copy:
+    /// they may then go one by one. For a journal that was read and not reset since.
+    void disarm(const std::string& path);
+
     /// Leaves the one line "0", also when another program has changed the journal. The file at `path` is made
     /// anew when that name no longer leads to the open file.
     ///

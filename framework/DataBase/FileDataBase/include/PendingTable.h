@@ -88,8 +88,9 @@ public:
     ///
     /// @param target what the table's name leads to
     /// @param isRetry as for copyOver
+    /// @return false when it is missing
     /// Throws: as Replacement::giveAttributes, File::sync, FileUtils::overwriteFrom.
-    void prepare(const std::string& copyName, const std::string& target, bool isRetry);
+    [[nodiscard]] bool prepare(const std::string& copyName, const std::string& target, bool isRetry);
 
     /// Whether the working copy that prepare() has found was this file.
     bool wasPreparedFrom(const FileIdentity& copy) const {
@@ -103,7 +104,8 @@ public:
     const FileIdentity& prepared() const { return made_; }
 
     /// Puts the working copy in the table's place.
-    /// Throws: as Replacement::replace; the open error when it is missing or not the one that is prepared.
+    /// Throws: as Replacement::requireWritable and Replacement::replace, read errors; the open error when it
+    /// is missing or not the one that is prepared.
     void replace(const std::string& copyName, const std::string& target);
 
     /// To be called when the working copy was put in the table's place by another name.
@@ -147,8 +149,7 @@ private:
     bool torn_ = false;
     bool done_ = false;
     bool isFound_ = false;
-    bool synced_ = false;      // the working copy, since it was written
-    bool copyLogged_ = false;  // what the commit logs of a copy
+    bool synced_ = false;  // the working copy, since it was written
     TableVersion version_;
     bool holdsText_ = false;  // whether version_ is the table's content, as far as known
     KnownFile copy_;          // the working copy, which holds version_

@@ -198,6 +198,10 @@ File File::makeAnew(const std::string& fileName) {
     return file;
 }
 
+File File::openQuietly(const std::string& fileName) {
+    return File(openSilently(fileName, O_RDWR));
+}
+
 File File::openNoLink(const std::string& fileName) {
     return File(openSilently(fileName, O_RDWR | O_NOFOLLOW));
 }

@@ -31,6 +31,41 @@ constexpr const char* kLogTag = "FileResultTable";
 // Room for a line of a copy: 1022 characters and the terminating zero.
 constexpr int kCopyBufferSize = 1023;
 
+// Without a destination the lines are only read, and logged.
+int copyLines(FILE* destination, FILE* source, bool logs) {
+    if (destination != nullptr) {
+        std::rewind(destination);
+    }
+    std::rewind(source);
+    std::array<char, kCopyBufferSize> buffer{};
+    while (std::feof(source) == 0) {
+        if (std::fgets(buffer.data(), kCopyBufferSize, source) == nullptr) {
+            if (std::ferror(source) != 0) {
+                throw readError();
+            }
+            if (logs) {
+                FileUtils::logEndOfCopy();
+            }
+        } else if (destination != nullptr && std::fputs(buffer.data(), destination) < 0) {
+            throw writeError();
+        }
+        if (logs) {
+            FILEDB_LOG(kLogTrace, "Copied record:%s", buffer.data());
+        }
+    }
+    return std::feof(source);
+}
+
+void overwrite(File destination, File source, bool logs) {
+    const StreamHandle from = ownStream(std::move(source).intoStream("r+"));
+    StreamHandle to = ownStream(std::move(destination).intoStream("r+"));
+    copyLines(to.get(), from.get(), logs);
+    if (std::fflush(to.get()) != 0 || ftruncate(fileno(to.get()), std::ftell(to.get())) != 0 ||
+        std::fclose(to.release()) != 0) {
+        throw writeError();
+    }
+}
+
 }  // namespace
 
 FILE* FileUtils::openFile(const std::string& fileName, const std::string& mode) {
@@ -58,31 +93,20 @@ int FileUtils::copyWholeFile(FILE* destination, FILE* source) {
     if (destination == nullptr || source == nullptr) {
         throw readError();
     }
-    std::rewind(destination);
-    std::rewind(source);
-    std::array<char, kCopyBufferSize> buffer{};
-    while (std::feof(source) == 0) {
-        if (std::fgets(buffer.data(), kCopyBufferSize, source) == nullptr) {
-            if (std::ferror(source) != 0) {
-                throw readError();
-            }
-            logEndOfCopy();
-        } else if (std::fputs(buffer.data(), destination) < 0) {
-            throw writeError();
-        }
-        FILEDB_LOG(kLogTrace, "Copied record:%s", buffer.data());
-    }
-    return std::feof(source);
+    return copyLines(destination, source, true);
 }
 
 void FileUtils::overwriteFrom(File destination, File source) {
+    overwrite(std::move(destination), std::move(source), true);
+}
+
+void FileUtils::overwriteSilently(File destination, File source) {
+    overwrite(std::move(destination), std::move(source), false);
+}
+
+void FileUtils::logCopyOf(File source) {
     const StreamHandle from = ownStream(std::move(source).intoStream("r+"));
-    StreamHandle to = ownStream(std::move(destination).intoStream("r+"));
-    copyWholeFile(to.get(), from.get());
-    if (std::fflush(to.get()) != 0 || ftruncate(fileno(to.get()), std::ftell(to.get())) != 0 ||
-        std::fclose(to.release()) != 0) {
-        throw writeError();
-    }
+    copyLines(nullptr, from.get(), true);
 }
 
 void FileUtils::logEndOfCopy() {

@@ -185,6 +185,31 @@ void Journal::leaveToRecovery(const std::set<std::string>& tables) {
     writeState(false);
 }
 
+// Each byte that changes is right beside the old ones, too, should a power cut leave only some of them.
+void Journal::disarm(const std::string& path) {
+    if (isSpoilt_) {
+        reset(path);
+        return;
+    }
+    const Buffer text = requireFile().readWhole();
+    File file = File::openQuietly(path);  // the one that is open may be for appending
+    if (!file || !file.status().sameFile(file_.status())) {
+        return;  // reset() makes it anew
+    }
+    std::string disarmed(text.view());
+    JournalReader lines(text.view());
+    while (lines.next()) {
+        const std::optional<JournalReader::Entry> entry = lines.entry();
+        if (!lines.isStateLine() && entry && entry->operation != Operation::none) {
+            const std::string_view code = lines.fields().front();
+            disarmed.replace(static_cast<std::size_t>(code.data() - text.data()), code.size(), code.size(),
+                             '0');
+        }
+    }
+    file.writeAt(0, disarmed);
+    sync();
+}
+
 void Journal::writeState(bool copying) {
     requireFile();
     if (appends_ && copying && saysCopying_) {

@@ -66,7 +66,6 @@ void PendingTable::write(File copy, const Difference& difference, TableVersion v
     onDisk_ = true;
     done_ = false;
     synced_ = false;
-    copyLogged_ = false;
 }
 
 // The look at the file that belongs to its mark shows, too, whether more was in it.
@@ -92,17 +91,19 @@ void PendingTable::restore(const std::string& copyName, bool anew) {
     synced_ = false;
 }
 
-void PendingTable::prepare(const std::string& copyName, const std::string& target, bool isRetry) {
+bool PendingTable::prepare(const std::string& copyName, const std::string& target, bool isRetry) {
     if (isRetry && holdsText_ && !FileIdentity::ofName(copyName).isFile()) {
         restore(copyName, true);
     }
     File copy = File::openNoLink(copyName);
     if (!copy && errno == ENOENT) {
-        return;
+        return false;
+    }
+    if (isFound_) {
+        source_ = FileIdentity::ofName(copyName);
     }
     std::string name = copyName;
     const FileIdentity now = copy ? copy.status() : FileIdentity{};
-    source_ = now;
     if (!made_.sameFile(now) || !copy_.isStill(now)) {
         copy = copyAnew(copyName);
         name += kNewSuffix;
@@ -128,6 +129,7 @@ void PendingTable::prepare(const std::string& copyName, const std::string& targe
         copy_ = files_->left(copy);
         adopt(copy);
     }
+    return true;
 }
 
 // What takes the table's place when it is prepared.
@@ -140,7 +142,10 @@ std::string PendingTable::readyName(const std::string& copyName) const {
 File PendingTable::copyAnew(const std::string& copyName) {
     holdsText_ = false;
     synced_ = false;
-    File source = File::open(copyName, "r+");
+    File source = File::openQuietly(copyName);
+    if (!source) {
+        source = File::open(copyName, "r+");
+    }
     source.requireRegular();
     const std::string fresh = copyName + kNewSuffix;
     static_cast<void>(unlink(fresh.c_str()));
@@ -149,12 +154,11 @@ File PendingTable::copyAnew(const std::string& copyName) {
         throw writeError();
     }
     try {
-        FileUtils::overwriteFrom(std::move(copy), std::move(source));
+        FileUtils::overwriteSilently(std::move(copy), std::move(source));
     } catch (...) {
         static_cast<void>(unlink(fresh.c_str()));
         throw;
     }
-    copyLogged_ = true;
     copy = File::openNoLink(fresh);
     if (!copy) {
         throw openError();
@@ -172,14 +176,23 @@ void PendingTable::shareCopy(const PendingTable& other) {
 
 void PendingTable::replace(const std::string& copyName, const std::string& target) {
     const std::string name = readyName(copyName);
-    if (!made_.sameFile(FileIdentity::ofName(name))) {
+    const bool isPrepared = made_.sameFile(FileIdentity::ofName(name));
+    File copy;
+    if (!holdsText_ || !isPrepared) {
+        copy = File::open(copyName, "r+");
+    }
+    if (!isPrepared) {
         throw openError();
     }
-    Replacement::replace(name, target);
-    if (!copyLogged_) {
+    Replacement::requireWritable(target);
+    // Before the step that cannot be taken back: to read the lines for the log may fail.
+    if (copy) {
+        FileUtils::logCopyOf(std::move(copy));
+    } else {
         File::logWrite(version_.text.view());
         FileUtils::logEndOfCopy();
     }
+    Replacement::replace(name, target);
     becomeDone();
 }
 

@@ -26,11 +26,21 @@ std::string message(int error) {
     return std::generic_category().message(error);
 }
 
-SystemRefusal replaceError(const std::string& target, int error) {
-    return {"replace", __LINE__,
-            "File Error: File write error: " + message(error) + ": " + target +
-                " cannot be replaced by its working copy; keep the table's file, or what its link leads to, "
-                "on the file system of the database's directory and no mount point"};
+// Failures that a repetition may not meet.
+bool mayPass(int error) {
+    return error == EIO || error == ENOSPC || error == EDQUOT || error == ENOMEM;
+}
+
+std::string refusal(const std::string& target, int error) {
+    return "File Error: File write error: " + message(error) + ": " + target +
+           " cannot be replaced by its working copy";
+}
+
+NotReplaceable notReplaceable(const std::string& target, int error, int line = __builtin_LINE()) {
+    return {"replace", line,
+            refusal(target, error) +
+                "; keep the table's file, or what its link leads to, on the file system of the database's "
+                "directory, no mount point, and where this user may replace files"};
 }
 
 void logRefused(const char* what, const std::string& target) {
@@ -84,6 +94,14 @@ void giveExtendedAttributes(int copy, const std::string& target) {
     }
 }
 
+// Who may not give a file away may give it to another group of its own.
+void giveGroup(int copy, const std::string& target, const struct stat& from, const struct stat& own) {
+    constexpr uid_t kSameOwner = static_cast<uid_t>(-1);
+    if (from.st_gid != own.st_gid && fchown(copy, kSameOwner, from.st_gid) != 0) {
+        logRefused("group", target);
+    }
+}
+
 }  // namespace
 
 std::string Replacement::target(const std::string& tableName) {
@@ -116,12 +134,13 @@ void Replacement::giveAttributes(const File& copy, const std::string& target) {
         return;  // a new table, or one whose opening tells the cause
     }
     if (from.st_dev != own.st_dev) {
-        throw replaceError(target, EXDEV);
+        throw notReplaceable(target, EXDEV);
     }
     // The owner before the mode: a change of owner takes bits from the mode.
     if ((from.st_uid != own.st_uid || from.st_gid != own.st_gid) &&
         fchown(copy.descriptor(), from.st_uid, from.st_gid) != 0) {
         logRefused("owner", target);
+        giveGroup(copy.descriptor(), target, from, own);
     }
     giveExtendedAttributes(copy.descriptor(), target);
     // An access list is kept in the mode, too, so the mode comes last.
@@ -132,15 +151,23 @@ void Replacement::giveAttributes(const File& copy, const std::string& target) {
     }
 }
 
-void Replacement::replace(const std::string& copyName, const std::string& target) {
+void Replacement::requireWritable(const std::string& target) {
     if (const File table = File::openExisting(target, File::Access::readAndWrite); table) {
         table.requireRegular();
     } else if (errno != ENOENT) {
         throw openError();
     }
-    if (std::rename(copyName.c_str(), target.c_str()) != 0) {
-        throw replaceError(target, errno);
+}
+
+void Replacement::replace(const std::string& copyName, const std::string& target) {
+    if (std::rename(copyName.c_str(), target.c_str()) == 0) {
+        return;
     }
+    const int error = errno;
+    if (mayPass(error)) {
+        throw SystemRefusal("replace", __LINE__, refusal(target, error));
+    }
+    throw notReplaceable(target, error);
 }
 
 void Replacement::syncDirectory(const std::string& directory) {

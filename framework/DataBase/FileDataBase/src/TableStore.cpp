@@ -33,8 +33,8 @@
 //      truncated to the one line "0".
 //
 // Where tables are replaced, an opening that carries out lines of an earlier process leaves their working
-// copies alone: copies of them take the tables' places, and they are removed after the journal is reset. So
-// it can be done again at any step.
+// copies alone: copies of them take the tables' places, and they are removed when the journal no longer asks
+// for them. So it can be done again at any step.
 //
 // When the system refuses one of the steps and the process goes on: 1 and 2 are undone; from 3 on the work is
 // finished later, before anything else is changed.
@@ -443,6 +443,10 @@ void TableStore::takeBackJournalLine() {
 void TableStore::commitAtOnce() {
     try {
         commit();
+    } catch (const NotReplaceable&) {
+        unfinished_ = Unfinished::nothing;  // the statement has changed no table, and never can
+        discard();
+        throw;
     } catch (...) {
         if (!hasEarlierWork()) {
             discard();
@@ -568,7 +572,10 @@ void TableStore::prepareReplacements(bool isRetry) {
             pending->shareCopy(**shared);
             continue;
         }
-        pending->prepare(copyName, Replacement::target(fileNameOf(tableName, kTableSuffix)), isRetry);
+        const std::string target = Replacement::target(fileNameOf(tableName, kTableSuffix));
+        if (!pending->prepare(copyName, target, isRetry)) {
+            return;  // where the commit ends
+        }
         prepared.push_back(pending.get());
     }
 }
@@ -635,9 +642,8 @@ void TableStore::cleanUp(Unfinished kind) {
     }
     copies.insert(copies.end(), leftOver_.begin(), leftOver_.end());
     unfinished_ = kind;  // from here on working copies may be missing
-    const bool resetsFirst = finish_.replaces && isAskedFor;
-    if (resetsFirst) {
-        journal_.reset(journalPath_);
+    if (finish_.replaces && isAskedFor) {
+        journal_.disarm(journalPath_);
     }
     for (const std::string& copyName : copies) {
         removeFile(copyName);
@@ -647,9 +653,7 @@ void TableStore::cleanUp(Unfinished kind) {
     }
     pendingTables_.clear();
     leftOver_.clear();
-    if (!resetsFirst) {
-        journal_.reset(journalPath_);
-    }
+    journal_.reset(journalPath_);
     autoCommit_ = true;
     unfinished_ = Unfinished::nothing;
 }
