@@ -50,10 +50,8 @@ public:
     /// The same without a word to the log, for a copy that logCopyOf() tells of later.
     static void overwriteSilently(File destination, File source);
 
-    /// Logs what a copy of `source` with copyWholeFile logs.
-    ///
-    /// Throws: "DB Error: Error occurred during file reading".
-    static void logCopyOf(File source);
+    /// Logs what a copy of `source` with copyWholeFile logs, as far as it can be read again.
+    static void logCopyOf(File source) noexcept;
 
     /// Reads one line and splits it into fields, see Record for the rules.
     ///

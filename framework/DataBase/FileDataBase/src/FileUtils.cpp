@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <exception>
 #include <locale>
 #include <sstream>
 #include <utility>
@@ -104,9 +105,13 @@ void FileUtils::overwriteSilently(File destination, File source) {
     overwrite(std::move(destination), std::move(source), false);
 }
 
-void FileUtils::logCopyOf(File source) {
-    const StreamHandle from = ownStream(std::move(source).intoStream("r+"));
-    copyLines(nullptr, from.get(), true);
+void FileUtils::logCopyOf(File source) noexcept {
+    try {
+        const StreamHandle from = ownStream(std::move(source).intoStream("r+"));
+        copyLines(nullptr, from.get(), true);
+    } catch (const std::exception& error) {
+        FILEDB_LOG(kLogInfo, "The rest of a copy is not logged: %s", error.what());
+    }
 }
 
 void FileUtils::logEndOfCopy() {

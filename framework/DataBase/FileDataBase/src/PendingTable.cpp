@@ -185,7 +185,6 @@ void PendingTable::replace(const std::string& copyName, const std::string& targe
         throw openError();
     }
     Replacement::requireWritable(target);
-    // Before the step that cannot be taken back: to read the lines for the log may fail.
     if (copy) {
         FileUtils::logCopyOf(std::move(copy));
     } else {
