@@ -41,6 +41,7 @@ using Core::Database::Filedb::Synchronous;
 using Rows = std::unique_ptr<IResultTable>;
 
 constexpr const char* kInserted = "7";
+constexpr std::size_t kMostValues = 4;
 
 // What the engine stores for kInserted: TEXT is what is neither REAL nor INTEGER.
 std::string insertedForm(long flag) {
@@ -178,10 +179,10 @@ private:
         std::string list;
         std::string values;
         Fields record(before_.width(), "NULL");
-        for (std::size_t column = 0; column < before_.width(); ++column) {
+        for (std::size_t column = 0; column < std::min(before_.width(), kMostValues); ++column) {
             if (isName(before_.names[column]) && column < before_.flags.size()) {
                 list += (list.empty() ? "" : ",") + before_.names[column];
-                values += std::string(values.empty() ? "" : ",") + kInserted;
+                values += values.empty() ? "'?'" : ",'?'";
                 // Of columns with the same name the first one takes the value.
                 const auto first =
                     std::find(before_.names.begin(), before_.names.end(), before_.names[column]);
@@ -189,7 +190,8 @@ private:
                 record[target] = insertedForm(before_.flagOf(target));
             }
         }
-        static_cast<void>(change("INSERT INTO t (" + list + ") VALUES (" + values + ");"));
+        static_cast<void>(change("INSERT INTO t (" + list + ") VALUES (" + values + ");", kInserted,
+                                 kInserted, kInserted, kInserted));
         if (isUnchanged()) {
             return;
         }
