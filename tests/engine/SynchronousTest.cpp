@@ -55,7 +55,8 @@ TEST_P(SynchronousTest, WhatASymbolicLinkLeadsToIsReplaced) {
 }
 
 TEST_P(SynchronousTest, ALinkToAnotherFileSystemFailsTheStatementWithCauseAndRemedy) {
-    std::string elsewhere = "/dev/shm/vemo-XXXXXX";
+    const bool isInMemory = statusOf("/dev/shm").st_dev == statusOf(directory()).st_dev;
+    std::string elsewhere = std::string(isInMemory ? "/var/tmp" : "/dev/shm") + "/vemo-XXXXXX";
     ASSERT_NE(mkdtemp(elsewhere.data()), nullptr);
     ASSERT_NE(statusOf(elsewhere).st_dev, statusOf(directory()).st_dev);
     fs::remove(tableFile("t"));
@@ -87,7 +88,9 @@ TEST_P(SynchronousTest, TheTableKeepsModeOwnerAndAttributes) {
     if (isRoot) {
         ASSERT_EQ(chown(name.c_str(), 1234, 2345), 0);
     }
-    ASSERT_EQ(setxattr(name.c_str(), "user.origin", "factory", 7, 0), 0);
+    if (setxattr(name.c_str(), "user.origin", "factory", 7, 0) != 0 && errno == ENOTSUP) {
+        GTEST_SKIP() << "the file system of " << directory() << " has no attributes; set TMPDIR to another";
+    }
     insertWorks();
     const struct stat status = statusOf(name);
     EXPECT_EQ(status.st_mode & 07777U, 0640U);

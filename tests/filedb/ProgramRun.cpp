@@ -33,14 +33,15 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
 }
 
 std::vector<std::string> environmentOf(const ProgramOptions& options) {
-    std::vector<std::string> result{"PATH=/usr/bin:/bin", "LC_ALL=C.UTF-8", "TERM=xterm"};
+    // The first of a name counts.
+    std::vector<std::string> result = options.environment;
+    result.insert(result.end(), {"PATH=/usr/bin:/bin", "LC_ALL=C.UTF-8", "TERM=xterm"});
     for (const char* name :
          {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "LLVM_PROFILE_FILE", "TMPDIR"}) {
         if (const char* const value = std::getenv(name)) {
             result.push_back(std::string(name) + "=" + value);
         }
     }
-    result.insert(result.end(), options.environment.begin(), options.environment.end());
     return result;
 }
 
