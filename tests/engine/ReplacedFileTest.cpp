@@ -41,7 +41,7 @@ INSTANTIATE_TEST_SUITE_P(AtNormalAndFull, ReplacedFileTest,
 
 TEST_P(ReplacedFileTest, ATableThatCannotBeReplacedFailsItsStatementsAndNoOthers) {
     const Files before = files();
-    for (const int error : {EACCES, EXDEV}) {
+    for (const int error : {EACCES, EXDEV, EBUSY}) {  // the last is what a mount point gives
         const FaultLayer faults = refusedRename(error);
         takeErrors();
         EXPECT_EQ(insertInto("t"), 0);
@@ -96,6 +96,64 @@ TEST_P(ReplacedFileTest, ATransactionWithATableThatCannotBeReplacedIsEndedByARol
     EXPECT_EQ(table("u"), kTable);
     expectAtRest();
     insertWorks("t");
+}
+
+// ---- What the user may not write ----
+
+/// The database belongs to a user without root's rights.
+class ForeignUserTest : public ReplacedFileTest {
+protected:
+    void SetUp() override {
+        ReplacedFileTest::SetUp();
+        database.reset();
+        if (geteuid() != 0) {
+            return;  // it is such a user's already
+        }
+        for (const std::string& name :
+             {temporary.path(), directory(), journalFile(), tableFile("t"), tableFile("u")}) {
+            ASSERT_EQ(chown(name.c_str(), kUser, kUser), 0);
+        }
+    }
+
+    /// What the statement does in a process of the user; false when the database cannot be opened.
+    bool runs(const char* statement) {
+        return inOtherProcess([&] {
+            if (geteuid() == 0 && (setgid(kUser) != 0 || setuid(kUser) != 0)) {
+                return false;
+            }
+            FileDatabase other(GetParam());
+            return other.init(path()) && other.executeUpdate(statement) == 0;
+        });
+    }
+
+    static constexpr uid_t kUser = 1234;
+};
+
+INSTANTIATE_TEST_SUITE_P(AtNormalAndFull, ForeignUserTest,
+                         ::testing::Values(Core::Database::Filedb::Synchronous::normal,
+                                           Core::Database::Filedb::Synchronous::full),
+                         levelName);
+
+TEST_P(ForeignUserTest, AReadOnlyTableIsNotReplacedAlthoughItsDirectoryAllowsIt) {
+    ASSERT_EQ(chmod(tableFile("t").c_str(), 0444), 0);
+    EXPECT_TRUE(runs("DELETE FROM t;"));
+    EXPECT_EQ(table("t"), kTable);
+    EXPECT_EQ(modeOf(tableFile("t")), 0444U);
+    expectAtRest();
+    EXPECT_TRUE(runs("DELETE FROM u;"));
+    EXPECT_EQ(table("u"), "a~b~ROWID\n1~4~1\n\n");
+}
+
+TEST_P(ForeignUserTest, InAReadOnlyDirectoryNothingChanges) {
+    ASSERT_EQ(chmod(directory().c_str(), 0555), 0);
+    const Files before = files();
+    for (const char* statement : {"DELETE FROM t;", "DROP TABLE t;", "CREATE TABLE n (a INTEGER);"}) {
+        EXPECT_TRUE(runs(statement)) << statement;
+        EXPECT_EQ(files(), before) << statement;
+    }
+    ASSERT_EQ(chmod(directory().c_str(), 0755), 0);
+    EXPECT_TRUE(runs("DELETE FROM t;"));
+    EXPECT_EQ(table("t"), "a~b~ROWID\n1~4~1\n\n");
 }
 
 // ---- What is in the way of a working copy ----

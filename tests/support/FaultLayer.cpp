@@ -62,7 +62,7 @@ constexpr Errors kErrors[] = {
     {Call::kLock, {EIO, EACCES, EAGAIN, EINTR, ENOLCK}},
     {Call::kMakeDirectory, {EIO, ENOSPC, EACCES}},
     {Call::kRemove, {EIO, EACCES}},
-    {Call::kRename, {EIO, ENOSPC, EACCES, EXDEV}},
+    {Call::kRename, {EIO, ENOSPC, EACCES, EBUSY, EXDEV}},
     {Call::kSync, {EIO, ENOSPC, EINVAL}},
     {Call::kAttributes, {EIO, ENOSPC, EACCES, EPERM}},
 };
