@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 
 #include "FileDatabase.h"
@@ -67,7 +68,9 @@ std::string copyOf(std::string_view text) {
     return result;
 }
 
-Expected expectedOf(const Files& before) {
+// Copying over happens for each name. A replacement is done for all names of a working copy at the first one.
+Expected expectedOf(const Files& before, Synchronous level) {
+    std::set<std::string> done;
     Expected expected{true, before};
     Files& files = expected.files;
     const auto journal = before.find(kJournal);
@@ -79,7 +82,7 @@ Expected expectedOf(const Files& before) {
         } else if (code >= 1 && code <= 4 && files.count(copy) == 0) {
             expected.isOpen = false;
             return expected;
-        } else if (code >= 1 && code <= 4) {
+        } else if (code >= 1 && code <= 4 && (level == Synchronous::off || done.insert(copy).second)) {
             files[fileOf(table, ".table")] = copyOf(files[copy]);
         }
     }
@@ -97,7 +100,7 @@ public:
           directory_(base + "_filedb"),
           level_(level),
           before_(before),
-          expected_(expectedOf(before)) {}
+          expected_(expectedOf(before, level)) {}
 
     void run() const {
         putFiles(directory_, before_);
