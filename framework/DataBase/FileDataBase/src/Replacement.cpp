@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -113,8 +114,13 @@ std::string Replacement::target(const std::string& tableName) {
         if (length < 0) {
             return name;
         }
-        const std::string next(link.data(), static_cast<std::size_t>(length));
-        name = next.rfind('/', 0) == 0 ? next : directoryOf(name) + "/" + next;
+        const std::string_view next(link.data(), static_cast<std::size_t>(length));
+        if (next.front() == '/') {
+            name.clear();
+        } else {
+            name = directoryOf(name).append("/");
+        }
+        name.append(next);
     }
     return name;
 }
