@@ -111,7 +111,7 @@ std::string Replacement::target(const std::string& tableName) {
     for (int links = 0; links < kMostLinks; ++links) {
         std::array<char, PATH_MAX> link{};
         const ssize_t length = readlink(name.c_str(), link.data(), link.size());
-        if (length < 0) {
+        if (length <= 0) {
             return name;
         }
         const std::string_view next(link.data(), static_cast<std::size_t>(length));
