@@ -2,10 +2,7 @@
 
 #include <atomic>
 #include <cstddef>
-#include <map>
-#include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 
@@ -16,6 +13,7 @@
 #include "PendingTable.h"
 #include "RecordReader.h"
 #include "TableText.h"
+#include "WorkingCopies.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
@@ -43,12 +41,6 @@ struct TableSource {
     RecordReader records() && = delete;
 };
 
-/// How a commit brings working copies into their tables.
-struct Finish {
-    bool replaces;          ///< puts them in the tables' places, synced; otherwise they are copied over them
-    bool syncsDirectories;  ///< and syncs the directories in which names have changed
-};
-
 /// The files of one database: its directory, its journal, the tables' files and their working copies. Changes
 /// go to working copies; a commit copies them over the tables, a rollback discards them. It knows the bytes
 /// of tables, and no statements.
@@ -60,7 +52,7 @@ struct Finish {
 /// SystemRefusal when the operating system is the cause.
 class TableStore {
 public:
-    explicit TableStore(Finish finish) : finish_(finish), journal_(finish.replaces) {}
+    explicit TableStore(Finish finish) : copies_(finish), journal_(finish.replaces) {}
     TableStore(const TableStore&) = delete;
     TableStore& operator=(const TableStore&) = delete;
 
@@ -79,7 +71,7 @@ public:
     void close();
 
     /// Whether open() was ever called.
-    bool hasDirectory() const { return !directory_.empty(); }
+    bool hasDirectory() const { return !copies_.directory().empty(); }
 
     /// Why nothing may be done until the next open(): another process has the database open. Null when it
     /// may. May be called without the database's lock.
@@ -153,42 +145,21 @@ public:
 private:
     enum class Unfinished { nothing, recovery, commit, cleanUpAfterCommit, cleanUpAfterRollback };
 
-    std::string fileNameOf(const std::string& tableName, std::string_view suffix) const;
-    std::string workingCopyFor(Operation operation, const std::string& tableName);
+    void beginChange(Operation operation, const std::string& tableName);
     void recover();
     void openJournal();
     void finish();
     void settleDecidedWork() noexcept;
-    void writeFirstVersion(Operation operation, const std::string& tableName, const std::string& copyName,
-                           OpenTable origin, TableVersion version);
-    void writeNextVersion(PendingTable& pending, const std::string& copyName, OpenTable origin,
-                          TableVersion version);
-    void otherCopyWasWritten(const PendingTable& writer);
-    bool distrustSharedCopy(const std::string& copyName);
     void takeBackJournalLine();
     void commitAtOnce();
     void discard();
-    File makeCopy(const std::string& copyName, PendingTable& pending);
-    void restore(const std::string& tableName, PendingTable& pending);
     void bringIntoTables();
-    void prepareReplacements(bool isRetry);
-    void replace(const std::string& tableName, PendingTable& pending);
-    void nameChanged(const std::string& fileName);
-    void syncDirectories();
-    void copyOver(const std::string& tableName, PendingTable& pending, bool isRetry);
     void finishTornTables();
     void cleanUp(Unfinished kind);
 
-    const Finish finish_;
-    std::string directory_;
     std::string journalPath_;
+    WorkingCopies copies_;  // of the tables that the journal's lines name
     Journal journal_;
-    KnownFile::Memory files_;  // tables as copyOver has left them
-    /// The tables that the open transaction, or the running statement, has changed; mirrors the journal's
-    /// lines.
-    std::map<std::string, std::unique_ptr<PendingTable>> pendingTables_;
-    std::set<std::string> leftOver_;  // working copies of refused statements that could not be removed
-    std::set<std::string> unsyncedDirectories_;
     bool autoCommit_ = true;
     Unfinished unfinished_ = Unfinished::nothing;
     std::optional<DirectoryInUse> lockOut_;  // not changed while isLockedOut_
