@@ -232,16 +232,11 @@ const std::vector<Story> kCommits = {
       "DELETE FROM u WHERE a = 2;", "UPDATE v SET a=?, b='?';", "COMMIT"}},
 };
 
-std::string nameOf(const ::testing::TestParamInfo<Core::Database::Filedb::Synchronous>& level) {
-    constexpr const char* kNames[] = {"off", "normal", "full"};
-    return kNames[static_cast<int>(level.param)];
-}
-
 INSTANTIATE_TEST_SUITE_P(AtEveryLevel, CrashTest,
                          ::testing::Values(Core::Database::Filedb::Synchronous::off,
                                            Core::Database::Filedb::Synchronous::normal,
                                            Core::Database::Filedb::Synchronous::full),
-                         nameOf);
+                         levelName);
 
 // Death
 

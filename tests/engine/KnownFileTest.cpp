@@ -8,6 +8,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <thread>
 
@@ -212,17 +213,30 @@ protected:
     }
     static std::string texts(char letter) { return std::string(20, letter); }
 
+    /// With each clock, as often as its step says, or that part of it.
+    void inRounds(int part, const std::function<void()>& round) {
+        for (const Step& step : kSteps) {
+            SCOPED_TRACE(step.name);
+            const CoarseStamps stamps(step.nanoseconds);
+            const int rounds = atThisLevel(step.rounds / part);
+            for (int count = 0; count < rounds; ++count) {
+                SCOPED_TRACE(count);
+                round();
+                if (HasFatalFailure()) {
+                    return;
+                }
+                log.clear();
+            }
+            EXPECT_GT(CoarseStamps::looks(), rounds);
+        }
+    }
+
     void update(int row, char letter, const std::string& name = "t") {
         const std::string sql = "UPDATE " + name + " SET a=?, b='?' WHERE a = " + std::to_string(row) + ";";
         ASSERT_EQ(exec(sql.c_str(), std::to_string(row).c_str(), texts(letter).c_str()), 0);
         ASSERT_THAT(takeErrors(), ::testing::IsEmpty());
     }
 };
-
-std::string levelName(const ::testing::TestParamInfo<Core::Database::Filedb::Synchronous>& level) {
-    constexpr const char* kNames[] = {"off", "normal", "full"};
-    return kNames[static_cast<int>(level.param)];
-}
 
 INSTANTIATE_TEST_SUITE_P(AtEveryLevel, ForeignChangeTest,
                          ::testing::Values(Core::Database::Filedb::Synchronous::off,
@@ -231,72 +245,48 @@ INSTANTIATE_TEST_SUITE_P(AtEveryLevel, ForeignChangeTest,
                          levelName);
 
 TEST_P(ForeignChangeTest, OfATableBetweenReadAndCopyOverGivesOneTextWhole) {
-    for (const Step& step : kSteps) {
-        SCOPED_TRACE(step.name);
-        const CoarseStamps stamps(step.nanoseconds);
-        const std::string ours = tableOf('a', 'c');
-        for (int round = 0; round < atThisLevel(step.rounds); ++round) {
-            rewrite(tableFile("t"), tableOf('a', 'b'));
-            database->beginTransaction();
-            update(2, 'c');
-            rewrite(tableFile("t"), tableOf('x', 'y'));
-            ASSERT_TRUE(database->commitTransaction());
-            ASSERT_EQ(table("t"), ours) << "round " << round;
-            log.clear();
-        }
-        EXPECT_GT(CoarseStamps::looks(), atThisLevel(step.rounds));
-    }
+    inRounds(1, [&] {
+        rewrite(tableFile("t"), tableOf('a', 'b'));
+        database->beginTransaction();
+        update(2, 'c');
+        rewrite(tableFile("t"), tableOf('x', 'y'));
+        ASSERT_TRUE(database->commitTransaction());
+        ASSERT_EQ(table("t"), tableOf('a', 'c'));
+    });
 }
 
 TEST_P(ForeignChangeTest, OfATableThatTheEngineWroteLastGivesOneTextWhole) {
-    for (const Step& step : kSteps) {
-        SCOPED_TRACE(step.name);
-        const CoarseStamps stamps(step.nanoseconds);
-        rewrite(tableFile("t"), tableOf('a', 'b'));
-        for (int round = 0; round < atThisLevel(step.rounds / 4); ++round) {
-            update(1, 'd');
-            database->beginTransaction();
-            update(2, 'c');
-            const std::string ours = tableOf('d', 'c');
-            rewrite(tableFile("t"), tableOf('x', 'y'));
-            ASSERT_TRUE(database->commitTransaction());
-            ASSERT_EQ(table("t"), ours) << "round " << round;
-            log.clear();
-        }
-    }
+    inRounds(4, [&] {
+        update(1, 'd');
+        database->beginTransaction();
+        update(2, 'c');
+        rewrite(tableFile("t"), tableOf('x', 'y'));
+        ASSERT_TRUE(database->commitTransaction());
+        ASSERT_EQ(table("t"), tableOf('d', 'c'));
+    });
 }
 
 TEST_P(ForeignChangeTest, OfAWorkingCopyBetweenStatementsIsWhatTheNextStatementChanges) {
-    for (const Step& step : kSteps) {
-        SCOPED_TRACE(step.name);
-        const CoarseStamps stamps(step.nanoseconds);
-        for (int round = 0; round < atThisLevel(step.rounds); ++round) {
-            rewrite(tableFile("t"), tableOf('a', 'b'));
-            database->beginTransaction();
-            update(2, 'c');
-            rewrite(backupFile("t"), tableOf('x', 'y'));
-            update(2, 'd');
-            ASSERT_TRUE(database->commitTransaction());
-            ASSERT_EQ(table("t"), tableOf('x', 'd')) << "round " << round;
-            log.clear();
-        }
-    }
+    inRounds(1, [&] {
+        rewrite(tableFile("t"), tableOf('a', 'b'));
+        database->beginTransaction();
+        update(2, 'c');
+        rewrite(backupFile("t"), tableOf('x', 'y'));
+        update(2, 'd');
+        ASSERT_TRUE(database->commitTransaction());
+        ASSERT_EQ(table("t"), tableOf('x', 'd'));
+    });
 }
 
 TEST_P(ForeignChangeTest, OfAWorkingCopyBeforeTheCommitIsWhatTheTableGets) {
-    for (const Step& step : kSteps) {
-        SCOPED_TRACE(step.name);
-        const CoarseStamps stamps(step.nanoseconds);
-        for (int round = 0; round < atThisLevel(step.rounds / 4); ++round) {
-            rewrite(tableFile("t"), tableOf('a', 'b'));
-            database->beginTransaction();
-            update(2, 'c');
-            rewrite(backupFile("t"), tableOf('x', 'y'));
-            ASSERT_TRUE(database->commitTransaction());
-            ASSERT_EQ(table("t"), tableOf('x', 'y')) << "round " << round;
-            log.clear();
-        }
-    }
+    inRounds(4, [&] {
+        rewrite(tableFile("t"), tableOf('a', 'b'));
+        database->beginTransaction();
+        update(2, 'c');
+        rewrite(backupFile("t"), tableOf('x', 'y'));
+        ASSERT_TRUE(database->commitTransaction());
+        ASSERT_EQ(table("t"), tableOf('x', 'y'));
+    });
 }
 
 // Two names of one table

@@ -42,9 +42,4 @@ protected:
     }
 };
 
-inline std::string levelName(const ::testing::TestParamInfo<Core::Database::Filedb::Synchronous>& level) {
-    constexpr const char* kNames[] = {"off", "normal", "full"};
-    return kNames[static_cast<int>(level.param)];
-}
-
 }  // namespace Kalt::Vemo::Test

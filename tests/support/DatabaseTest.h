@@ -70,4 +70,10 @@ private:
     Synchronous level_ = Core::Database::Filedb::EngineAccess::defaultSynchronous();
 };
 
+/// The names of test cases for each level.
+inline std::string levelName(const ::testing::TestParamInfo<Core::Database::Filedb::Synchronous>& level) {
+    constexpr const char* kNames[] = {"off", "normal", "full"};
+    return kNames[static_cast<int>(level.param)];
+}
+
 }  // namespace Kalt::Vemo::Test

@@ -13,13 +13,6 @@
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
-namespace {
-
-// A table that is written whole as quickly as it is marked.
-constexpr std::size_t kSmallTable = 4096;
-
-}  // namespace
-
 PendingTable::PendingTable(const KnownFile::Memory& files, Operation operation, OpenTable original)
     : files_(&files), operation_(operation), original_(std::move(original)) {}
 
@@ -241,25 +234,17 @@ KnownFile PendingTable::copyOver(const std::string& copyName, const std::string&
 KnownFile PendingTable::copyFromMemory(const std::string& tableName) {
     OpenTable original = std::move(original_);
     original_ = {};
-    FileIdentity now = FileIdentity::of(tableName);
+    const FileIdentity now = FileIdentity::of(tableName);
     const bool isKnown = original.known.isStill(now);
     if (original.known.identity().sameFile(now)) {
         File::logUse(tableName, "r+");
     } else {
         original.file = File::openForOverwrite(tableName);
-        now = original.file.identity();
+        original.file.requireRegular();
     }
     torn_ = true;
-    const std::string_view text = version_.text.view();
-    KnownFile left;
-    if (text.size() <= kSmallTable) {
-        original.file.write(text, isKnown ? difference_ : Difference());
-        if (now.size > static_cast<long long>(text.size())) {
-            original.file.truncate(text.size());
-        }
-    } else {
-        left = overwrite(original.file, text, isKnown ? difference_ : Difference());
-    }
+    const KnownFile left =
+        overwrite(original.file, version_.text.view(), isKnown ? difference_ : Difference());
     FileUtils::logEndOfCopy();
     original.file.close();
     torn_ = false;

@@ -242,7 +242,9 @@ void WorkingCopies::replace(const std::string& tableName, PendingTable& pending)
 void WorkingCopies::copyOver(const std::string& tableName, PendingTable& pending, bool isRetry) {
     const KnownFile left =
         pending.copyOver(fileNameOf(tableName, kBackupSuffix), fileNameOf(tableName, kTableSuffix), isRetry);
-    files_.remember(left);
+    if (left.identity().isFile()) {
+        files_.remember(left);
+    }
     for (const auto& [name, other] : tables_) {
         other->tableWasWritten(left.identity());
     }
