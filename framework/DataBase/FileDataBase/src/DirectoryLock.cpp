@@ -13,6 +13,8 @@
 
 #include "EngineLog.h"
 #include "File.h"
+#include "Replacement.h"
+#include "Uninterrupted.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
@@ -33,13 +35,7 @@ struct flock oneByte(off_t byte, short type) {
 }
 
 bool apply(int descriptor, int command, struct flock& lock) {
-    constexpr int kMostTries = 10;  // a network file system may be interrupted by a signal
-    for (int tries = 1; fcntl(descriptor, command, &lock) != 0; ++tries) {
-        if (errno != EINTR || tries == kMostTries) {
-            return false;
-        }
-    }
-    return true;
+    return uninterrupted([&] { return fcntl(descriptor, command, &lock); }) == 0;
 }
 
 struct Descriptor {
@@ -82,10 +78,6 @@ void writeName(int descriptor) {
     struct flock lock = oneByte(kNameByte, F_WRLCK);
     // Without it others are kept out all the same, and are told of "another process".
     static_cast<void>(apply(descriptor, F_SETLK, lock));
-}
-
-std::string directoryOf(const std::string& path) {
-    return path.substr(0, path.rfind('/'));
 }
 
 std::string describe(const std::string& directory, std::optional<pid_t> holder) {
@@ -146,7 +138,7 @@ bool DirectoryLock::moveTo(const std::string& path, const FileIdentity& journal)
         case Attempt::moved:
             return false;
         case Attempt::held:
-            throw DirectoryInUse(directoryOf(path), outcome.holder);
+            throw DirectoryInUse(Replacement::directoryOf(path), outcome.holder);
         case Attempt::refused:
             errno = outcome.error;
             throw openError();

@@ -17,6 +17,7 @@
 #include "EngineErrors.h"
 #include "EngineLog.h"
 #include "TableFormat.h"
+#include "Uninterrupted.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
@@ -25,18 +26,6 @@ namespace {
 constexpr const char* kLogTag = "FileResultTable";
 
 constexpr std::size_t kRoomForALine = 1024;
-
-// On some file systems a signal may interrupt a call. It is repeated, but not without limit: a system that
-// always interrupts must not hang the caller.
-template <typename Call>
-auto uninterrupted(Call call) {
-    constexpr int kMostTries = 10;
-    auto result = call();
-    for (int tries = 1; result < 0 && errno == EINTR && tries < kMostTries; ++tries) {
-        result = call();
-    }
-    return result;
-}
 
 FileIdentity identityFrom(const struct stat& status) {
     return {status.st_dev, status.st_ino, status.st_size, status.st_ctim, status.st_mtim};
