@@ -200,6 +200,33 @@ TEST_F(ConcurrencyTest, TwoOpenTransactionsOfOneThreadOnTwoDatabasesDoNotTouchEa
     EXPECT_EQ(readFile(temporary.file("other_filedb/t.table")), "a~ROWID\n1~1\n\n2~1\n");
 }
 
+TEST_F(ConcurrencyTest, ThreadsShareTextsAndNotValues) {
+    inThreads(kThreads, [this](int number) {
+        const std::string mine = std::to_string(number);
+        const char* const table = number % 2 == 0 ? "t" : "u";
+        for (int i = 0; i < kRounds; ++i) {
+            insert(table, number);
+            // Texts of its own drive the shared ones out, again and again.
+            EXPECT_EQ(count(table, " WHERE a = " + mine + " AND a != " + std::to_string(1000 + i)), 1);
+            for (const char* name : {"t", "u"}) {
+                const std::string text = std::string("SELECT a, b FROM ") + name + " WHERE a = ?;";
+                const Result result = query(text.c_str(), mine.c_str());
+                if (!result) {
+                    ADD_FAILURE() << "no result";
+                    return;
+                }
+                EXPECT_EQ(result->getCount(), std::string(name) == table ? 1 : 0);
+                while (result->next()) {
+                    EXPECT_EQ(result->getInt("a"), number);
+                }
+            }
+            EXPECT_EQ(exec((std::string("DELETE FROM ") + table + " WHERE a = ?;").c_str(), mine.c_str()), 0);
+        }
+    });
+    EXPECT_EQ(count("t"), 0);
+    EXPECT_EQ(count("u"), 0);
+}
+
 TEST_F(ConcurrencyTest, OpeningAndClosingDatabasesInManyThreads) {
     inThreads(kThreads, [this](int number) {
         for (int i = 0; i < 5; ++i) {

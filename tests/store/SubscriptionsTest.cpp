@@ -50,6 +50,32 @@ TEST_F(Subscriptions, SavingWithoutExpiryStoresNull) {
     EXPECT_THAT(storeErrors(), IsEmpty());
 }
 
+TEST_F(Subscriptions, EveryTextIsFoundWhateverTheOrderOfTheColumns) {
+    store->deinit();
+    asOtherClient("DROP TABLE Subscriptions;");
+    asOtherClient(
+        "CREATE TABLE Subscriptions (notificationUri TEXT, expireTime TEXT, subscriptionUri TEXT, deviceId "
+        "TEXT, subscribedResource TEXT);");
+    open();
+    ASSERT_TRUE(save(record("phone", "/door", "/s/1", "/n/1")));
+    EXPECT_EQ(subscriptions(),
+              "notificationUri~expireTime~subscriptionUri~deviceId~subscribedResource~ROWID\n"
+              "4~4~4~4~4~1\n"
+              "\n"
+              "'/n/1'~NULL~'/s/1'~'phone'~'/door'~1\n");
+    const SubscriptionRecord expected = record("phone", "/door", "/s/1", "/n/1", 1);
+    std::string resource = "/door";
+    std::string id = "1";
+    Records found;
+    SubscriptionRecord byId;
+    EXPECT_TRUE(store->getSubscriptions(found));
+    EXPECT_TRUE(store->getSubscriptionContainingResource(resource, found));
+    EXPECT_TRUE(store->getSubscriptionContainingResourceList({resource}, found));
+    EXPECT_TRUE(store->getSubscriptionBySubscriptionID(id, byId));
+    EXPECT_THAT(found, ElementsAre(expected, expected, expected));
+    EXPECT_EQ(byId, expected);
+}
+
 TEST_F(Subscriptions, AllAreReadBackInOrder) {
     EXPECT_THAT(allSubscriptions(), IsEmpty());
     ASSERT_TRUE(save(record("phone", "/door", "/s/1", "/n/1")));

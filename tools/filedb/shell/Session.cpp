@@ -36,13 +36,12 @@ std::string joined(const std::vector<std::string>& lines) {
 std::vector<Column> rawColumns(const std::string& statement,
                                const std::function<TableSchema(std::string)>& schemaOf) {
     const SqlText::Select select = SqlText::parseSelect(statement);
-    const TableSchema schema = schemaOf(Utils::trimString(select.table));
+    const TableSchema schema = schemaOf(Utils::trimString(select.table.written));
     std::size_t width = schema.columns.size() + (schema.hasHiddenRowId ? 1 : 0);
     std::vector<Column> columns;
-    for (const std::string& piece : SqlText::splitItems(statement, select)) {
-        const std::string item = Utils::trimString(piece);
-        if (item != "*") {
-            columns.push_back({item, Column::Type::kText, false, false});
+    for (const SqlText::Item& item : select.items.logged()) {
+        if (!item.isStar) {
+            columns.push_back({Utils::trimString(item.name.written), Column::Type::kText, false, false});
             continue;
         }
         width -= schema.hasHiddenRowId && width > 0 ? 1 : 0;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdarg>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -11,9 +12,11 @@ using Values = std::vector<std::string>;
 
 namespace BoundValues {
 
-/// One argument for each "?" of the raw text, also for one inside a literal; a null pointer becomes the word
-/// NULL.
-[[nodiscard]] Values collect(const std::string& sql, va_list arguments);
+/// How many "?" the raw text has, also inside literals.
+[[nodiscard]] std::size_t countPlaceholders(const std::string& sql);
+
+/// As many arguments as there are placeholders; a null pointer becomes the word NULL.
+[[nodiscard]] Values collect(std::size_t placeholderCount, va_list arguments);
 
 /// The value as a statement's text has it: in quotes for '?', bare for ?, and the word NULL always bare.
 /// Quotes inside the value are not doubled: the reader of the literal decides where it ends.

@@ -6,14 +6,13 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "BoundValues.h"
 #include "CountedLock.h"
+#include "SqlText.h"
+#include "StatementCache.h"
 #include "Statements.h"
 #include "TableStore.h"
-
-class Tokenizer;
 
 namespace Kalt::Vemo::Core::Database {
 class IResultTable;
@@ -45,22 +44,24 @@ public:
     std::int64_t lastInsertRowId() const { return lastInsertRowId_; }
 
     /// @param arguments one `const char*` for each "?" of the text
-    [[nodiscard]] int update(const std::string& sql, va_list arguments);
+    [[nodiscard]] int update(const char* sql, va_list arguments);
 
     /// @return null on any failure
-    [[nodiscard]] std::unique_ptr<IResultTable> query(const std::string& sql, va_list arguments);
+    [[nodiscard]] std::unique_ptr<IResultTable> query(const char* sql, va_list arguments);
 
 private:
-    int dispatch(const std::string& statement, const Values& values);
-    int dispatchAlter(Tokenizer& words);
-    void dispatchChange(const std::vector<std::string>& head, Tokenizer& words, const Values& values);
-    void createTableIfMissing(Tokenizer& words);
+    int dispatch(const SqlText::Change& statement, const Values& values);
+    int dispatchAlter(const std::string& remainder);
+    void dispatchChange(const SqlText::Change& statement, const Values& values);
+    void createTableIfMissing(const std::string& remainder);
     [[nodiscard]] bool isLockedOut(const char* call) const;
     [[nodiscard]] bool refuseToEndTransaction();
     void transactionEnded();
     void lock();
     void unlock();
 
+    StatementCache<SqlText::Query> queries_;
+    StatementCache<SqlText::Change> changes_;
     TableStore store_;
     Statements statements_;
     std::unique_ptr<CountedLock> lock_;  // from init to deinit

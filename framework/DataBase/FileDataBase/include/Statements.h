@@ -14,8 +14,12 @@ class File;
 class TableStore;
 struct TablePlace;
 
-/// The statements that define and change tables. Each gets the statement's text after the table's name, and
-/// the values of the placeholders.
+namespace SqlText {
+class Change;
+}
+
+/// The statements that define and change tables. Each gets the statement, or its text after the table's name,
+/// and the values of the placeholders.
 ///
 /// No call throws: a failure is logged under the statement's own name and noted as a Refusal. It leaves the
 /// table as it was, unless the copy-over has begun: then the table store finishes the change before the next
@@ -39,10 +43,10 @@ public:
                                   const std::string& type);
 
     /// @return the new row's id; nothing on failure
-    [[nodiscard]] std::optional<std::int64_t> insertTable(const std::string& tableName,
-                                                          const std::string& sql, const Values& values);
-    void updateTable(const std::string& tableName, const std::string& sql, const Values& values);
-    void deleteTable(const std::string& tableName, const std::string& sql, const Values& values);
+    [[nodiscard]] std::optional<std::int64_t> insertTable(const SqlText::Change& statement,
+                                                          const Values& values);
+    void updateTable(const SqlText::Change& statement, const Values& values);
+    void deleteTable(const SqlText::Change& statement, const Values& values);
 
 private:
     TablePlace existingTable(const char* handler, const std::string& tableName);

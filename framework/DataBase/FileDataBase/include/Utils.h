@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,8 +25,11 @@ public:
         return c == ' ' || (c >= '\t' && c <= '\r');  // the characters of WHITESPACE
     }
 
+    /// How often `c` is in the text.
+    [[nodiscard]] static std::size_t count(std::string_view text, char c);
+
     /// The words of a text, separated by white space; what follows the 65000th is left out.
-    [[nodiscard]] static std::vector<std::string> splitWords(std::string text);
+    [[nodiscard]] static std::vector<std::string> splitWords(std::string_view text);
 
     /// `s` without white space at both ends, or at its start.
     static std::string trimString(const std::string& s);
@@ -56,9 +60,25 @@ public:
     static void getSplitVector(const std::string& str, unsigned int first, unsigned int last,
                                std::vector<std::string>& out, const std::string& separator);
 
+    /// getSplitVector() without its line in the log, for the whole of `text`.
+    ///
+    /// @tparam Piece what is made of each piece's text
+    template <typename Piece>
+    static void splitAt(std::string_view text, std::string_view separator, std::vector<Piece>& out);
+
+    /// The line that getSplitVector() logs.
+    static void logSplit(std::string_view text, const char* separator);
+
     /// `name` without surrounding white space.
     /// Throws: DatabaseException unless it is a letter or "_" followed by letters, digits and "_" (ASCII).
     static std::string validateColumnName(const std::string& name);
+
+    /// What validateColumnName() returns, without its line in the log; empty where it throws.
+    [[nodiscard]] static std::string_view columnName(std::string_view name);
+    static std::string_view columnName(std::string&& name) = delete;
+
+    /// The line that validateColumnName() logs.
+    static void logColumnName(const std::string& name);
 
     /// Position of `name` in `columns`, compared byte by byte.
     /// Throws: DatabaseException "Column %s not found in Table Definition".
@@ -69,6 +89,17 @@ public:
     /// `s` without white space at its end.
     static std::string rightTrimString(const std::string& s);
 };
+
+template <typename Piece>
+void Utils::splitAt(std::string_view text, std::string_view separator, std::vector<Piece>& out) {
+    std::size_t position = 0;
+    for (std::size_t found = text.find(separator); found != std::string_view::npos;
+         found = text.find(separator, position)) {
+        out.emplace_back(text.substr(position, found - position));
+        position = found + 1;
+    }
+    out.emplace_back(text.substr(position));
+}
 
 template <>
 std::string Utils::toString<unsigned int>(unsigned int value);

@@ -1,6 +1,5 @@
 #include "BoundValues.h"
 
-#include <algorithm>
 #include <string_view>
 
 #include "DatabaseException.h"
@@ -16,11 +15,14 @@ constexpr const char* kLogTag = "FileDatabase";
 
 }  // namespace
 
-Values collect(const std::string& sql, va_list arguments) {
+std::size_t countPlaceholders(const std::string& sql) {
+    return Utils::count(sql, '?');
+}
+
+Values collect(std::size_t placeholderCount, va_list arguments) {
     Values values;
-    const auto count = static_cast<std::size_t>(std::count(sql.begin(), sql.end(), '?'));
-    values.reserve(count);
-    while (values.size() < count) {
+    values.reserve(placeholderCount);
+    while (values.size() < placeholderCount) {
         const char* argument = va_arg(arguments, const char*);
         values.emplace_back(argument == nullptr ? kNullWord : argument);
     }

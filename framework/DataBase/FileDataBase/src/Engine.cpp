@@ -10,9 +10,7 @@
 #include "Query.h"
 #include "Refusal.h"
 #include "ResultRows.h"
-#include "SqlText.h"
 #include "Tokenizer.h"
-#include "Utils.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
@@ -20,26 +18,19 @@ namespace {
 
 constexpr const char* kLogTag = "FileDatabase";
 
-// Words of a statement's head end at white space or at an opening bracket.
-constexpr const char* kHeadDelimiter = "( \t\n\v\f\r";
-constexpr int kHeadWords = 3;
-
 // What an update returns.
 constexpr int kDone = 0;
 constexpr int kRefused = 1;
 constexpr int kColumnIsPossible = 1;
 constexpr int kFailed = -1;
 
-std::string checkRemoveSemiColon(const std::string& statement) {
-    static const std::string kTrailing = std::string(";") + WHITESPACE;
-    const std::size_t last = statement.find_last_not_of(kTrailing);
-    if (last == std::string::npos || statement.find(';', last) == std::string::npos) {
+const std::string& checkRemoveSemiColon(const SqlText::Text& text) {
+    if (!text.statement()) {
         throw DatabaseException("checkRemoveSemiColon", __LINE__,
                                 "Syntax Error: No ; found at end of Statement");
     }
-    std::string result = statement.substr(0, last + 1);
-    FILEDB_LOG(kLogTrace, "Statement After Removing trailing Semicolon:%s", result.c_str());
-    return result;
+    FILEDB_LOG(kLogTrace, "Statement After Removing trailing Semicolon:%s", text.statement()->c_str());
+    return *text.statement();
 }
 
 }  // namespace
@@ -98,9 +89,9 @@ void Engine::unlock() {
 
 // ---- Changes ----
 
-int Engine::update(const std::string& sql, va_list arguments) {
+int Engine::update(const char* sql, va_list arguments) {
     FILEDB_LOG(kLogInfo, "%s", "executeUpdate");
-    FILEDB_LOG(kLogTrace, "passed SQL:'%s'", sql.c_str());
+    FILEDB_LOG(kLogTrace, "passed SQL:'%s'", sql);
     forgetRefusal();
     if (!store_.hasDirectory()) {
         FILEDB_LOG(kLogError, "%s", "DB Error: Data Base is not initialised");
@@ -110,8 +101,10 @@ int Engine::update(const std::string& sql, va_list arguments) {
         return kRefused;
     }
     try {
-        const Values values = BoundValues::collect(sql, arguments);
-        return dispatch(checkRemoveSemiColon(sql), values);
+        const std::shared_ptr<const SqlText::Change> statement = changes_.get(sql);
+        const Values values = BoundValues::collect(statement->placeholderCount(), arguments);
+        static_cast<void>(checkRemoveSemiColon(*statement));
+        return dispatch(*statement, values);
     } catch (const std::exception& error) {
         // Also after a failure before the lock: inside a transaction the thread then releases one count.
         unlock();
@@ -121,55 +114,51 @@ int Engine::update(const std::string& sql, va_list arguments) {
     }
 }
 
-// Recognises the statement by its first three words. Unlocks once, except where a comment says so.
-int Engine::dispatch(const std::string& statement, const Values& values) {
-    Tokenizer words(statement, kHeadDelimiter);
-    const std::vector<std::string> head = words.split(kHeadWords);
+// Unlocks once, except where a comment says so.
+int Engine::dispatch(const SqlText::Change& statement, const Values& values) {
+    using Kind = SqlText::Change::Kind;
     lock();
     store_.finishEarlierWork();
-    if (head.size() < kHeadWords) {
+    if (statement.kind() == Kind::incomplete) {
         throw DatabaseException("executeUpdate", __LINE__, "DB Syntax Error: Incomplete Statement.");
     }
-    if (head[0] == "ALTER" && head[1] == "TABLE") {
-        return dispatchAlter(words);
+    if (statement.kind() == Kind::alterTable) {
+        return dispatchAlter(statement.remainder());
     }
-    if (head[0] == "CREATE" && head[1] == "TABLE" && head[2] == "IF") {
-        createTableIfMissing(words);
+    if (statement.kind() == Kind::createTableIfMissing) {
+        createTableIfMissing(statement.remainder());
     } else {
-        dispatchChange(head, words, values);
+        dispatchChange(statement, values);
     }
     unlock();
     return kDone;
 }
 
 // These handlers report their failures to the log alone.
-void Engine::dispatchChange(const std::vector<std::string>& head, Tokenizer& words, const Values& values) {
-    const auto change = [&](auto handler) {
-        store_.requireEarlierWorkDone();
-        handler();
-    };
-    if (head[0] == "INSERT" && head[1] == "INTO") {
-        change([&] {
-            const std::optional<std::int64_t> rowId =
-                statements_.insertTable(head[2], words.remainder(), values);
-            lastInsertRowId_ = rowId.value_or(lastInsertRowId_);
-        });
-    } else if (head[0] == "UPDATE" && head[2] == "SET") {
-        change([&] { statements_.updateTable(head[1], words.remainder(), values); });
-    } else if (head[0] == "DELETE" && head[1] == "FROM") {
-        change([&] { statements_.deleteTable(head[2], words.remainder(), values); });
-    } else if (head[0] == "CREATE" && head[1] == "TABLE") {
-        change([&] { statements_.createTable(head[2], words.remainder()); });
-    } else if (head[0] == "DROP" && head[1] == "TABLE") {
-        change([&] { statements_.dropTable(head[2], words.remainder()); });
-    } else {
+void Engine::dispatchChange(const SqlText::Change& statement, const Values& values) {
+    using Kind = SqlText::Change::Kind;
+    if (statement.kind() == Kind::unknown) {
         FILEDB_LOG(kLogError, "%s", "Syntax Error: unsupported Error");
+        return;
+    }
+    store_.requireEarlierWorkDone();
+    if (statement.kind() == Kind::insert) {
+        lastInsertRowId_ = statements_.insertTable(statement, values).value_or(lastInsertRowId_);
+    } else if (statement.kind() == Kind::update) {
+        statements_.updateTable(statement, values);
+    } else if (statement.kind() == Kind::deleteRows) {
+        statements_.deleteTable(statement, values);
+    } else if (statement.kind() == Kind::createTable) {
+        statements_.createTable(statement.tableName(), statement.remainder());
+    } else {
+        statements_.dropTable(statement.tableName(), statement.remainder());
     }
 }
 
 // The accepted form is ALTER TABLE, any word, the table's name, ADD COLUMN, name, type: the third word is
 // skipped.
-int Engine::dispatchAlter(Tokenizer& words) {
+int Engine::dispatchAlter(const std::string& remainder) {
+    Tokenizer words(remainder, SqlText::kHeadDelimiter);
     const std::string tableName = words.next();
     if (tableName.empty()) {
         throw DatabaseException("executeUpdate", __LINE__, "DB Syntax Error: error after TABLE key word.");
@@ -194,7 +183,8 @@ int Engine::dispatchAlter(Tokenizer& words) {
     return isPossible ? kColumnIsPossible : kFailed;
 }
 
-void Engine::createTableIfMissing(Tokenizer& words) {
+void Engine::createTableIfMissing(const std::string& remainder) {
+    Tokenizer words(remainder, SqlText::kHeadDelimiter);
     const std::string notWord = words.next();
     const std::string existsWord = words.next();
     const std::string tableName = words.next();
@@ -212,9 +202,9 @@ void Engine::createTableIfMissing(Tokenizer& words) {
 
 // ---- Queries ----
 
-std::unique_ptr<IResultTable> Engine::query(const std::string& sql, va_list arguments) {
+std::unique_ptr<IResultTable> Engine::query(const char* sql, va_list arguments) {
     FILEDB_LOG(kLogInfo, "%s", "executeQuery");
-    FILEDB_LOG(kLogTrace, "passed SQL:%s", sql.c_str());
+    FILEDB_LOG(kLogTrace, "passed SQL:%s", sql);
     if (!store_.hasDirectory()) {
         FILEDB_LOG(kLogError, "%s", "DB Error: Data Base is not initialised");
         return nullptr;
@@ -223,9 +213,10 @@ std::unique_ptr<IResultTable> Engine::query(const std::string& sql, va_list argu
         return nullptr;
     }
     try {
-        const Values values = BoundValues::collect(sql, arguments);
-        const std::string statement = checkRemoveSemiColon(sql);
-        const SqlText::Select select = SqlText::parseSelect(statement);
+        const std::shared_ptr<const SqlText::Query> query = queries_.get(sql);
+        const Values values = BoundValues::collect(query->placeholderCount(), arguments);
+        const std::string& statement = checkRemoveSemiColon(*query);
+        const SqlText::Select& select = query->select();
         lock();
         store_.finishEarlierWork();
         auto result = std::make_unique<FileResultTable>(selectRows(store_, statement, select, values));

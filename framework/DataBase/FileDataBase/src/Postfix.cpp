@@ -77,7 +77,7 @@ void popStronger(int precedence, std::vector<std::string>& stack, std::vector<st
 
 std::vector<std::string> words(const std::string& statement, unsigned int first, unsigned int valueIndex,
                                const std::vector<std::string>& values) {
-    std::vector<std::string> result = Utils::splitWords(statement.substr(first));
+    std::vector<std::string> result = Utils::splitWords(std::string_view(statement).substr(first));
     std::size_t next = valueIndex;
     for (std::string& word : result) {
         const bool isQuoted = word == kQuotedPlaceholder;

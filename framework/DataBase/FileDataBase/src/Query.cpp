@@ -32,14 +32,15 @@ struct Selection {
     std::vector<std::string> labels;
 };
 
-Selection parseSelection(const TableMetaData& metaData, const std::vector<std::string>& pieces) {
+Selection parseSelection(const TableMetaData& metaData, const SqlText::List<SqlText::Item>& list) {
     const std::vector<std::string>& names = metaData.columnNames();
+    const std::vector<SqlText::Item>& items = list.logged();
     Selection selection;
     selection.starWidth = names.size();
-    selection.items.reserve(pieces.size());
-    selection.labels.reserve(pieces.size());
-    for (const std::string& piece : pieces) {
-        if (Utils::trimmed(piece) == "*") {
+    selection.items.reserve(items.size());
+    selection.labels.reserve(items.size());
+    for (const SqlText::Item& item : items) {
+        if (item.isStar) {
             // Each "*" makes all rows one column narrower, also under the labels of an earlier "*".
             if (!metaData.hasAliasPrimaryKey() && selection.starWidth > 0) {
                 --selection.starWidth;
@@ -49,12 +50,12 @@ Selection parseSelection(const TableMetaData& metaData, const std::vector<std::s
             }
             selection.items.push_back({true, 0});
         } else {
-            std::string name = Utils::validateColumnName(piece);
+            const std::string& name = item.name.checked();
             const bool isAlias = metaData.hasAliasPrimaryKey() && name == kRowIdColumn;
             selection.items.push_back(
                 {false,
                  Utils::getColumnNameIndex(isAlias ? metaData.primaryKeyColumns().front() : name, names)});
-            selection.labels.push_back(std::move(name));
+            selection.labels.push_back(name);
         }
     }
     return selection;
@@ -76,14 +77,13 @@ void logResult(const ResultRows& result) {
 
 std::unique_ptr<ResultRows> selectRows(TableStore& store, const std::string& statement,
                                        const SqlText::Select& select, const Values& values) {
-    std::optional<TableSource> table =
-        store.openForQuery(store.locate(Utils::validateColumnName(select.table)));
+    std::optional<TableSource> table = store.openForQuery(store.locate(select.table.checked()));
     if (!table) {
         throw DatabaseException("executeQuery", __LINE__, "DB Error: Table does not exists...");
     }
     TableMetaData& metaData = table->readMetaData();
     FILEDB_LOG(kLogTrace, "%s", "Parsing of SELECT Column..");
-    Selection selection = parseSelection(metaData, SqlText::splitItems(statement, select));
+    Selection selection = parseSelection(metaData, select.items);
     auto result = std::make_unique<ResultRows>(std::move(selection.labels));
     WhereClause where(metaData);
     if (select.condition) {

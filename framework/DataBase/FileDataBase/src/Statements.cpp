@@ -42,6 +42,11 @@ struct NewRow {
     std::int64_t id;
 };
 
+void logUnparsed(const SqlText::Change& statement) {
+    FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", statement.tableName().c_str(),
+               statement.remainder().c_str());
+}
+
 // Adds the column that the words of a definition describe.
 void addColumn(const char* handler, TableMetaData& metaData, std::vector<std::string>& words) {
     std::string name = Utils::validateColumnName(words.front());
@@ -85,12 +90,12 @@ std::vector<std::string> newRecord(TableMetaData& metaData, const SqlText::Inser
                                    const Values& values) {
     std::vector<std::string> record(metaData.visibleColumnCount(), kNullWord);
     // The list of names drives the loop: without it every field stays NULL, and values beyond it are ignored.
-    for (unsigned int i = 0; i < insert.names.size(); ++i) {
-        const unsigned int column = Utils::getColumnNameIndex(insert.names[i], metaData.columnNames());
+    for (unsigned int i = 0; i < insert.nameCount(); ++i) {
+        const unsigned int column = Utils::getColumnNameIndex(insert.name(i), metaData.columnNames());
         if (column >= record.size()) {
             throw DatabaseException("insertTable", __LINE__, "%s", kRowIdNamed);
         }
-        record[column] = BoundValues::textFor(insert.values[i], values, i);
+        record[column] = BoundValues::textFor(insert.value(i), values, i);
     }
     for (unsigned int column = 0; column < record.size(); ++column) {
         metaData.checkColumnNullnessTypeCor(record, column);
@@ -141,17 +146,18 @@ void checkPrimaryKey(const TableMetaData& metaData, const TableText& table,
     }
 }
 
-std::vector<NewValue> parseSetList(TableMetaData& metaData, const std::vector<std::string>& pieces,
+std::vector<NewValue> parseSetList(TableMetaData& metaData,
+                                   const std::vector<SqlText::Assignment>& assignments,
                                    const Values& values) {
     std::vector<NewValue> result;
     std::vector<std::string> texts;
-    for (unsigned int i = 0; i < pieces.size(); ++i) {
-        const SqlText::Assignment assignment = SqlText::parseAssignment(pieces[i]);
-        if (!metaData.hasAliasPrimaryKey() && assignment.name == kRowIdColumn) {
+    for (unsigned int i = 0; i < assignments.size(); ++i) {
+        const std::string& name = assignments[i].checkedName();
+        if (!metaData.hasAliasPrimaryKey() && name == kRowIdColumn) {
             throw DatabaseException("updateTable", __LINE__, "%s", kRowIdNamed);
         }
-        const unsigned int column = Utils::getColumnNameIndex(assignment.name, metaData.columnNames());
-        texts.push_back(BoundValues::textFor(assignment.value, values, i));
+        const unsigned int column = Utils::getColumnNameIndex(name, metaData.columnNames());
+        texts.push_back(BoundValues::textFor(assignments[i].value(), values, i));
         // The i-th value takes the form of the table's i-th column, not of the column that is set.
         metaData.checkColumnNullnessTypeCor(texts, i);
         result.push_back({column, texts.back()});
@@ -256,17 +262,16 @@ bool Statements::alterTable(const std::string& tableName, const std::string& col
 
 // ---- Rows ----
 
-std::optional<std::int64_t> Statements::insertTable(const std::string& tableName, const std::string& sql,
-                                                    const Values& values) {
+std::optional<std::int64_t> Statements::insertTable(const SqlText::Change& statement, const Values& values) {
     try {
-        FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
-        const TablePlace place = store_.locate(tableName);
+        logUnparsed(statement);
+        const TablePlace place = store_.locate(statement.tableName());
         File file = openExistingTable("insertTable", place);
-        const SqlText::Insert insert = SqlText::parseInsert(sql);
+        statement.insert().check();
         ReadTable table = store_.read(place, std::move(file));
         TableText old(std::move(table.version));
         TableMetaData& metaData = old.metaData();
-        std::vector<std::string> record = newRecord(metaData, insert, values);
+        std::vector<std::string> record = newRecord(metaData, statement.insert(), values);
 
         const int tableSize = old.recordCount();
         NewRow row{tableSize, 0};
@@ -301,21 +306,20 @@ std::string Statements::storableLine(const char* handler, const std::vector<std:
     return line;
 }
 
-void Statements::updateTable(const std::string& tableName, const std::string& sql, const Values& values) {
+void Statements::updateTable(const SqlText::Change& statement, const Values& values) {
     try {
-        FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
-        const TablePlace place = store_.locate(tableName);
+        logUnparsed(statement);
+        const TablePlace place = store_.locate(statement.tableName());
         ReadTable table = store_.read(place, openExistingTable("updateTable", place));
         TableText old(std::move(table.version));
         TableMetaData& metaData = old.metaData();
         FILEDB_LOG(kLogTrace, "%s", "Parsing of SET column and values..");
-        const std::optional<SqlText::Condition> condition = SqlText::findCondition(sql);
         const std::vector<NewValue> newValues =
-            parseSetList(metaData, SqlText::splitSetList(sql, condition), values);
+            parseSetList(metaData, statement.assignments().logged(), values);
         WhereClause where(metaData);
-        if (condition) {
-            where.parseWhereClause(sql, condition->first, static_cast<unsigned int>(newValues.size()),
-                                   values);
+        if (const auto& condition = statement.condition()) {
+            where.parseWhereClause(statement.remainder(), condition->first,
+                                   static_cast<unsigned int>(newValues.size()), values);
         }
 
         std::vector<std::vector<std::string>> keyed = keyedRecords(metaData, old);
@@ -342,15 +346,15 @@ void Statements::updateTable(const std::string& tableName, const std::string& sq
     }
 }
 
-void Statements::deleteTable(const std::string& tableName, const std::string& sql, const Values& values) {
+void Statements::deleteTable(const SqlText::Change& statement, const Values& values) {
     try {
-        FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
-        const TablePlace place = store_.locate(tableName);
+        logUnparsed(statement);
+        const TablePlace place = store_.locate(statement.tableName());
         ReadTable table = store_.read(place, openExistingTable("deleteTable", place));
         TableText old(std::move(table.version));
         WhereClause where(old.metaData());
-        if (const auto condition = SqlText::findCondition(sql)) {
-            where.parseWhereClause(sql, condition->first, 0, values);
+        if (const auto& condition = statement.condition()) {
+            where.parseWhereClause(statement.remainder(), condition->first, 0, values);
         }
 
         TableText::Rewriter rewriter(old);

@@ -1,11 +1,10 @@
 #include "Utils.h"
 
 #include <algorithm>
-#include <utility>
+#include <cstring>
 
 #include "DatabaseException.h"
 #include "EngineLog.h"
-#include "Tokenizer.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
@@ -19,6 +18,10 @@ bool isLetter(char c) {
 }
 bool isDigit(char c) {
     return c >= '0' && c <= '9';
+}
+
+bool isNameCharacter(char c) {
+    return isLetter(c) || isDigit(c);
 }
 
 std::string_view leftTrimmed(std::string_view s) {
@@ -48,9 +51,39 @@ std::string Utils::toString<signed char>(signed char value) {
     return std::string(1, static_cast<char>(value));
 }
 
-std::vector<std::string> Utils::splitWords(std::string text) {
-    constexpr int kMostWords = 65000;
-    return Tokenizer(std::move(text), WHITESPACE).split(kMostWords);
+// The C library looks at many bytes at a time, and few texts have more than a handful of what is counted.
+std::size_t Utils::count(std::string_view text, char c) {
+    std::size_t result = 0;
+    const char* position = text.data();
+    const char* const end = position + text.size();
+    while (position != end) {
+        const void* const found = std::memchr(position, c, static_cast<std::size_t>(end - position));
+        if (found == nullptr) {
+            break;
+        }
+        ++result;
+        position = static_cast<const char*>(found) + 1;
+    }
+    return result;
+}
+
+std::vector<std::string> Utils::splitWords(std::string_view text) {
+    constexpr std::size_t kMostWords = 65000;
+    constexpr std::size_t kUsualWords = 8;
+    std::vector<std::string> words;
+    words.reserve(kUsualWords);
+    const char* position = text.data();
+    const char* const end = position + text.size();
+    while (words.size() < kMostWords) {
+        position = std::find_if_not(position, end, isWhiteSpace);
+        if (position == end) {
+            break;
+        }
+        const char* const first = position;
+        position = std::find_if(position, end, isWhiteSpace);
+        words.emplace_back(first, position);
+    }
+    return words;
 }
 
 std::string Utils::trimString(const std::string& s) {
@@ -77,11 +110,8 @@ std::string Utils::addSingleQuote(std::string s) {
 }
 
 std::string Utils::inSingleQuotes(std::string_view s) {
-    std::string quoted;
-    quoted.reserve(s.size() + 2);
-    quoted += '\'';
-    quoted += s;
-    quoted += '\'';
+    std::string quoted(s.size() + 2, '\'');
+    std::copy(s.begin(), s.end(), quoted.begin() + 1);
     return quoted;
 }
 
@@ -113,38 +143,47 @@ void Utils::getSplitVector(const std::string& str, unsigned int first, unsigned 
     const std::size_t end = std::min<std::size_t>(last + 1U, str.size());
     const std::size_t start = std::min<std::size_t>(first, end);
     const std::string_view piece = std::string_view(str).substr(start, end - start);
-    FILEDB_LOG(kLogTrace, "String to split:'%.*s' with Separator: '%s'", static_cast<int>(piece.size()),
-               piece.data(), separator.c_str());
+    logSplit(piece, separator.c_str());
     if (separator.size() == 1) {
-        out.reserve(static_cast<std::size_t>(std::count(piece.begin(), piece.end(), separator.front())) + 1);
+        out.reserve(count(piece, separator.front()) + 1);
     }
     if (separator.empty()) {
         out.emplace_back(piece);
         return;
     }
-    std::size_t position = 0;
-    for (std::size_t found = piece.find(separator); found != std::string_view::npos;
-         found = piece.find(separator, position)) {
-        out.emplace_back(piece.substr(position, found - position));
-        position = found + 1;
-    }
-    out.emplace_back(piece.substr(position));
+    splitAt(piece, separator, out);
+}
+
+void Utils::logSplit(std::string_view text, const char* separator) {
+    FILEDB_LOG(kLogTrace, "String to split:'%.*s' with Separator: '%s'", static_cast<int>(text.size()),
+               text.data(), separator);
 }
 
 std::string Utils::validateColumnName(const std::string& name) {
-    FILEDB_LOG(kLogTrace, "Column Name:'%s'", name.c_str());
+    logColumnName(name);
     const std::string_view result = trimmed(name);
     if (result.empty() || !isLetter(result.front())) {
         throw DatabaseException("validateColumnName", __LINE__,
                                 "Syntax Error: Start Char is invalid for Column Name: %s", name.c_str());
     }
     for (const char c : result) {
-        if (!isLetter(c) && !isDigit(c)) {
+        if (!isNameCharacter(c)) {
             throw DatabaseException("validateColumnName", __LINE__,
                                     "Syntax Error: '%c' Char is invalid for Column Name %s", c, name.c_str());
         }
     }
     return std::string(result);
+}
+
+std::string_view Utils::columnName(std::string_view name) {
+    const std::string_view result = trimmed(name);
+    const bool isName = !result.empty() && isLetter(result.front()) &&
+                        std::all_of(result.begin(), result.end(), isNameCharacter);
+    return isName ? result : std::string_view();
+}
+
+void Utils::logColumnName(const std::string& name) {
+    FILEDB_LOG(kLogTrace, "Column Name:'%s'", name.c_str());
 }
 
 unsigned int Utils::getColumnNameIndex(const std::string& name, const std::vector<std::string>& columns) {

@@ -87,33 +87,44 @@ bool run(IDatabase* database, const char* name, Operation operation) {
     }
 }
 
+/// Where a result has what a record holds: positions from 1 on, or labels.
+template <typename Column>
+struct RecordColumns {
+    Column deviceId;
+    Column subscribedResource;
+    Column subscriptionUri;
+    Column notificationUri;
+    Column rowId;
+};
+
+/// Of every statement that lists "deviceId, subscribedResource, subscriptionUri, notificationUri, ROWID".
+constexpr RecordColumns<int> kListedColumns = {1, 2, 3, 4, 5};
+
 /// A record for each row of a query's result; nothing when the query failed.
-std::optional<std::list<SubscriptionRecord>> readRecords(const std::unique_ptr<IResultTable>& rows) {
+template <typename Column = int>
+std::optional<std::list<SubscriptionRecord>> readRecords(
+    const std::unique_ptr<IResultTable>& rows, const RecordColumns<Column>& columns = kListedColumns) {
     if (!rows) {
         logError("Failed to execute SQL Select Statement");
         return std::nullopt;
     }
-    // The getters have string parameters: made once, not for each row.
-    static const std::string kDeviceId = "deviceId";
-    static const std::string kSubscribedResource = "subscribedResource";
-    static const std::string kSubscriptionUri = "subscriptionUri";
-    static const std::string kNotificationUri = "notificationUri";
-    static const std::string kRowId = "ROWID";
     std::list<SubscriptionRecord> records;
     while (rows->next()) {
         SubscriptionRecord& record = records.emplace_back();
-        record.deviceId = rows->getString(kDeviceId);
-        record.subscribedResource = rows->getString(kSubscribedResource);
-        record.subscriptionUri = rows->getString(kSubscriptionUri);
-        record.notificationUri = rows->getString(kNotificationUri);
-        record.subscriptionId = rows->getLong(kRowId);
+        record.deviceId = rows->getString(columns.deviceId);
+        record.subscribedResource = rows->getString(columns.subscribedResource);
+        record.subscriptionUri = rows->getString(columns.subscriptionUri);
+        record.notificationUri = rows->getString(columns.notificationUri);
+        record.subscriptionId = rows->getLong(columns.rowId);
     }
     return records;
 }
 
 /// Appends a query's records to the caller's list; the list is unchanged when the query failed.
-bool appendRecords(const std::unique_ptr<IResultTable>& rows, std::list<SubscriptionRecord>& records) {
-    std::optional<std::list<SubscriptionRecord>> found = readRecords(rows);
+template <typename Column = int>
+bool appendRecords(const std::unique_ptr<IResultTable>& rows, std::list<SubscriptionRecord>& records,
+                   const RecordColumns<Column>& columns = kListedColumns) {
+    std::optional<std::list<SubscriptionRecord>> found = readRecords(rows, columns);
     if (found) {
         records.splice(records.end(), *found);
     }
@@ -122,9 +133,9 @@ bool appendRecords(const std::unique_ptr<IResultTable>& rows, std::list<Subscrip
 
 /// Copies a query's first record to the caller's; that is unchanged when there is none, or the query failed.
 bool copyFirstRecord(const std::unique_ptr<IResultTable>& rows, SubscriptionRecord& record) {
-    const std::optional<std::list<SubscriptionRecord>> found = readRecords(rows);
+    std::optional<std::list<SubscriptionRecord>> found = readRecords(rows);
     if (found && !found->empty()) {
-        record = found->front();
+        record = std::move(found->front());
     }
     return found.has_value();
 }
@@ -360,6 +371,9 @@ bool FileSubscriptionDatabase::saveSubscription(SubscriptionRecord& record) {
 bool FileSubscriptionDatabase::getSubscriptionContainingResource(std::string& resource,
                                                                  std::list<SubscriptionRecord>& records) {
     constexpr const char* kName = "getSubscriptionContainingResource";
+    // What stands where in "*" is up to the client that made the table.
+    static const RecordColumns<std::string> kLabels = {"deviceId", "subscribedResource", "subscriptionUri",
+                                                       "notificationUri", "ROWID"};
     return run(database_.get(), kName, [&](IDatabase& database) {
         return canSend(kName, {{"resource", resource}}) &&
                appendRecords(
@@ -368,7 +382,7 @@ bool FileSubscriptionDatabase::getSubscriptionContainingResource(std::string& re
                          "subscribedResource LIKE '?' OR subscribedResource LIKE '?' OR subscribedResource "
                          "LIKE '?';",
                          resource, "% " + resource, resource + " %", "% " + resource + " %"),
-                   records);
+                   records, kLabels);
     });
 }
 
