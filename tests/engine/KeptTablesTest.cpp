@@ -34,7 +34,7 @@ using Core::Database::DatabaseException;
 using Core::Database::IResultTable;
 using Core::Database::Filedb::EngineAccess;
 using Core::Database::Filedb::FileDatabase;
-using Core::Database::Filedb::kJournalName;
+using Core::Database::Filedb::kBackupSuffix;
 using Core::Database::Filedb::kMaxLineLength;
 using Core::Database::Filedb::Synchronous;
 
@@ -533,7 +533,12 @@ std::string changeFile(const std::string& path, const Table& table, const std::s
                        unsigned seed) {
     Random random(seed);
     if (!std::filesystem::exists(path)) {
-        return "nothing, the file is missing";
+        const bool isCopy = path.substr(path.size() - 7) == kBackupSuffix;
+        if (isCopy || std::filesystem::is_symlink(path) || numberBelow(random, 3) == 0) {
+            return "nothing, the file is missing";
+        }
+        writeFile(path, header + wellFormedRows(table, rowCount(random), random));
+        return "made";
     }
     switch (numberBelow(random, 30)) {
         case 0:
@@ -595,12 +600,17 @@ protected:
     T anyOf(const T (&choices)[size]) {
         return choices[below(size)];
     }
+    // Mostly one of the first ones.
+    template <typename T, std::size_t size>
+    T oftenOfFirst(unsigned first, const T (&choices)[size]) {
+        return choices[oneIn(6) ? below(size) : below(first)];
+    }
 
     // Statements
 
     std::string tableName() {
         const char* const others[] = {"missing", "9x", "H"};
-        return oneIn(40) ? anyOf(others) : anyOf(kTables).name;
+        return oneIn(60) ? anyOf(others) : anyOf(kTables).name;
     }
 
     std::string file(const std::string& table) {
@@ -652,7 +662,7 @@ protected:
                                      "ROWID",
                                      "nosuch",
                                      " "};
-        return oneIn(3) ? anyOf(forms) : id;
+        return oneIn(5) ? anyOf(forms) : id;
     }
 
     // A literal in the text, or a placeholder and its value.
@@ -724,9 +734,8 @@ protected:
     }
 
     std::string where(const std::string& table, Values& values) {
-        const char* const words[] = {" WHERE ", " WHERE ",   " WHERE ", " WHERE ",
-                                     " WHERE ", "  WHERE  ", " where ", " WHERE"};
-        return oneIn(8) ? "" : anyOf(words) + condition(table, values);
+        const char* const words[] = {" WHERE ", "  WHERE  ", " where ", " WHERE"};
+        return oneIn(8) ? "" : oftenOfFirst(1, words) + condition(table, values);
     }
 
     std::optional<std::string> textValue() {
@@ -738,7 +747,7 @@ protected:
                                        std::string(1010, 'l'),
                                        std::string(1030, 'l'),
                                        std::string(2100, 'l')};
-        return oneIn(6) ? (oneIn(8) ? std::optional<std::string>() : anyOf(strange))
+        return oneIn(8) ? (oneIn(8) ? std::optional<std::string>() : anyOf(strange))
                         : (oneIn(2) ? "w" + std::to_string(below(200)) : word(random_));
     }
 
@@ -747,7 +756,7 @@ protected:
                                        "NULL",   "'5'", "007"};
         return oneIn(8)
                    ? (oneIn(6) ? std::optional<std::string>() : std::optional<std::string>(anyOf(strange)))
-                   : std::to_string(oneIn(2) ? below(20) : below(1000));
+                   : std::to_string(oneIn(4) ? below(20) : below(100000));
     }
 
     Step update(const std::string& sql, const Values& values) {
@@ -773,20 +782,19 @@ protected:
         const char* const lists[] = {"*",     "*",        "*, ROWID", "ROWID, *",   "a", "b, a",
                                      "ROWID", "ROWID, b", "a, a",     "*, *",       "c", "nosuch",
                                      "",      "a b",      "a,, b",    "a, ROWID, b"};
-        const char* const froms[] = {" FROM ", " FROM ",   " FROM ", " FROM ",
-                                     " FROM ", "  FROM  ", " from ", " "};
+        const char* const froms[] = {" FROM ", "  FROM  ", " from ", " "};
         Values values;
-        const std::string list = anyOf(lists);
-        return query("SELECT " + list + (oneIn(4) ? anyOf(froms) : std::string(" FROM ")) + table +
-                         where(table, values) + (oneIn(40) ? "" : ";"),
-                     values);
+        const std::string list = oftenOfFirst(11, lists);
+        return query(
+            "SELECT " + list + oftenOfFirst(1, froms) + table + where(table, values) + (oneIn(40) ? "" : ";"),
+            values);
     }
 
     Step updateRows() {
         const std::string table = tableName();
         Values values;
         std::string assignments;
-        switch (below(8)) {
+        switch (below(12)) {
             case 0:
                 assignments = "a = ?, a = ?";
                 values = {numberValue(), numberValue()};
@@ -825,7 +833,10 @@ protected:
             "(a, b) VALUES (?, '?')", "(a,b) VALUES(?,'?')",    "(a) VALUES (?)",
             "(a, b) VALUES (?)",      "(nosuch) VALUES (?)",    "(a, ROWID) VALUES (?, ?)",
             "(a, b) VALUES (5, 'x')", "VALUES (?, ?)",          "(a, b VALUES (?, '?')"};
-        return update("INSERT INTO " + table + " " + anyOf(lists) + ";", {numberValue(), textValue()});
+        const std::string list = oftenOfFirst(3, lists);
+        const bool isSwapped = list.rfind("(b", 0) == 0;
+        return update("INSERT INTO " + table + " " + list + ";",
+                      isSwapped ? Values{textValue(), numberValue()} : Values{numberValue(), textValue()});
     }
 
     Step other() {
@@ -894,7 +905,7 @@ protected:
         const bool ofCopy = sides_.front()->inTransaction() && oneIn(2);
         const std::string file = name + (ofCopy ? ".backup" : ".table");
         const auto seed = static_cast<unsigned>(random_());
-        return {"edit " + file + " (seed " + std::to_string(seed) + ")", [=](Side& side) {
+        return {"edit " + file, [=](Side& side) {
                     return changeFile(side.directory() + "/" + file, kTables[table], headers_[table], seed);
                 }};
     }
@@ -911,7 +922,7 @@ protected:
             const bool anew = oneIn(2);
             return {anew ? "a new object" : "close and open", [=](Side& side) { return side.reopen(anew); }};
         }
-        if (choice < 20) {
+        if (choice < 20 && oneIn(2)) {
             return {"wait", [](Side&) {
                         letFilesAge();
                         return std::string();
@@ -938,7 +949,8 @@ protected:
             std::string done;
             for (std::size_t i = 0; i < steps.size(); ++i) {
                 const Outcome outcome = side->observe(steps[i].run);
-                done += "  " + steps[i].text + "\n";
+                done += "  " + steps[i].text +
+                        (steps[i].text.rfind("edit", 0) == 0 ? ": " + outcome.result : "") + "\n";
                 if (side == sides_.front()) {
                     expected.push_back(outcome);
                 }
