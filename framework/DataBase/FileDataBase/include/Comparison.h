@@ -1,11 +1,13 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <string_view>
 
-#include "EngineLog.h"
+#include "ConditionLog.h"
 #include "Operators.h"
 #include "TableFormat.h"
 
@@ -94,6 +96,22 @@ inline std::string_view withoutQuotes(std::string_view text, std::string& scratc
 /// single-precision numbers. False for any other type.
 bool holds(Operator op, ValueType type, std::string_view left, std::string_view right);
 
+/// The number of a text of plain digits that cannot overflow; nothing for any other text.
+inline std::optional<std::uint64_t> plainNumber(std::string_view text) {
+    constexpr std::size_t kSafeDigits = 19;
+    if (text.empty() || text.size() > kSafeDigits) {
+        return std::nullopt;
+    }
+    std::uint64_t number = 0;
+    for (const char c : text) {
+        if (c < '0' || c > '9') {
+            return std::nullopt;
+        }
+        number = 10 * number + static_cast<std::uint64_t>(c - '0');
+    }
+    return number;
+}
+
 /// The number that a text stands for where a truth value is meant.
 bool isNotZero(std::string_view text);
 
@@ -126,10 +144,7 @@ struct ComparedValue {
 /// @param type how the ordering operators compare
 inline bool apply(const OperatorEntry& entry, ValueType type, const ComparedValue& left,
                   const ComparedValue& right) {
-    constexpr const char* kLogTag = "WhereClause";
-    FILEDB_LOG(kLogTrace, "left:[%.*s] right:[%.*s] operator:[%.*s]", static_cast<int>(left.text.size()),
-               left.text.data(), static_cast<int>(right.text.size()), right.text.data(),
-               static_cast<int>(entry.text.size()), entry.text.data());
+    ConditionLog::operands(left.text, right.text, entry.text);
     const bool isNull = left.isNull || right.isNull;
     switch (entry.op) {
         case Operator::logicalAnd:

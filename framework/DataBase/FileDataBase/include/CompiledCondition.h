@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -44,6 +46,14 @@ struct Operand {
     const std::string* name = nullptr;  ///< of a column
 };
 
+/// A condition that asks for one row: the column of the ids, "=", and a number in canonical digits.
+struct RowIdCondition {
+    std::size_t column;
+    std::uint64_t id;
+    std::string_view idText;
+    std::string_view op;
+};
+
 /// A condition in postfix form, prepared for many records: which operands an operator gets does not depend on
 /// the record, so the evaluation's stack is run through once. A column is fetched once for each record,
 /// however many operators name it.
@@ -62,6 +72,10 @@ public:
     /// Throws: "Syntax Error: evaluate stack contains less 2 operands.", "Syntax Error: Where clause is
     /// wrong", and Operand::fetch's errors.
     [[nodiscard]] bool evaluate(Record& record);
+
+    /// The condition as one that asks for a row by its id alone; nothing when it is another. Valid as long as
+    /// the object.
+    [[nodiscard]] std::optional<RowIdCondition> lookup() const;
 
 private:
     /// One operator with its operands, in the order in which they are computed.

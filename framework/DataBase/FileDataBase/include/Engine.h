@@ -27,7 +27,10 @@ enum class Synchronous;
 /// handler and decides what the calls return. IDatabase tells what each call does.
 class Engine {
 public:
-    Engine(Statements::LineCheck mayStore, Synchronous synchronous);
+    Engine(Statements::LineCheck mayStore, Synchronous synchronous, std::size_t keptBytes);
+
+    /// See EngineAccess::keepBytes.
+    void keepBytes(std::size_t bytes) { store_.setKeptBytes(bytes); }
 
     [[nodiscard]] bool init(const std::string& path);
     void deinit();

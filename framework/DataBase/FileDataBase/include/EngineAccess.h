@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 namespace Kalt::Vemo::Core::Database {
 
 class IDatabase;
@@ -19,6 +21,12 @@ public:
     ///
     /// Requires: `database` is a FileDatabase.
     static void endTransaction(IDatabase& database);
+
+    /// How many bytes of memory the texts of tables may take between statements, instead of the number that
+    /// the library is built with; 0: none is kept. To be called before `init`.
+    ///
+    /// Requires: `database` is a FileDatabase.
+    static void keepBytes(IDatabase& database, std::size_t bytes);
 
     /// The level of a database that is made without one.
     static Synchronous defaultSynchronous();

@@ -32,8 +32,17 @@ public:
     /// Whether the file that looks like this now is provably the one that is remembered.
     [[nodiscard]] bool isStill(const FileIdentity& now) const { return isProof_ && identity_ == now; }
 
+    /// Whether a file that looks the same is this one.
+    bool isProof() const { return isProof_; }
+
     /// The file as it looked; also when it proves nothing.
     const FileIdentity& identity() const { return identity_; }
+
+    /// The marked file after the engine has changed its name, mode or owner, but not its content: the mark
+    /// stays. Nothing is proven when another program has changed it meanwhile.
+    ///
+    /// @param now how it looks after that
+    [[nodiscard]] KnownFile withStatus(const FileIdentity& now) const;
 
     /// From now on nothing is proven.
     void distrust() { isProof_ = false; }
@@ -61,7 +70,7 @@ public:
     /// or its status. What the system refuses is no error; there is no proof then.
     [[nodiscard]] KnownFile left(File& file) const;
 
-    /// Replaces what is remembered of the file: it was left so.
+    /// Replaces what is remembered of the file: it was left so. Nothing is remembered of no file.
     void remember(const KnownFile& file);
 
 private:

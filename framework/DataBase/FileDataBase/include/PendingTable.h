@@ -7,7 +7,7 @@
 #include "File.h"
 #include "KnownFile.h"
 #include "Operation.h"
-#include "TableText.h"
+#include "TableVersion.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
@@ -56,8 +56,8 @@ public:
     /// False while only memory holds the table's content.
     bool isOnDisk() const { return onDisk_; }
 
-    /// The table's content. Requires: !isOnDisk().
-    std::string_view text() const { return version_.text.view(); }
+    /// The table's content. Requires: !isOnDisk(). Valid until the next change.
+    TableVersion& version() { return version_; }
 
     /// True from the first byte of an overwritten table to its last: until then only the working copy is
     /// whole.
@@ -104,9 +104,11 @@ public:
     const FileIdentity& prepared() const { return made_; }
 
     /// Puts the working copy in the table's place.
+    ///
+    /// @return as table()
     /// Throws: as Replacement::requireWritable and Replacement::replace, read errors; the open error when it
     /// is missing or not the one that is prepared.
-    void replace(const std::string& copyName, const std::string& target);
+    [[nodiscard]] KnownFile replace(const std::string& copyName, const std::string& target);
 
     /// To be called when the working copy was put in the table's place by another name.
     void becomeDone();
@@ -116,7 +118,7 @@ public:
     ///
     /// @param isRetry whether an earlier call failed: then memory may hold the content of a working copy that
     ///                another program has removed meanwhile
-    /// @return the table's file as it was left
+    /// @return as table()
     /// Throws: as File::open, File::write and FileUtils::overwriteFrom.
     [[nodiscard]] KnownFile copyOver(const std::string& copyName, const std::string& tableName, bool isRetry);
 
@@ -133,6 +135,17 @@ public:
     /// To be called when the refused change of another table has damaged the working copy, to which both
     /// names lead.
     void distrustCopy();
+
+    /// The table's own file as the commit has left it, with the text of takeText(); no file as long as it has
+    /// not, or when it is not known how.
+    const KnownFile& table() const { return table_; }
+
+    /// Moves the text that the commit has brought into the table's file to the caller. Requires:
+    /// table().isProof().
+    [[nodiscard]] TableVersion takeText();
+
+    /// The content of the working copy, which looks like `file`; null when it would have to be read.
+    [[nodiscard]] TableVersion* known(const KnownFile& file);
 
     /// Closes the table's own file.
     void closeFile() { original_ = {}; }
@@ -155,6 +168,7 @@ private:
     KnownFile copy_;          // the working copy, which holds version_
     FileIdentity made_;       // of the working copy that the engine itself has made
     FileIdentity source_;     // of the one that was found
+    KnownFile table_;         // the table's own file, once the commit has brought version_ into it
     OpenTable original_;
     Difference difference_ = Difference::none();  // between version_ and the table's own file
 };

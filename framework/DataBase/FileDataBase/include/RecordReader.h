@@ -81,6 +81,10 @@ public:
     explicit RecordReader(const File& file);
     explicit RecordReader(File&& file) = delete;
 
+    /// The same for a file whose size is known.
+    RecordReader(const File& file, std::size_t size);
+    RecordReader(File&& file, std::size_t size) = delete;
+
     /// Reads `text`, which must outlive the reader.
     explicit RecordReader(std::string_view text) : unread_(text) { fieldEnds_.restart(text.data()); }
     explicit RecordReader(std::string&& text) = delete;
@@ -104,6 +108,9 @@ public:
     /// The record's line as a writer would store it, line feed included: line() itself when that is
     /// well-formed, otherwise the fields joined anew.
     std::string_view stored() { return isWellFormed_ ? line_ : joined(); }
+
+    /// Whether stored() is line().
+    [[nodiscard]] bool isWellFormed() { return stored().data() == line_.data(); }
 
 private:
     bool fill();

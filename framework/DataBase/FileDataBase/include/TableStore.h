@@ -4,15 +4,17 @@
 #include <cstddef>
 #include <optional>
 #include <string>
-#include <string_view>
+#include <utility>
 
 #include "DirectoryLock.h"
 #include "File.h"
 #include "Journal.h"
+#include "KeptTables.h"
 #include "KnownFile.h"
 #include "PendingTable.h"
 #include "RecordReader.h"
-#include "TableText.h"
+#include "TableMetaData.h"
+#include "TableVersion.h"
 #include "WorkingCopies.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
@@ -23,6 +25,8 @@ struct TablePlace {
     std::string tableName;
     std::string fileName;
     PendingTable* pending = nullptr;  ///< of a table that has a working copy
+
+    bool isInCopy() const { return pending != nullptr && !pending->isDone(); }
 };
 
 /// A table that a statement has read to change it.
@@ -31,14 +35,31 @@ struct ReadTable {
     TableVersion version;
 };
 
-/// What a query reads a table from: an open file, or the text of a table that only memory holds.
-struct TableSource {
-    File file;
-    std::string_view text;
+/// What a query reads a table from: an open file, or a text in memory. May be moved until it is read.
+class TableSource {
+public:
+    /// A file whose size is known.
+    TableSource(File file, long long size) : file_(std::move(file)), size_(static_cast<std::size_t>(size)) {}
 
-    /// Stands before the first line. The source must outlive the reader. Throws: as RecordReader.
-    RecordReader records() const& { return file ? RecordReader(file) : RecordReader(text); }
-    RecordReader records() && = delete;
+    /// A text in memory, which must outlive the object.
+    explicit TableSource(TableVersion& version) : version_(&version) {}
+
+    /// Reads the table's definition. To be called once, before records(). Throws: as
+    /// TableMetaData::readTableMetaData.
+    TableMetaData& readMetaData();
+
+    /// Stands before the first record.
+    RecordReader& records() { return *reader_; }
+
+    /// The text; null when the table is read from the file.
+    TableVersion* version() const { return version_; }
+
+private:
+    File file_;
+    std::size_t size_ = 0;
+    TableVersion* version_ = nullptr;
+    TableMetaData metaData_{nullptr};
+    std::optional<RecordReader> reader_;
 };
 
 /// The files of one database: its directory, its journal, the tables' files and their working copies. Changes
@@ -52,9 +73,14 @@ struct TableSource {
 /// SystemRefusal when the operating system is the cause.
 class TableStore {
 public:
-    explicit TableStore(Finish finish) : copies_(finish), journal_(finish.replaces) {}
+    /// @param keptBytes how much memory the texts of tables may take between statements; 0: none is kept
+    TableStore(Finish finish, std::size_t keptBytes)
+        : copies_(finish), kept_(keptBytes), journal_(finish.replaces) {}
     TableStore(const TableStore&) = delete;
     TableStore& operator=(const TableStore&) = delete;
+
+    /// To be called before open(): see the constructor.
+    void setKeptBytes(std::size_t bytes) { kept_.setBound(bytes); }
 
     // Opening and closing
 
@@ -103,10 +129,11 @@ public:
 
     /// Reads the file of openForChange, or gives what the running transaction wrote last when that is still
     /// the file's content. Throws: the open error, read errors.
-    [[nodiscard]] ReadTable read(const TablePlace& place, File file) const;
+    [[nodiscard]] ReadTable read(const TablePlace& place, File file);
 
-    /// Opens the table for a query; nothing when it is missing. Throws: as exists.
-    [[nodiscard]] static std::optional<TableSource> openForQuery(const TablePlace& place);
+    /// Opens the table for a query; nothing when it is missing. Valid until the next statement. Throws: as
+    /// exists, and read errors for what is no regular file.
+    [[nodiscard]] std::optional<TableSource> openForQuery(const TablePlace& place);
 
     /// The same with the mode of an `fopen`, for a table that exists. Throws: the open error.
     [[nodiscard]] static TableSource openWithMode(const TablePlace& place, const std::string& mode);
@@ -145,6 +172,7 @@ public:
 private:
     enum class Unfinished { nothing, recovery, commit, cleanUpAfterCommit, cleanUpAfterRollback };
 
+    TableVersion* knownText(const TablePlace& place, const KnownFile& known, const File& file);
     void beginChange(Operation operation, const std::string& tableName);
     void recover();
     void openJournal();
@@ -159,6 +187,7 @@ private:
 
     std::string journalPath_;
     WorkingCopies copies_;  // of the tables that the journal's lines name
+    KeptTables kept_;
     Journal journal_;
     bool autoCommit_ = true;
     Unfinished unfinished_ = Unfinished::nothing;

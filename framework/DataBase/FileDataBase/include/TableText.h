@@ -4,40 +4,14 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <variant>
 
 #include "Buffer.h"
-#include "File.h"
 #include "RecordReader.h"
+#include "TableVersion.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
 class TableMetaData;
-
-/// One change of a text: `length` bytes now stand at `position` in the place of `removed`.
-struct Edit {
-    std::size_t position;
-    std::size_t length;
-    std::string removed;
-};
-
-/// The whole text of a table file, and what is known of it.
-struct TableVersion {
-    TableVersion() = default;
-    explicit TableVersion(Buffer content) : text(std::move(content)) {}
-
-    /// The text that this one was made of. Needs no memory. Requires: undo.
-    [[nodiscard]] Buffer previous() &&;
-
-    Buffer text;
-    /// The text that this one was made of: as a whole, or as the one change. Nothing for a text that was made
-    /// of no other.
-    std::optional<std::variant<Buffer, Edit>> undo;
-    Difference difference;            ///< to the version that it was made of
-    std::size_t wellFormedBytes = 0;  ///< how many bytes from the start are known to be well-formed lines
-    int wellFormedRecords = 0;        ///< number of records among them
-};
 
 /// The text of a table file, in memory, and how a changed version is made of it.
 ///
@@ -45,19 +19,25 @@ struct TableVersion {
 /// Well-formed lines come out as they went in, so runs of them are copied as bytes; any other line counts as
 /// a further change. A single change is made in the old text.
 ///
-/// Lifetime: the metadata must outlive the object. Threads: an object belongs to one statement. Throws:
-/// DatabaseException, as TableMetaData::readTableMetaData.
+/// Threads: an object belongs to one statement. Throws: DatabaseException, as
+/// TableMetaData::readTableMetaData.
 class TableText {
 public:
-    /// Reads the first three lines of a table file's content into `metaData`.
-    TableText(TableVersion version, TableMetaData& metaData);
+    /// Reads the table's definition.
+    explicit TableText(TableVersion version);
+
+    /// Valid as long as the object.
+    TableMetaData& metaData() const { return *old_.metaData; }
 
     /// Stands before the first record. Lifetime: this object must outlive the reader.
-    RecordReader records() const { return RecordReader(recordText()); }
+    RecordReader records() const { return RecordReader(old_.recordText()); }
+
+    /// The text that no change has been made of yet.
+    TableVersion& version() { return old_; }
 
     int recordCount() {
         scan();
-        return recordCount_;
+        return *recordCount_;
     }
 
     /// Stands on the last record. Requires: recordCount() is not 0.
@@ -73,8 +53,8 @@ public:
     /// to one of keep, replace and leaveOut.
     class Rewriter {
     public:
-        /// Uses up the old text. Lifetime: `old` must outlive the object.
-        explicit Rewriter(TableText& old);
+        /// Uses up the old text. Lifetime: `table` must outlive the object.
+        explicit Rewriter(TableText& table);
 
         void insert(const RecordReader& reader, std::string_view line);  ///< before the reader's record
         void append(std::string_view line);                              ///< after the last record
@@ -91,26 +71,27 @@ public:
         void put(std::string_view old, std::string_view line);
         void passOn(const char* end);
 
-        TableText& old_;
+        TableText& table_;
+        Buffer& old_;
         bool inPlace_ = true;     // there is at most one change, which can be made in the old text
         std::string_view first_;  // what the first change replaces; null while nothing is changed
         std::string firstLine_;
-        Buffer text_;      // the new text, unless the change is made in place
-        const char* run_;  // start of the lines that wait to be passed on
+        Buffer text_;                      // the new text, unless the change is made in place
+        const char* run_;                  // start of the lines that wait to be passed on
+        std::optional<int> newLines_ = 0;  // how many more there are; nothing when not all are well-formed
     };
 
 private:
-    std::string_view recordText() const { return text_.view().substr(recordsStart_); }
-
     /// Counts the records and finds out whether all are well-formed, once.
     void scan();
 
-    const TableMetaData& metaData_;
-    Buffer text_;
-    std::size_t recordsStart_;
-    std::size_t wellFormedBytes_;
-    std::optional<bool> isWellFormed_;  // all records; nothing before the scan
-    int recordCount_;
+    /// @param newLines how many lines more the new version has; nothing when not all of them are well-formed
+    TableVersion withEdit(std::size_t position, std::string_view removed, std::string_view line,
+                          std::optional<int> newLines);
+    void passKnowledgeTo(TableVersion& version, std::optional<int> newLines) const;
+
+    TableVersion old_;
+    std::optional<int> recordCount_;  // once it is known
 };
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb

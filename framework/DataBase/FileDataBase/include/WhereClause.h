@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,7 @@
 namespace Kalt::Vemo::Core::Database::Filedb {
 
 class CompiledCondition;
+struct RowIdCondition;
 class Record;
 class TableMetaData;
 
@@ -48,6 +50,9 @@ public:
     /// Throws: "Syntax Error: evaluate stack contains less 2 operands.", "Syntax Error: Where clause is
     /// wrong", and getOperandValueType's errors.
     [[nodiscard]] bool evaluate(Record& record);
+
+    /// See CompiledCondition::lookup. Valid until the condition changes.
+    [[nodiscard]] std::optional<RowIdCondition> lookup();
 
     // For programs that use this class by itself
 
@@ -114,6 +119,8 @@ public:
     void updatePrimaryKeyValidation(std::vector<std::vector<std::string>>& rows, int count, int index);
 
 private:
+    CompiledCondition& compiled();
+
     TableMetaData& metaData_;
     std::vector<std::string> postfix_;
     std::unique_ptr<CompiledCondition> compiled_;  // made at an evaluation, dropped when postfix_ may change

@@ -12,6 +12,8 @@
 
 namespace Kalt::Vemo::Core::Database::Filedb {
 
+class KeptTables;
+
 /// How a commit brings working copies into their tables.
 struct Finish {
     bool replaces;          ///< puts them in the tables' places, synced; otherwise they are copied over them
@@ -108,6 +110,10 @@ public:
     [[nodiscard]] std::set<std::string> unfinishedTables(bool isCommitted) const;
 
     // The end
+
+    /// After a commit: what was brought into the tables goes to `kept`, as far as the tables' files can be
+    /// known again.
+    void giveTextsTo(KeptTables& kept) const;
 
     /// Whether the next opening would ask for a working copy as long as the journal is as it was found.
     bool areAskedFor() const;

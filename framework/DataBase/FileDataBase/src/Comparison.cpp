@@ -1,7 +1,5 @@
 #include "Comparison.h"
 
-#include <cstdint>
-
 #include "StringConversion.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
@@ -10,17 +8,10 @@ using Platform::StringConversion;
 
 namespace {
 
-// The fast path converts plain digits that cannot overflow; signs, blanks and the rest go to the platform.
+// Signs, blanks and the rest go to the platform.
 std::uint64_t toUnsigned(std::string_view value) {
-    constexpr std::size_t kSafeDigits = 19;
-    std::uint64_t number = 0;
-    for (const char c : value) {
-        if (c < '0' || c > '9' || value.size() > kSafeDigits) {
-            return StringConversion::stringTouint64(std::string(value));
-        }
-        number = 10 * number + static_cast<std::uint64_t>(c - '0');
-    }
-    return number;
+    const std::optional<std::uint64_t> number = plainNumber(value);
+    return number ? *number : StringConversion::stringTouint64(std::string(value));
 }
 
 template <typename Value>

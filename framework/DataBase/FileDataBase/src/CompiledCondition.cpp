@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "ConditionLog.h"
 #include "DatabaseException.h"
 #include "EngineErrors.h"
-#include "EngineLog.h"
 #include "RecordReader.h"
 #include "TableMetaData.h"
 #include "Utils.h"
@@ -12,8 +12,6 @@
 namespace Kalt::Vemo::Core::Database::Filedb {
 
 namespace {
-
-constexpr const char* kLogTag = "WhereClause";
 
 // A column decides over a literal; otherwise text beats real and real beats integer.
 ValueType typeOf(const Operand& left, const Operand& right) {
@@ -110,6 +108,27 @@ CompiledCondition::CompiledCondition(const std::vector<std::string>& postfix, co
 }
 
 // The operand that already stands for the same column, otherwise `operand` itself.
+std::optional<RowIdCondition> CompiledCondition::lookup() const {
+    if (steps_.size() != 1 || steps_.front().hasTooFewOperands || steps_.front().op->op != Operator::equal) {
+        return std::nullopt;
+    }
+    const Operand& left = *steps_.front().left;
+    const Operand& right = *steps_.front().right;
+    if (left.kind != Operand::Kind::column || right.kind != Operand::Kind::literal ||
+        right.type != ValueType::integer) {
+        return std::nullopt;
+    }
+    const std::string_view idColumn = metaData_.hasAliasPrimaryKey()
+                                          ? std::string_view(metaData_.primaryKeyColumns().front())
+                                          : std::string_view(kRowIdColumn);
+    const std::string_view text = right.value.text;
+    const std::optional<std::uint64_t> id = plainNumber(text);
+    if (*left.name != idColumn || !id || (text.front() == '0' && text.size() > 1)) {
+        return std::nullopt;
+    }
+    return RowIdCondition{left.column, *id, text, steps_.front().op->text};
+}
+
 Operand* CompiledCondition::knownColumn(Operand& operand) {
     if (operand.kind != Operand::Kind::column) {
         return &operand;
@@ -140,13 +159,13 @@ bool CompiledCondition::evaluate(Record& record) {
         }
         result = apply(*step.op, step.type, step.left->value, step.right->value);
         step.result->value.setResult(result);
-        FILEDB_LOG(kLogTrace, "Result of operation = %d. [0=fail, 1=success]", result ? 1 : 0);
+        ConditionLog::result(result);
     }
     if (!leavesOneValue_) {
         throw DatabaseException("evaluate", __LINE__, "Syntax Error: Where clause is wrong");
     }
     const bool isSatisfied = steps_.empty() ? loneOperandHolds_ : result;
-    FILEDB_LOG(kLogTrace, "%s", isSatisfied ? "WHERE evaluation is true." : "WHERE evaluation is fail.");
+    ConditionLog::answer(isSatisfied);
     return isSatisfied;
 }
 

@@ -44,8 +44,8 @@ std::string checkRemoveSemiColon(const std::string& statement) {
 
 }  // namespace
 
-Engine::Engine(Statements::LineCheck mayStore, Synchronous synchronous)
-    : store_({synchronous != Synchronous::off, synchronous == Synchronous::full}),
+Engine::Engine(Statements::LineCheck mayStore, Synchronous synchronous, std::size_t keptBytes)
+    : store_({synchronous != Synchronous::off, synchronous == Synchronous::full}, keptBytes),
       statements_(store_, mayStore) {}
 
 // ---- Opening and closing ----

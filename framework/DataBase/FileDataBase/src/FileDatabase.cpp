@@ -1,6 +1,7 @@
 #include "FileDatabase.h"
 
 #include <cstdarg>
+#include <cstddef>
 
 #include "Engine.h"
 #include "EngineAccess.h"
@@ -9,6 +10,10 @@
 
 #ifndef VEMO_SYNCHRONOUS
 #define VEMO_SYNCHRONOUS full
+#endif
+
+#ifndef VEMO_KEPT_BYTES
+#define VEMO_KEPT_BYTES 1048576
 #endif
 
 namespace Kalt::Vemo::Core::Database::Filedb {
@@ -20,6 +25,8 @@ constexpr const char* kLogTag = "FileDatabase";
 // One of the three words: off, normal, full.
 constexpr Synchronous kDefaultLevel = Synchronous::VEMO_SYNCHRONOUS;
 
+constexpr std::size_t kKeptBytes = VEMO_KEPT_BYTES;
+
 }  // namespace
 
 FileDatabase::FileDatabase() : FileDatabase(LineCheck{}) {}
@@ -29,7 +36,7 @@ FileDatabase::FileDatabase(LineCheck mayStore) : FileDatabase(mayStore, kDefault
 FileDatabase::FileDatabase(Synchronous synchronous) : FileDatabase(nullptr, synchronous) {}
 
 FileDatabase::FileDatabase(LineCheck mayStore, Synchronous synchronous)
-    : engine_(std::make_unique<Engine>(mayStore, synchronous)) {}
+    : engine_(std::make_unique<Engine>(mayStore, synchronous, kKeptBytes)) {}
 
 FileDatabase::~FileDatabase() {
     static_cast<void>(FileDatabase::deinit());
@@ -89,6 +96,10 @@ IResultTable* FileDatabase::executeQuery(const char* sql, ...) {
 
 Synchronous EngineAccess::defaultSynchronous() {
     return kDefaultLevel;
+}
+
+void EngineAccess::keepBytes(IDatabase& database, std::size_t bytes) {
+    static_cast<FileDatabase&>(database).engine_->keepBytes(bytes);
 }
 
 void EngineAccess::endTransaction(IDatabase& database) {

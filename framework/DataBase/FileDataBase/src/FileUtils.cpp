@@ -209,7 +209,7 @@ bool TableMetaData::readTableMetaData(RecordReader& reader) {
     wasWellFormed_ = true;
     for (std::vector<std::string>* line : {&columnNames_, &columnFlags_, &primaryKeyColumns_}) {
         const bool found = reader.next();
-        wasWellFormed_ = wasWellFormed_ && found && reader.stored().data() == reader.line().data();
+        wasWellFormed_ = wasWellFormed_ && found && reader.isWellFormed();
         if (found) {
             line->assign(reader.fields().begin(), reader.fields().end());
         }

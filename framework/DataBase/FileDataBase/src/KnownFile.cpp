@@ -54,6 +54,11 @@ timespec fromNanoseconds(long long time) {
 
 }  // namespace
 
+KnownFile KnownFile::withStatus(const FileIdentity& now) const {
+    return {now, isProof_ && identity_.sameFile(now) && identity_.size == now.size &&
+                     same(identity_.modified, now.modified)};
+}
+
 void KnownFile::Memory::begin(const File& journal) {
     files_.clear();
     localDevice_.reset();
@@ -93,6 +98,9 @@ KnownFile KnownFile::Memory::left(File& file) const {
 
 void KnownFile::Memory::remember(const KnownFile& file) {
     constexpr std::size_t kMostFiles = 64;
+    if (!file.identity().isFile()) {
+        return;
+    }
     if (files_.size() >= kMostFiles) {
         files_.clear();
     }

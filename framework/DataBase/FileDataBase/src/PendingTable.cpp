@@ -38,7 +38,18 @@ TableVersion PendingTable::take(const OpenTable& table) {
     return TableVersion(table.file.readWhole(table.known.identity()));
 }
 
+TableVersion* PendingTable::known(const KnownFile& file) {
+    return holdsText_ && copy_.isStill(file.identity()) ? &version_ : nullptr;
+}
+
+TableVersion PendingTable::takeText() {
+    table_.distrust();
+    holdsText_ = false;
+    return std::move(version_);
+}
+
 void PendingTable::write(File copy, const Difference& difference, TableVersion version) {
+    table_ = {};
     try {
         copy_ = overwrite(copy, version.text.view(), difference);
         copy.close();
@@ -118,8 +129,12 @@ bool PendingTable::prepare(const std::string& copyName, const std::string& targe
         throw;
     }
     synced_ = true;
-    if (name != copyName || !copy_.isStill(copy.status())) {
+    const FileIdentity left = copy.status();
+    if (name != copyName) {
         copy_ = files_->left(copy);
+        adopt(copy);
+    } else if (!copy_.isStill(left)) {
+        copy_ = copy_.withStatus(left);
         adopt(copy);
     }
     return true;
@@ -167,7 +182,7 @@ void PendingTable::shareCopy(const PendingTable& other) {
     holdsText_ = false;
 }
 
-void PendingTable::replace(const std::string& copyName, const std::string& target) {
+KnownFile PendingTable::replace(const std::string& copyName, const std::string& target) {
     const std::string name = readyName(copyName);
     const bool isPrepared = made_.sameFile(FileIdentity::ofName(name));
     File copy;
@@ -185,7 +200,12 @@ void PendingTable::replace(const std::string& copyName, const std::string& targe
         FileUtils::logEndOfCopy();
     }
     Replacement::replace(name, target);
+    const KnownFile left = holdsText_ ? copy_.withStatus(FileIdentity::ofName(target)) : KnownFile();
+    TableVersion version = std::move(version_);
     becomeDone();
+    version_ = std::move(version);
+    table_ = left;
+    return left;
 }
 
 void PendingTable::becomeDone() {
@@ -205,6 +225,9 @@ void PendingTable::tableWasWritten(const FileIdentity& table) {
     if (original_.known.identity().sameFile(table)) {
         original_.known.distrust();
     }
+    if (table_.identity().sameFile(table)) {
+        table_.distrust();
+    }
 }
 
 void PendingTable::distrustCopy() {
@@ -213,6 +236,7 @@ void PendingTable::distrustCopy() {
 }
 
 KnownFile PendingTable::copyOver(const std::string& copyName, const std::string& tableName, bool isRetry) {
+    table_ = {};
     const FileIdentity copyNow = FileIdentity::of(copyName);
     const bool isMissing = !copyNow.isFile();
     if (copy_.isStill(copyNow) || (isMissing && holdsText_ && (isRetry || torn_))) {
@@ -248,6 +272,7 @@ KnownFile PendingTable::copyFromMemory(const std::string& tableName) {
     FileUtils::logEndOfCopy();
     original.file.close();
     torn_ = false;
+    table_ = left;
     return left;
 }
 

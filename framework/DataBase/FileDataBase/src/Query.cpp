@@ -8,6 +8,7 @@
 #include "EngineErrors.h"
 #include "EngineLog.h"
 #include "RecordReader.h"
+#include "RecordScan.h"
 #include "ResultRows.h"
 #include "TableMetaData.h"
 #include "TableStore.h"
@@ -75,14 +76,12 @@ void logResult(const ResultRows& result) {
 
 std::unique_ptr<ResultRows> selectRows(TableStore& store, const std::string& statement,
                                        const SqlText::Select& select, const Values& values) {
-    const std::optional<TableSource> table =
-        TableStore::openForQuery(store.locate(Utils::validateColumnName(select.table)));
+    std::optional<TableSource> table =
+        store.openForQuery(store.locate(Utils::validateColumnName(select.table)));
     if (!table) {
         throw DatabaseException("executeQuery", __LINE__, "DB Error: Table does not exists...");
     }
-    TableMetaData metaData(nullptr);
-    RecordReader reader = table->records();
-    metaData.readTableMetaData(reader);
+    TableMetaData& metaData = table->readMetaData();
     FILEDB_LOG(kLogTrace, "%s", "Parsing of SELECT Column..");
     Selection selection = parseSelection(metaData, SqlText::splitItems(statement, select));
     auto result = std::make_unique<ResultRows>(std::move(selection.labels));
@@ -91,8 +90,10 @@ std::unique_ptr<ResultRows> selectRows(TableStore& store, const std::string& sta
         where.parseWhereClause(statement, select.condition->first, 0, values);
     }
 
-    while (reader.next()) {
-        if (!where.evaluate(reader.record())) {
+    RecordReader& reader = table->records();
+    RecordScan scan(reader, where, table->version());
+    while (scan.next()) {
+        if (!scan.isMatch()) {
             continue;
         }
         const std::vector<std::string_view>& record = reader.fields();

@@ -44,10 +44,10 @@ void Record::splitNext() {
 }
 
 RecordReader::RecordReader(const File& file)
-    : file_(&file),
-      length_(static_cast<std::size_t>(file.identity().size)),
-      blockSize_(std::min(length_, kBlockSize)),
-      block_(new char[blockSize_]) {}
+    : RecordReader(file, static_cast<std::size_t>(file.identity().size)) {}
+
+RecordReader::RecordReader(const File& file, std::size_t size)
+    : file_(&file), length_(size), blockSize_(std::min(length_, kBlockSize)), block_(new char[blockSize_]) {}
 
 // Moves the rest of the block to its start and reads on after it; false at the end of the file.
 bool RecordReader::fill() {

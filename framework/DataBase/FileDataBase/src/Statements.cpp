@@ -9,6 +9,7 @@
 #include "FileUtils.h"
 #include "PrimaryKey.h"
 #include "RecordReader.h"
+#include "RecordScan.h"
 #include "Refusal.h"
 #include "SqlText.h"
 #include "StringConversion.h"
@@ -237,10 +238,8 @@ bool Statements::alterTable(const std::string& tableName, const std::string& col
                             const std::string& type) {
     try {
         {
-            const TableSource table = TableStore::openWithMode(existingTable("alterTable", tableName), "a+");
-            RecordReader reader = table.records();
-            TableMetaData metaData(nullptr);
-            metaData.readTableMetaData(reader);
+            TableSource table = TableStore::openWithMode(existingTable("alterTable", tableName), "a+");
+            TableMetaData metaData = table.readMetaData();
             std::vector<std::string> words = {columnName, type};
             addColumn("alterTable", metaData, words);
         }
@@ -265,8 +264,8 @@ std::optional<std::int64_t> Statements::insertTable(const std::string& tableName
         File file = openExistingTable("insertTable", place);
         const SqlText::Insert insert = SqlText::parseInsert(sql);
         ReadTable table = store_.read(place, std::move(file));
-        TableMetaData metaData(nullptr);
-        TableText old(std::move(table.version), metaData);
+        TableText old(std::move(table.version));
+        TableMetaData& metaData = old.metaData();
         std::vector<std::string> record = newRecord(metaData, insert, values);
 
         const int tableSize = old.recordCount();
@@ -307,8 +306,8 @@ void Statements::updateTable(const std::string& tableName, const std::string& sq
         FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
         const TablePlace place = store_.locate(tableName);
         ReadTable table = store_.read(place, openExistingTable("updateTable", place));
-        TableMetaData metaData(nullptr);
-        TableText old(std::move(table.version), metaData);
+        TableText old(std::move(table.version));
+        TableMetaData& metaData = old.metaData();
         FILEDB_LOG(kLogTrace, "%s", "Parsing of SET column and values..");
         const std::optional<SqlText::Condition> condition = SqlText::findCondition(sql);
         const std::vector<NewValue> newValues =
@@ -323,16 +322,17 @@ void Statements::updateTable(const std::string& tableName, const std::string& sq
         PrimaryKey key(metaData);
         TableText::Rewriter rewriter(old);
         RecordReader reader = old.records();
-        for (std::size_t row = 0; reader.next(); ++row) {
-            if (!where.evaluate(reader.record())) {
+        RecordScan scan(reader, where, &old.version());
+        while (scan.next()) {
+            if (!scan.isMatch()) {
                 rewriter.keep(reader);
                 continue;
             }
             std::vector<std::string> record = changedRecord(reader, newValues);
             rewriter.replace(reader, storableLine("updateTable", record));
             if (!keyed.empty()) {
-                keyed[row] = std::move(record);
-                key.requireUnique(keyed, keyed.size(), row);
+                keyed[scan.row()] = std::move(record);
+                key.requireUnique(keyed, keyed.size(), scan.row());
             }
         }
         store_.change(Operation::updateRows, place, std::move(table.origin), rewriter.finish());
@@ -347,17 +347,17 @@ void Statements::deleteTable(const std::string& tableName, const std::string& sq
         FILEDB_LOG(kLogTrace, "tableName:'%s' Unparsed SQL='%s'", tableName.c_str(), sql.c_str());
         const TablePlace place = store_.locate(tableName);
         ReadTable table = store_.read(place, openExistingTable("deleteTable", place));
-        TableMetaData metaData(nullptr);
-        TableText old(std::move(table.version), metaData);
-        WhereClause where(metaData);
+        TableText old(std::move(table.version));
+        WhereClause where(old.metaData());
         if (const auto condition = SqlText::findCondition(sql)) {
             where.parseWhereClause(sql, condition->first, 0, values);
         }
 
         TableText::Rewriter rewriter(old);
         RecordReader reader = old.records();
-        while (reader.next()) {
-            if (where.evaluate(reader.record())) {
+        RecordScan scan(reader, where, &old.version());
+        while (scan.next()) {
+            if (scan.isMatch()) {
                 rewriter.leaveOut(reader);
             } else {
                 rewriter.keep(reader);

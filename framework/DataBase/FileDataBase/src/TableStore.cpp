@@ -48,6 +48,7 @@ bool TableStore::open(const std::string& path) {
     // From here on nothing is left of an earlier directory but its journal, which stays open until the new
     // one is opened.
     copies_.open(std::move(directory));
+    kept_.clear();
     isLockedOut_ = false;
     journalPath_ = std::move(journalPath);
     autoCommit_ = true;
@@ -65,6 +66,7 @@ void TableStore::close() {
     settleDecidedWork();
     journal_.close();
     copies_.closeFiles();
+    kept_.clear();
     unfinished_ = Unfinished::nothing;
 }
 
@@ -189,8 +191,7 @@ TablePlace TableStore::locate(const std::string& tableName) {
         throw DatabaseException("getTableCurrentFile", __LINE__, "DataBase Error: No such Table exist.(%s)",
                                 tableName.c_str());
     }
-    const bool isInCopy = place.pending != nullptr && !place.pending->isDone();
-    place.fileName = copies_.fileNameOf(tableName, isInCopy ? kBackupSuffix : kTableSuffix);
+    place.fileName = copies_.fileNameOf(tableName, place.isInCopy() ? kBackupSuffix : kTableSuffix);
     FILEDB_LOG(kLogTrace, "Table Name=%s, FileName=%s", tableName.c_str(), place.fileName.c_str());
     return place;
 }
@@ -213,37 +214,74 @@ std::optional<File> TableStore::openForChange(const TablePlace& place) {
     return file;
 }
 
-ReadTable TableStore::read(const TablePlace& place, File file) const {
+ReadTable TableStore::read(const TablePlace& place, File file) {
     if (!file) {
         throw openError();
     }
     const KnownFile known = copies_.files().read(file);
     OpenTable origin{std::move(file), known};
-    const bool isInCopy = place.pending != nullptr && !place.pending->isDone();
-    TableVersion version =
-        !isInCopy ? TableVersion(origin.file.readWhole(known.identity())) : place.pending->take(origin);
-    return {std::move(origin), std::move(version)};
+    std::optional<TableVersion> version = place.isInCopy() ? place.pending->take(origin) : kept_.take(known);
+    if (!version) {
+        version.emplace(origin.file.readWhole(known.identity()));
+    }
+    kept_.allowIndex(*version);
+    return {std::move(origin), std::move(*version)};
 }
 
 std::optional<TableSource> TableStore::openForQuery(const TablePlace& place) {
     if (place.pending != nullptr && !place.pending->isOnDisk()) {
-        return TableSource{{}, place.pending->text()};
+        return TableSource(place.pending->version());
     }
-    TableSource source{File::openExisting(place.fileName, File::Access::read), {}};
-    if (source.file) {
-        return source;
+    File file = File::openExisting(place.fileName, File::Access::read);
+    if (!file) {
+        if (!File::exists(place.fileName)) {
+            return std::nullopt;
+        }
+        throw openError();
     }
-    if (!File::exists(place.fileName)) {
-        return std::nullopt;
+    const KnownFile known = copies_.files().read(file);
+    if (TableVersion* const version = knownText(place, known, file)) {
+        return TableSource(*version);
     }
-    throw openError();
+    return TableSource(std::move(file), known.identity().size);
+}
+
+// The table's text, if it is in memory or can stay there.
+TableVersion* TableStore::knownText(const TablePlace& place, const KnownFile& known, const File& file) {
+    if (place.isInCopy()) {
+        return place.pending->known(known);
+    }
+    TableVersion* const version = kept_.find(known);
+    if (version != nullptr || !known.isProof() ||
+        !kept_.takes(static_cast<std::size_t>(known.identity().size))) {
+        return version;
+    }
+    try {
+        return kept_.keep(known, TableVersion(file.readWhole(known.identity())));
+    } catch (const std::exception&) {
+        // The query reads the file piece by piece, and comes upon the cause itself.
+        return nullptr;
+    }
 }
 
 TableSource TableStore::openWithMode(const TablePlace& place, const std::string& mode) {
     if (place.pending != nullptr && !place.pending->isOnDisk()) {
-        return {{}, place.pending->text()};
+        return TableSource(place.pending->version());
     }
-    return {File::open(place.fileName, mode), {}};
+    File file = File::open(place.fileName, mode);
+    const long long size = file.identity().size;
+    return {std::move(file), size};
+}
+
+TableMetaData& TableSource::readMetaData() {
+    if (version_ != nullptr) {
+        TableMetaData& metaData = version_->readMetaData();
+        reader_.emplace(version_->recordText());
+        return metaData;
+    }
+    reader_.emplace(file_, size_);
+    metaData_.readTableMetaData(*reader_);
+    return metaData_;
 }
 
 // ---- Changes ----
@@ -403,6 +441,9 @@ void TableStore::cleanUp(Unfinished kind) {
     unfinished_ = kind;  // from here on working copies may be missing
     if (copies_.areAskedFor()) {
         journal_.disarm(journalPath_);
+    }
+    if (kind == Unfinished::cleanUpAfterCommit) {
+        copies_.giveTextsTo(kept_);
     }
     copies_.remove();
     journal_.reset(journalPath_);

@@ -21,47 +21,31 @@ std::size_t startOfLastLine(std::string_view text) {
 
 }  // namespace
 
-Buffer TableVersion::previous() && {
-    if (auto* const whole = std::get_if<Buffer>(&*undo)) {
-        return std::move(*whole);
-    }
-    // A buffer keeps its room when it shrinks, so there is room for what was removed.
-    const Edit& edit = std::get<Edit>(*undo);
-    text.replace(edit.position, edit.length, edit.removed);
-    return std::move(text);
-}
-
-TableText::TableText(TableVersion version, TableMetaData& metaData)
-    : metaData_(metaData),
-      text_(std::move(version.text)),
-      wellFormedBytes_(version.wellFormedBytes),
-      recordCount_(version.wellFormedRecords) {
-    RecordReader reader(text_.view());
-    metaData.readTableMetaData(reader);
-    recordsStart_ = text_.size() - reader.unread().size();
+TableText::TableText(TableVersion version) : old_(std::move(version)) {
+    old_.readMetaData();
 }
 
 void TableText::scan() {
-    if (isWellFormed_) {
+    if (recordCount_) {
         return;
     }
-    const std::optional<int> lines =
-        countWellFormedLines(text_.view().substr(std::max(wellFormedBytes_, recordsStart_)));
-    isWellFormed_ = lines.has_value();
-    if (lines) {
-        recordCount_ += *lines;
+    if (!old_.wellFormedRecords) {
+        old_.wellFormedRecords = countWellFormedLines(old_.recordText());
+    }
+    recordCount_ = old_.wellFormedRecords;
+    if (recordCount_) {
         return;
     }
     recordCount_ = 0;
     for (RecordReader reader = records(); reader.next();) {
-        ++recordCount_;
+        ++*recordCount_;
     }
 }
 
 RecordReader TableText::lastRecord() {
     scan();
-    std::string_view text = recordText();
-    if (*isWellFormed_) {
+    std::string_view text = old_.recordText();
+    if (old_.wellFormedRecords) {
         text.remove_prefix(startOfLastLine(text));
     }
     RecordReader reader(text);
@@ -72,17 +56,42 @@ RecordReader TableText::lastRecord() {
 
 TableVersion TableText::withLineAtEnd(const std::string& line) && {
     scan();
-    if (!*isWellFormed_ || !metaData_.wasWellFormed()) {
-        return std::move(*this).withLineBefore(recordCount_, line);
+    if (!old_.wellFormedRecords || !metaData().wasWellFormed()) {
+        return std::move(*this).withLineBefore(*recordCount_, line);
     }
+    return withEdit(old_.text.size(), {}, line, countWellFormedLines(line));
+}
+
+// Makes one change in the old text. Requires: well-formed metadata.
+TableVersion TableText::withEdit(std::size_t position, std::string_view removed, std::string_view line,
+                                 std::optional<int> newLines) {
+    const std::size_t oldSize = old_.text.size();
+    const std::size_t removedSize = removed.size();
     TableVersion version;
-    version.difference.begin = text_.size();
-    version.wellFormedBytes = text_.size();
-    version.wellFormedRecords = recordCount_;
-    version.undo = Edit{text_.size(), line.size(), {}};
-    text_.append(line);
-    version.text = std::move(text_);
+    version.undo = Edit{position, line.size(), std::string(removed)};
+    version.text = std::move(old_.text);
+    version.text.replace(position, removedSize, line);
+    // When the length is as it was, the lines after the change have not moved.
+    const bool isMoved = version.text.size() != oldSize;
+    version.difference = {position, isMoved ? std::string::npos : position + line.size()};
+    if (old_.rows && newLines && old_.rows->follow(version.text.view(), position, removedSize, line.size())) {
+        version.rows = std::move(old_.rows);
+    }
+    passKnowledgeTo(version, newLines);
     return version;
+}
+
+// What the changes leave of what was known of the old version.
+void TableText::passKnowledgeTo(TableVersion& version, std::optional<int> newLines) const {
+    version.indexRoom = old_.indexRoom;
+    if (!metaData().wasWellFormed()) {
+        return;
+    }
+    version.metaData = old_.metaData;
+    version.recordsStart = old_.recordsStart;
+    if (old_.wellFormedRecords && newLines) {
+        version.wellFormedRecords = *old_.wellFormedRecords + *newLines;
+    }
 }
 
 TableVersion TableText::withLineBefore(int position, const std::string& line) && {
@@ -100,16 +109,17 @@ TableVersion TableText::withLineBefore(int position, const std::string& line) &&
     return rewriter.finish();
 }
 
-TableText::Rewriter::Rewriter(TableText& old) : old_(old), run_(old.recordText().data()) {
-    if (!old.metaData_.wasWellFormed()) {
+TableText::Rewriter::Rewriter(TableText& table)
+    : table_(table), old_(table.old_.text), run_(table.old_.recordText().data()) {
+    if (!table.metaData().wasWellFormed()) {
         startNewText();
     }
 }
 
 void TableText::Rewriter::startNewText() {
     inPlace_ = false;
-    text_.reserve(old_.text_.size() + kMaxLineLength);
-    text_.append(old_.metaData_.text());
+    text_.reserve(old_.size() + kMaxLineLength);
+    text_.append(table_.metaData().text());
 }
 
 // Copies the lines from the start of the run up to `end`, byte for byte.
@@ -123,13 +133,12 @@ void TableText::Rewriter::insert(const RecordReader& reader, std::string_view li
 }
 
 void TableText::Rewriter::append(std::string_view line) {
-    change(old_.text_.view().substr(old_.text_.size()), line);
+    change(old_.view().substr(old_.size()), line);
 }
 
 void TableText::Rewriter::keep(RecordReader& reader) {
-    const std::string_view stored = reader.stored();
-    if (stored.data() != reader.line().data()) {
-        change(reader.line(), stored);
+    if (!reader.isWellFormed()) {
+        change(reader.line(), reader.stored());
     }
 }
 
@@ -139,6 +148,9 @@ void TableText::Rewriter::replace(const RecordReader& reader, std::string_view l
 
 // The first change waits: when no other follows it is made in the old text.
 void TableText::Rewriter::change(std::string_view old, std::string_view line) {
+    const std::optional<int> lines = countWellFormedLines(line);
+    newLines_ =
+        newLines_ && lines ? std::make_optional(*newLines_ + *lines - (old.empty() ? 0 : 1)) : std::nullopt;
     if (inPlace_ && first_.data() == nullptr) {
         first_ = old;
         firstLine_ = line;
@@ -158,26 +170,21 @@ void TableText::Rewriter::put(std::string_view old, std::string_view line) {
 }
 
 TableVersion TableText::Rewriter::finish() {
-    const std::size_t oldSize = old_.text_.size();
+    const std::size_t oldSize = old_.size();
     const bool isChanged = first_.data() != nullptr;
-    const std::size_t begin =
-        isChanged ? static_cast<std::size_t>(first_.data() - old_.text_.data()) : oldSize;
-    std::size_t changeEnd = text_.size();
-    TableVersion version;
+    const std::size_t begin = isChanged ? static_cast<std::size_t>(first_.data() - old_.data()) : oldSize;
     if (inPlace_) {
-        changeEnd = begin + firstLine_.size();
-        version.undo = Edit{begin, firstLine_.size(), std::string(first_)};
-        version.text = std::move(old_.text_);
-        version.text.replace(begin, first_.size(), firstLine_);
-    } else {
-        passOn(old_.text_.data() + oldSize);
-        version.undo = std::move(old_.text_);
-        version.text = std::move(text_);
+        return table_.withEdit(begin, first_, firstLine_, newLines_);
     }
-    if (old_.metaData_.wasWellFormed()) {
-        // When the changes left the length as it was, the lines after the last one have not moved.
+    const std::size_t changeEnd = text_.size();
+    passOn(old_.data() + oldSize);
+    TableVersion version(std::move(text_));
+    version.undo = std::move(old_);
+    if (table_.metaData().wasWellFormed()) {
+        // As for one change: without it the lines after the last one have moved.
         version.difference = {begin, version.text.size() == oldSize ? changeEnd : std::string::npos};
     }
+    table_.passKnowledgeTo(version, newLines_);
     return version;
 }
 

@@ -2,6 +2,7 @@
 
 #include "Comparison.h"
 #include "CompiledCondition.h"
+#include "ConditionLog.h"
 #include "EngineLog.h"
 #include "Operators.h"
 #include "Postfix.h"
@@ -56,14 +57,23 @@ bool WhereClause::evaluate(std::vector<std::string>& record) {
 }
 
 bool WhereClause::evaluate(Record& record) {
-    FILEDB_LOG(kLogInfo, "%s", "evaluate");
+    ConditionLog::begin();
     if (postfix_.empty()) {
         return true;
     }
+    return compiled().evaluate(record);
+}
+
+std::optional<RowIdCondition> WhereClause::lookup() {
+    constexpr std::size_t kWords = 3;
+    return postfix_.size() == kWords ? compiled().lookup() : std::nullopt;
+}
+
+CompiledCondition& WhereClause::compiled() {
     if (!compiled_) {
         compiled_ = std::make_unique<CompiledCondition>(postfix_, metaData_);
     }
-    return compiled_->evaluate(record);
+    return *compiled_;
 }
 
 int WhereClause::operation(const std::string& op, unsigned char type, const std::string& left,

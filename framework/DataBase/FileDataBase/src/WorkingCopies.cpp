@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "EngineLog.h"
+#include "KeptTables.h"
 #include "Replacement.h"
 #include "TableFormat.h"
 
@@ -229,7 +230,7 @@ void WorkingCopies::replace(const std::string& tableName, PendingTable& pending)
     const std::string copyName = fileNameOf(tableName, kBackupSuffix);
     const std::string target = Replacement::target(fileNameOf(tableName, kTableSuffix));
     const FileIdentity copy = pending.prepared();
-    pending.replace(copyName, target);
+    files_.remember(pending.replace(copyName, target));
     nameChanged(copyName);
     nameChanged(target);
     for (const auto& [name, other] : tables_) {
@@ -242,11 +243,11 @@ void WorkingCopies::replace(const std::string& tableName, PendingTable& pending)
 void WorkingCopies::copyOver(const std::string& tableName, PendingTable& pending, bool isRetry) {
     const KnownFile left =
         pending.copyOver(fileNameOf(tableName, kBackupSuffix), fileNameOf(tableName, kTableSuffix), isRetry);
-    if (left.identity().isFile()) {
-        files_.remember(left);
-    }
+    files_.remember(left);
     for (const auto& [name, other] : tables_) {
-        other->tableWasWritten(left.identity());
+        if (other.get() != &pending) {
+            other->tableWasWritten(left.identity());
+        }
     }
 }
 
@@ -291,6 +292,14 @@ std::set<std::string> WorkingCopies::unfinishedTables(bool isCommitted) const {
 }
 
 // ---- The end ----
+
+void WorkingCopies::giveTextsTo(KeptTables& kept) const {
+    for (const auto& [tableName, pending] : tables_) {
+        if (pending->table().isProof()) {
+            static_cast<void>(kept.keep(pending->table(), pending->takeText()));
+        }
+    }
+}
 
 bool WorkingCopies::areAskedFor() const {
     return finish_.replaces && std::any_of(tables_.begin(), tables_.end(), [](const auto& table) {

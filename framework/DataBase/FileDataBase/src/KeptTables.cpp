@@ -1,0 +1,88 @@
+#include "KeptTables.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+void KeptTables::setBound(std::size_t bytes) {
+    clear();
+    bound_ = bytes;
+}
+
+bool KeptTables::takes(std::size_t textSize) const {
+    return textSize > 0 && textSize + sizeof(Entry) <= bound_;
+}
+
+// Also an entry that does not count any more: it is in nobody's way but the next text's of the same file.
+KeptTables::Entries::iterator KeptTables::entryOf(const KnownFile& file) {
+    return std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) {
+        return entry.file.identity().sameFile(file.identity());
+    });
+}
+
+TableVersion* KeptTables::find(const KnownFile& file) {
+    const auto entry = entryOf(file);
+    if (entry == entries_.end() || !entry->file.isStill(file.identity())) {
+        return nullptr;
+    }
+    entries_.splice(entries_.begin(), entries_, entry);
+    trim();  // another statement may have made an index
+    return &entries_.front().version;
+}
+
+std::optional<TableVersion> KeptTables::take(const KnownFile& file) {
+    const auto entry = entryOf(file);
+    if (entry == entries_.end()) {
+        return std::nullopt;
+    }
+    std::optional<TableVersion> version;
+    if (entry->file.isStill(file.identity())) {
+        version = std::move(entry->version);
+    }
+    entries_.erase(entry);
+    return version;
+}
+
+void KeptTables::allowIndex(TableVersion& version) const {
+    const std::size_t others = sizeOf(version) - version.indexBytes();
+    version.indexRoom = others < bound_ ? bound_ - others : 0;
+}
+
+TableVersion* KeptTables::keep(const KnownFile& file, TableVersion version) {
+    const auto earlier = entryOf(file);
+    if (earlier != entries_.end()) {
+        entries_.erase(earlier);
+    }
+    if (!file.isProof() || !takes(version.text.size())) {
+        return nullptr;
+    }
+    if (sizeOf(version) > bound_) {
+        version.rows.reset();
+    }
+    if (sizeOf(version) > bound_) {
+        return nullptr;
+    }
+    allowIndex(version);
+    entries_.push_front({file, std::move(version)});
+    trim();
+    return &entries_.front().version;
+}
+
+std::size_t KeptTables::sizeOf(const TableVersion& version) {
+    return sizeof(Entry) + version.bytes();
+}
+
+// No entry alone is over the bound.
+void KeptTables::trim() {
+    std::size_t bytes = 0;
+    for (auto entry = entries_.begin(); entry != entries_.end(); ++entry) {
+        bytes += sizeOf(entry->version);
+        if (bytes > bound_) {
+            entries_.erase(entry, entries_.end());
+            return;
+        }
+    }
+}
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb

@@ -1,0 +1,54 @@
+#include "TableVersion.h"
+
+#include <new>
+#include <utility>
+
+#include "RecordReader.h"
+#include "TableMetaData.h"
+
+namespace Kalt::Vemo::Core::Database::Filedb {
+
+Buffer TableVersion::previous() && {
+    if (auto* const whole = std::get_if<Buffer>(&*undo)) {
+        return std::move(*whole);
+    }
+    // A buffer keeps its room when it shrinks, so there is room for what was removed.
+    const Edit& edit = std::get<Edit>(*undo);
+    text.replace(edit.position, edit.length, edit.removed);
+    return std::move(text);
+}
+
+TableMetaData& TableVersion::readMetaData() {
+    if (metaData != nullptr) {
+        static_cast<void>(metaData->isAliasPrimaryKey());  // logs what reading it logs
+        return *metaData;
+    }
+    auto read = std::make_shared<TableMetaData>(nullptr);
+    RecordReader reader(text.view());
+    read->readTableMetaData(reader);
+    recordsStart = text.size() - reader.unread().size();
+    metaData = std::move(read);
+    return *metaData;
+}
+
+const RowIndex* TableVersion::rowIndex(std::size_t idColumn) {
+    if (!rows && fitsIndex && indexRoom > 0 && metaData->wasWellFormed()) {
+        try {
+            rows = RowIndex::of(text.view(), recordsStart, metaData->columnNames().size(), idColumn, indexRoom);
+        } catch (const std::bad_alloc&) {
+            return nullptr;  // the records are read one after the other
+        }
+        fitsIndex = rows.has_value();
+        if (rows) {
+            wellFormedRecords = static_cast<int>(rows->size());
+        }
+    }
+    return rows ? &*rows : nullptr;
+}
+
+std::size_t TableVersion::bytes() const {
+    constexpr std::size_t kDefinitionFactor = 8;  // a name of some letters becomes a string, and a flag another
+    return text.size() + text.room() + indexBytes() + kDefinitionFactor * recordsStart;
+}
+
+}  // namespace Kalt::Vemo::Core::Database::Filedb
