@@ -23,15 +23,6 @@
 // Databases that go through the same steps, each in a directory of its own, and what can be seen of each.
 namespace Kalt::Vemo::Test {
 
-// Until EngineAccess has keepBytes.
-template <typename Access>
-auto keepBytes(Core::Database::IDatabase& database, std::size_t bytes, int)
-    -> decltype(Access::keepBytes(database, bytes)) {
-    Access::keepBytes(database, bytes);
-}
-template <typename Access>
-void keepBytes(Core::Database::IDatabase&, std::size_t, long) {}
-
 /// What a step gave, what it logged and what it left in the directory.
 struct Outcome {
     std::string result;
@@ -196,7 +187,7 @@ private:
         database_ = nullptr;  // it keeps others out
         database_ = std::make_unique<FileDatabase>(check_, level_);
         if (options_.keptBytes) {
-            keepBytes<Core::Database::Filedb::EngineAccess>(*database_, *options_.keptBytes, 0);
+            Core::Database::Filedb::EngineAccess::keepBytes(*database_, *options_.keptBytes);
         }
         return database_->init(path_) ? "open" : "not open";
     }
