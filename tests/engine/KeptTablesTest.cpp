@@ -471,7 +471,7 @@ protected:
             "ROWID =  '#'|rowid = #|ROWID LIKE #|ROWID =|= #|ROWID|# = #|a = #|a != #|a > #|a = # AND b != #|"
             "b = '#'|b LIKE '%w1%'|b != 'q'|b > 'w2'|c = #|c = 1.5|nosuch = #|ROWID = # #|( ROWID = # )|"
             "ROWID = ( # )|NOT ROWID = #|ROWID IN #|h.ROWID = #|ROWID = a|a = ROWID|ROWID = b|ROWID + # = #|"
-            "ROWID = # AND|AND ROWID = #|ROWID = #,|ROWID\t=\t#|");
+            "ROWID = # AND|AND ROWID = #|# ROWID = #|a ROWID = #|ROWID = #,|ROWID\t=\t#|");
         return filled(anyOf(forms), value);
     }
 

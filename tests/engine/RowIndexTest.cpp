@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "RowIndex.h"
 #include "SideBySide.h"
 
 // A condition that names one row by its id is answered without a scan where the table's text lets it. Rows,
@@ -13,7 +15,170 @@ namespace Kalt::Vemo::Test {
 namespace {
 
 using Core::Database::Filedb::kMaxLineLength;
+using Core::Database::Filedb::RowIndex;
 using Core::Database::Filedb::Synchronous;
+
+// ---- The index alone ----
+
+constexpr std::size_t kMuchRoom = 1000000;
+
+// An index of lines that have two columns, the second with the ids.
+std::optional<RowIndex> indexOf(const std::string& text, std::size_t room = kMuchRoom) {
+    return RowIndex::of(text, 0, 2, 1, room);
+}
+
+// The line of each row that the index gives, or "none" where it gives no row.
+std::string linesFound(const RowIndex& index, const std::string& text,
+                       const std::vector<std::uint64_t>& ids) {
+    std::string lines;
+    for (const std::uint64_t id : ids) {
+        const std::optional<std::size_t> row = index.find(text, id);
+        const std::size_t position = row ? index.position(*row) : 0;
+        lines += row ? text.substr(position, text.find('\n', position) - position) : "none";
+        lines += " ";
+    }
+    return lines;
+}
+
+TEST(RowIndexTest, TextsThatItFits) {
+    const std::string limit(kMaxLineLength - 3, 'x');
+    const struct {
+        std::string text;
+        bool fits;
+    } rows[] = {
+        {"", true},
+        {"a~1\n", true},
+        {"a~0\n", true},
+        {"a~1\nb~2\nc~3\n", true},
+        {"a~7\nb~20\nc~100\n", true},
+        {"a~01\nb~2\nc~03\n", true},
+        {"a~9223372036854775808\nb~9999999999999999999\n", true},
+        {"a~10000000000000000000\n", false},
+        {"a~18446744073709551615\n", false},
+        {"a~00000000000000000001\n", false},
+        {"a~1\n" + limit + "~2\n", true},
+        {"a~1\nx" + limit + "~2\n", false},
+        {"a~1\nx" + limit + limit + "~2\n", false},
+        {"a~18446744073709551616\n", false},
+        {"a~36893488147419103233\n", false},
+        {"a~2\nb~1\n", false},
+        {"a~1\nb~1\n", false},
+        {"a~1\nb~2\nc~2\n", false},
+        {"a~9999999999999999999\nb~0\n", false},
+        {"a~1\nb~01\n", false},
+        {"a~+1\n", false},
+        {"a~-1\n", false},
+        {"a~1.0\n", false},
+        {"a~1x\n", false},
+        {"a~ 1\n", false},
+        {"a~1 \n", false},
+        {"a~1\r\n", false},
+        {"a~'1'\n", false},
+        {"a~NULL\n", false},
+        {"a~x\n", false},
+        {"a\n", false},
+        {"1\n", false},
+        {"a~1~2\n", false},
+        {"a~~1\n", false},
+        {"~a~1\n", false},
+        {"a~1~\n", false},
+        {"\n", false},
+        {"a~1\n\nb~2\n", false},
+        {"a~1\nb~2", false},
+        {std::string("a~1\0\n", 5), false},
+        {std::string("a\0~1\n", 5), false},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(indexOf(row.text).has_value(), row.fits)
+            << ::testing::PrintToString(row.text.substr(0, 30));
+    }
+}
+
+TEST(RowIndexTest, FindsEachRowAndNoOther) {
+    const std::string text = "a~2\nb~3\nc~07\nd~9999999999999999999\n";
+    const std::optional<RowIndex> index = indexOf(text);
+    ASSERT_TRUE(index);
+    constexpr std::uint64_t kLargest = 9999999999999999999U;
+    EXPECT_EQ(linesFound(*index, text, {0, 1, 2, 3, 4, 6, 7, 8, kLargest - 1, kLargest, kLargest + 1}),
+              "none none a~2 b~3 none none c~07 none none d~9999999999999999999 none ");
+    EXPECT_EQ(linesFound(*indexOf(""), "", {0, 1}), "none none ");
+}
+
+TEST(RowIndexTest, TheIdsMayStandInAnyColumnAndTheRecordsAfterAnyHead) {
+    const std::string text = "head\n5~a~b\n6~c~d\n";
+    const std::optional<RowIndex> index = RowIndex::of(text, 5, 3, 0, kMuchRoom);
+    ASSERT_TRUE(index);
+    EXPECT_EQ(linesFound(*index, text, {5, 6, 7}), "5~a~b 6~c~d none ");
+    EXPECT_EQ(index->id(text, 1), "6");
+}
+
+TEST(RowIndexTest, StaysWithinItsRoom) {
+    std::string text;
+    for (int row = 1; row <= 1000; ++row) {
+        text += "a~" + std::to_string(row) + "\n";
+    }
+    const std::optional<RowIndex> index = indexOf(text);
+    ASSERT_TRUE(index);
+    EXPECT_LE(indexOf(text, index->bytes())->bytes(), index->bytes());
+    EXPECT_FALSE(indexOf(text, index->bytes() - 1));
+    EXPECT_FALSE(indexOf(text, 0));
+    EXPECT_FALSE(indexOf("a~1\n", 0));
+}
+
+TEST(RowIndexTest, FollowsChangesOfSingleLines) {
+    const std::string text = "a~2\nbb~3\nc~7\n";
+    const struct {
+        std::size_t position;
+        std::string removed;
+        std::string inserted;
+        bool fits;
+        std::string found;  // of 1 to 8
+    } rows[] = {
+        {0, "", "", true, "none a~2 bb~3 none none none c~7 none "},
+        {0, "a~2\n", "", true, "none none bb~3 none none none c~7 none "},
+        {4, "bb~3\n", "", true, "none a~2 none none none none c~7 none "},
+        {9, "c~7\n", "", true, "none a~2 bb~3 none none none none none "},
+        {0, "a~2\nbb~3\n", "", true, "none none none none none none c~7 none "},
+        {0, text, "", true, "none none none none none none none none "},
+        {13, "", "d~8\n", true, "none a~2 bb~3 none none none c~7 d~8 "},
+        {0, "", "d~1\n", true, "d~1 a~2 bb~3 none none none c~7 none "},
+        {9, "", "d~5\n", true, "none a~2 bb~3 none d~5 none c~7 none "},
+        {0, "a~2\n", "long~2\n", true, "none long~2 bb~3 none none none c~7 none "},
+        {4, "bb~3\n", "b~3\n", true, "none a~2 b~3 none none none c~7 none "},
+        {4, "bb~3\n", "b~6\n", true, "none a~2 none none none b~6 c~7 none "},
+        {9, "c~7\n", "c~4\n", true, "none a~2 bb~3 c~4 none none none none "},
+        {0, "a~2\nbb~3\n", "x~5\n", true, "none none none none x~5 none c~7 none "},
+        {13, "", "d~7\n", false, ""},
+        {13, "", "d~6\n", false, ""},
+        {0, "", "d~2\n", false, ""},
+        {0, "", "d~3\n", false, ""},
+        {4, "bb~3\n", "b~7\n", false, ""},
+        {4, "bb~3\n", "b~2\n", false, ""},
+        {4, "bb~3\n", "b~1\n", false, ""},
+        {4, "bb~3\n", "b~x\n", false, ""},
+        {4, "bb~3\n", "b~+3\n", false, ""},
+        {4, "bb~3\n", "3\n", false, ""},
+        {4, "bb~3\n", "b~c~3\n", false, ""},
+        {4, "bb~3\n", "b~~3\n", false, ""},
+        {4, "bb~3\n", "b\nb~3\n", false, ""},
+        {4, "bb~3\n", "b~3\nc~4\n", false, ""},
+        {4, "bb~3\n", std::string(kMaxLineLength, 'x') + "~3\n", false, ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::to_string(row.position) + ": " + row.removed + "by " + row.inserted.substr(0, 20));
+        ASSERT_EQ(text.substr(row.position, row.removed.size()), row.removed);
+        std::optional<RowIndex> index = indexOf(text);
+        std::string changed = text;
+        changed.replace(row.position, row.removed.size(), row.inserted);
+        const bool fits = index->follow(changed, row.position, row.removed.size(), row.inserted.size());
+        EXPECT_EQ(fits, row.fits);
+        if (fits && row.fits) {
+            EXPECT_EQ(linesFound(*index, changed, {1, 2, 3, 4, 5, 6, 7, 8}), row.found);
+        }
+    }
+}
+
+// ---- Statements ----
 
 struct NamedText {
     const char* name;
@@ -133,6 +298,11 @@ const char* const kIdConditions[] = {
     "ROWID = 2 AND ROWID = 2",
     "a = 2",
     "a = 1",
+    "2 ROWID = 2",
+    "2 ROWID = 99",
+    "a ROWID = 2",
+    "x ROWID = 99",
+    "2 2 ROWID = 2",
     "ROWID = 2 2",
     "ROWID =",
     "ROWID",
