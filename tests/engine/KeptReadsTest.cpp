@@ -215,6 +215,28 @@ TEST_P(KeptReadsTest, WithoutAWordOneMebibyteIsKept) {
     EXPECT_GT(readsOfSelect("t"), 0);
 }
 
+// What is found out about a text counts as well, once it is known.
+TEST_P(KeptReadsTest, ABoundOfAnySizeGivesTheSameRows) {
+    makeOldTables({"a", "b"}, kKilobyte / 4);
+    std::vector<std::string> expected;
+    for (std::size_t bytes = 0; bytes < 2 * kKilobyte; bytes += 8) {
+        SCOPED_TRACE(bytes);
+        openWith(bytes);
+        std::vector<std::string> found;
+        for (const char* name : {"a", "b", "a", "a", "b"}) {
+            const std::string sql = std::string("SELECT ROWID, b FROM ") + name;
+            for (const char* condition : {";", " WHERE ROWID = 1;", " WHERE ROWID = 9;"}) {
+                const std::vector<std::string> lines = rows(query((sql + condition).c_str()), 2);
+                found.insert(found.end(), lines.begin(), lines.end());
+            }
+        }
+        expected = bytes == 0 ? found : expected;
+        ASSERT_EQ(found, expected);
+        log.clear();
+    }
+    EXPECT_FALSE(expected.empty());
+}
+
 TEST_P(KeptReadsTest, NothingIsKeptWhenTheDatabaseIsOpenedAgain) {
     openWith(std::nullopt);
     makeOldTables({"t"}, kKilobyte);
