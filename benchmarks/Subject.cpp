@@ -112,7 +112,7 @@ private:
     }
 
     void insert(const char* expiry) {
-        const SubscriptionRecord r = sampleRecord(7);
+        static const SubscriptionRecord r = sampleRecord(7);
         update((kInsert + "('?', '?', '?', '?', '?');").c_str(), r.deviceId.c_str(),
                r.subscribedResource.c_str(), r.subscriptionUri.c_str(), r.notificationUri.c_str(), expiry);
     }
@@ -179,7 +179,7 @@ private:
     }
 
     void insert(const std::string& expiry) {
-        const SubscriptionRecord r = sampleRecord(7);
+        static const SubscriptionRecord r = sampleRecord(7);
         store_.run(kInsert + "(?, ?, ?, ?, ?)",
                    {r.deviceId, r.subscribedResource, r.subscriptionUri, r.notificationUri, expiry});
     }

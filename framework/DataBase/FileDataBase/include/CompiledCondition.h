@@ -46,7 +46,8 @@ struct Operand {
     const std::string* name = nullptr;  ///< of a column
 };
 
-/// A condition that asks for one row: the column of the ids, "=", and a number in canonical digits.
+/// A condition that asks for one row: the column of the ids, "=", and canonical digits, with or without
+/// quotes. "=" compares texts.
 struct RowIdCondition {
     std::size_t column;
     std::uint64_t id;

@@ -4,8 +4,8 @@
 
 #include "EngineLog.h"
 
-/// What the evaluation of a condition logs for each record, in the order of the functions. Records that need no
-/// evaluation are logged as if they had been evaluated: the log cannot be asked who listens.
+/// What the evaluation of a condition logs for each record, in the order of the functions. Records that need
+/// no evaluation are logged as if they had been evaluated: the log cannot be asked who listens.
 namespace Kalt::Vemo::Core::Database::Filedb::ConditionLog {
 
 inline constexpr const char* kLogTag = "WhereClause";

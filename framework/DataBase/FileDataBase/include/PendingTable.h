@@ -151,7 +151,8 @@ public:
     void closeFile() { original_ = {}; }
 
 private:
-    [[nodiscard]] KnownFile overwrite(File& file, std::string_view text, const Difference& difference) const;
+    [[nodiscard]] KnownFile overwrite(File& file, std::string_view text, const Difference& difference,
+                                      long long oldSize = 0) const;
     std::string readyName(const std::string& copyName) const;
     File copyAnew(const std::string& copyName);
     KnownFile copyFromMemory(const std::string& tableName);

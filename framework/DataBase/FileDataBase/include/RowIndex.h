@@ -11,8 +11,8 @@ namespace Kalt::Vemo::Core::Database::Filedb {
 class RecordReader;
 
 /// Where each record of a table's text begins, and where its id stands in it: finds a row by its id without a
-/// scan. It fits a text whose lines are all as a writer stores them, with one field for each column, and whose
-/// ids are plain digits in strictly ascending order.
+/// scan. It fits a text whose lines are all as a writer stores them, with one field for each column, and
+/// whose ids are plain digits in strictly ascending order.
 ///
 ///     metadata, three lines
 ///     'a'~'b'~1          row 0

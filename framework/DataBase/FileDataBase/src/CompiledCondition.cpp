@@ -114,8 +114,7 @@ std::optional<RowIdCondition> CompiledCondition::lookup() const {
     }
     const Operand& left = *steps_.front().left;
     const Operand& right = *steps_.front().right;
-    if (left.kind != Operand::Kind::column || right.kind != Operand::Kind::literal ||
-        right.type != ValueType::integer) {
+    if (left.kind != Operand::Kind::column || right.kind != Operand::Kind::literal) {
         return std::nullopt;
     }
     const std::string_view idColumn = metaData_.hasAliasPrimaryKey()

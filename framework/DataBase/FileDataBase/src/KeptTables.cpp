@@ -16,9 +16,8 @@ bool KeptTables::takes(std::size_t textSize) const {
 
 // Also an entry that does not count any more: it is in nobody's way but the next text's of the same file.
 KeptTables::Entries::iterator KeptTables::entryOf(const KnownFile& file) {
-    return std::find_if(entries_.begin(), entries_.end(), [&](const Entry& entry) {
-        return entry.file.identity().sameFile(file.identity());
-    });
+    return std::find_if(entries_.begin(), entries_.end(),
+                        [&](const Entry& entry) { return entry.file.identity().sameFile(file.identity()); });
 }
 
 TableVersion* KeptTables::find(const KnownFile& file) {

@@ -72,11 +72,16 @@ void PendingTable::write(File copy, const Difference& difference, TableVersion v
     synced_ = false;
 }
 
-// The look at the file that belongs to its mark shows, too, whether more was in it.
-KnownFile PendingTable::overwrite(File& file, std::string_view text, const Difference& difference) const {
+// The look at the file that belongs to its mark shows, too, whether more was in it than `oldSize` tells.
+KnownFile PendingTable::overwrite(File& file, std::string_view text, const Difference& difference,
+                                  long long oldSize) const {
+    const auto size = static_cast<long long>(text.size());
     file.write(text, difference);
+    if (oldSize > size) {
+        file.truncate(text.size());
+    }
     const KnownFile left = files_->left(file);
-    if (left.identity().size == static_cast<long long>(text.size())) {
+    if (left.identity().size == size) {
         return left;
     }
     file.truncate(text.size());
@@ -268,7 +273,7 @@ KnownFile PendingTable::copyFromMemory(const std::string& tableName) {
     }
     torn_ = true;
     const KnownFile left =
-        overwrite(original.file, version_.text.view(), isKnown ? difference_ : Difference());
+        overwrite(original.file, version_.text.view(), isKnown ? difference_ : Difference(), now.size);
     FileUtils::logEndOfCopy();
     original.file.close();
     torn_ = false;

@@ -68,9 +68,10 @@ std::uint64_t RowIndex::number(std::string_view text, std::size_t row) const {
 }
 
 std::optional<std::size_t> RowIndex::find(std::string_view text, std::uint64_t id) const {
-    const auto found = std::lower_bound(rows_.begin(), rows_.end(), id, [&](const Row& row, std::uint64_t wanted) {
-        return number(text, static_cast<std::size_t>(&row - rows_.data())) < wanted;
-    });
+    const auto found =
+        std::lower_bound(rows_.begin(), rows_.end(), id, [&](const Row& row, std::uint64_t wanted) {
+            return number(text, static_cast<std::size_t>(&row - rows_.data())) < wanted;
+        });
     const auto row = static_cast<std::size_t>(found - rows_.begin());
     return row < size() && number(text, row) == id ? std::make_optional(row) : std::nullopt;
 }
@@ -82,7 +83,8 @@ std::size_t RowIndex::rowAt(std::size_t position) const {
     return static_cast<std::size_t>(found - rows_.begin());
 }
 
-bool RowIndex::follow(std::string_view text, std::size_t position, std::size_t removed, std::size_t inserted) {
+bool RowIndex::follow(std::string_view text, std::size_t position, std::size_t removed,
+                      std::size_t inserted) {
     if (text.size() > std::numeric_limits<std::uint32_t>::max()) {
         return false;
     }

@@ -34,7 +34,8 @@ TableMetaData& TableVersion::readMetaData() {
 const RowIndex* TableVersion::rowIndex(std::size_t idColumn) {
     if (!rows && fitsIndex && indexRoom > 0 && metaData->wasWellFormed()) {
         try {
-            rows = RowIndex::of(text.view(), recordsStart, metaData->columnNames().size(), idColumn, indexRoom);
+            rows =
+                RowIndex::of(text.view(), recordsStart, metaData->columnNames().size(), idColumn, indexRoom);
         } catch (const std::bad_alloc&) {
             return nullptr;  // the records are read one after the other
         }
@@ -47,7 +48,8 @@ const RowIndex* TableVersion::rowIndex(std::size_t idColumn) {
 }
 
 std::size_t TableVersion::bytes() const {
-    constexpr std::size_t kDefinitionFactor = 8;  // a name of some letters becomes a string, and a flag another
+    constexpr std::size_t kDefinitionFactor =
+        8;  // a name of some letters becomes a string, and a flag another
     return text.size() + text.room() + indexBytes() + kDefinitionFactor * recordsStart;
 }
 

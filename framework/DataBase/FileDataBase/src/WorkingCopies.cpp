@@ -295,8 +295,9 @@ std::set<std::string> WorkingCopies::unfinishedTables(bool isCommitted) const {
 
 void WorkingCopies::giveTextsTo(KeptTables& kept) const {
     for (const auto& [tableName, pending] : tables_) {
-        if (pending->table().isProof()) {
-            static_cast<void>(kept.keep(pending->table(), pending->takeText()));
+        const KnownFile table = pending->table();
+        if (table.isProof()) {
+            static_cast<void>(kept.keep(table, pending->takeText()));
         }
     }
 }
