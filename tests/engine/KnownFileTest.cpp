@@ -211,6 +211,17 @@ protected:
         file << content;
         ASSERT_TRUE(file.flush().good());
     }
+    /// The table's text as a query gives its rows.
+    std::string rowsOfTable() {
+        std::string text = "a~b~ROWID\n1~4~1\n\n";
+        for (const std::string& row : rows(query("SELECT *, ROWID FROM t;"), 3)) {
+            const std::size_t first = row.find('|');
+            const std::size_t second = row.rfind('|');
+            text += row.substr(0, first) + "~'" + row.substr(first + 1, second - first - 1) + "'~" +
+                    row.substr(second + 1) + "\n";
+        }
+        return text;
+    }
     static std::string texts(char letter) { return std::string(20, letter); }
 
     /// With each clock, as often as its step says, or that part of it.
@@ -287,6 +298,59 @@ TEST_P(ForeignChangeTest, OfAWorkingCopyBeforeTheCommitIsWhatTheTableGets) {
         ASSERT_TRUE(database->commitTransaction());
         ASSERT_EQ(table("t"), tableOf('x', 'y'));
     });
+}
+
+TEST_P(ForeignChangeTest, OfATableBetweenTwoQueriesIsWhatTheSecondOneReads) {
+    char letter = 'a';
+    inRounds(25, [&] {
+        const auto next = [&] { return letter = letter == 'z' ? 'a' : static_cast<char>(letter + 1); };
+        for (int change = 0; change < 3; ++change) {
+            rewrite(tableFile("t"), tableOf(next(), next()));
+            ASSERT_EQ(rowsOfTable(), table("t"));
+            ASSERT_EQ(rowsOfTable(), table("t"));
+        }
+    });
+}
+
+TEST_P(ForeignChangeTest, OfATableThatTheEngineWroteLastIsWhatTheNextQueryReads) {
+    inRounds(25, [&] {
+        update(1, 'd');
+        ASSERT_EQ(rowsOfTable(), table("t"));
+        rewrite(tableFile("t"), tableOf('x', 'y'));
+        ASSERT_EQ(rowsOfTable(), tableOf('x', 'y'));
+        update(2, 'c');
+        ASSERT_EQ(table("t"), tableOf('x', 'c'));
+    });
+}
+
+TEST_P(ForeignChangeTest, OfATableInATransactionIsWhatQueriesAndChangesRead) {
+    inRounds(25, [&] {
+        rewrite(tableFile("t"), tableOf('a', 'b'));
+        ASSERT_EQ(rowsOfTable(), tableOf('a', 'b'));
+        database->beginTransaction();
+        rewrite(tableFile("t"), tableOf('x', 'y'));
+        ASSERT_EQ(rowsOfTable(), tableOf('x', 'y'));
+        update(2, 'c');
+        ASSERT_EQ(rowsOfTable(), tableOf('x', 'c'));
+        rewrite(backupFile("t"), tableOf('u', 'v'));
+        ASSERT_EQ(rowsOfTable(), tableOf('u', 'v'));
+        ASSERT_TRUE(database->commitTransaction());
+        ASSERT_EQ(rowsOfTable(), tableOf('u', 'v'));
+    });
+}
+
+TEST_P(ForeignChangeTest, OfAnOldTableIsNotHiddenByWhatWasRead) {
+    for (const Step& step : kSteps) {
+        SCOPED_TRACE(step.name);
+        const CoarseStamps stamps(step.nanoseconds);
+        for (int round = 0; round < 8; ++round) {
+            rewrite(tableFile("t"), tableOf('a', 'b'));
+            std::this_thread::sleep_for(std::chrono::milliseconds(3 * round));
+            ASSERT_EQ(rowsOfTable(), tableOf('a', 'b'));
+            rewrite(tableFile("t"), tableOf('c', 'd'));
+            ASSERT_EQ(rowsOfTable(), tableOf('c', 'd'));
+        }
+    }
 }
 
 // Two names of one table
