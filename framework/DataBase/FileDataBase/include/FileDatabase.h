@@ -37,6 +37,9 @@ enum class Synchronous {
 /// - A value must not hold "~" or a line feed, and a stored line must fit in 1023 bytes; the engine
 ///   stores what it is given, and such a record does not read back as written. A LineCheck keeps long
 ///   lines out.
+/// - Between statements it keeps the texts of the tables that were used last in memory, up to a bound for
+/// each
+///   object that the library is built with (1 MiB), as long as nobody else has changed their files.
 ///
 /// docs/sql.md describes the statements, docs/file-format.md the files, docs/durability.md what a power cut
 /// leaves and what each level costs.

@@ -44,7 +44,7 @@ public:
 
     /// Keeps the text of a file.
     ///
-    /// @return as find(); null when it is too large, or the file cannot be known again
+    /// @return as find(); null when it is too large, the file cannot be known again, or memory is refused
     TableVersion* keep(const KnownFile& file, TableVersion version);
 
 private:

@@ -40,9 +40,10 @@ struct TableVersion {
     [[nodiscard]] const RowIndex* rowIndex(std::size_t idColumn);
     bool mayHaveIndex() const { return indexRoom > 0; }
 
-    /// Number of bytes of memory that the index takes, and that all takes.
+    /// Number of bytes of memory that the index takes, that all takes, and the definition of it.
     std::size_t indexBytes() const { return rows ? rows->bytes() : 0; }
     std::size_t bytes() const;
+    std::size_t definitionBytes() const;
 
     /// The text that this one was made of. Needs no memory. Requires: undo.
     [[nodiscard]] Buffer previous() &&;

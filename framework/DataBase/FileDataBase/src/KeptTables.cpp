@@ -1,6 +1,7 @@
 #include "KeptTables.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace Kalt::Vemo::Core::Database::Filedb {
@@ -63,7 +64,11 @@ TableVersion* KeptTables::keep(const KnownFile& file, TableVersion version) {
         return nullptr;
     }
     allowIndex(version);
-    entries_.push_front({file, std::move(version)});
+    try {
+        entries_.push_front({file, std::move(version)});
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
     trim();
     return &entries_.front().version;
 }

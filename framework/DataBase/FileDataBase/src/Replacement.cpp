@@ -61,6 +61,9 @@ bool isKernelsOwn(const std::string& name) {
 // What `list(buffer, size)` gives, one after the other; empty when the system refuses.
 template <typename List>
 Names namesFrom(List list) {
+    if (list(nullptr, 0) <= 0) {
+        return {};  // as nearly always; the room for the names is large
+    }
     std::vector<char> buffer(XATTR_LIST_MAX);
     const ssize_t length = list(buffer.data(), buffer.size());
     Names names;

@@ -1,9 +1,11 @@
 #include "TableVersion.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
 #include "RecordReader.h"
+#include "TableFormat.h"
 #include "TableMetaData.h"
 
 namespace Kalt::Vemo::Core::Database::Filedb {
@@ -48,9 +50,19 @@ const RowIndex* TableVersion::rowIndex(std::size_t idColumn) {
 }
 
 std::size_t TableVersion::bytes() const {
-    constexpr std::size_t kDefinitionFactor =
-        8;  // a name of some letters becomes a string, and a flag another
-    return text.size() + text.room() + indexBytes() + kDefinitionFactor * recordsStart;
+    return text.size() + text.room() + indexBytes() + definitionBytes();
+}
+
+// What the definition takes at most, whether it was read or not: a text that is kept does not grow by it.
+std::size_t TableVersion::definitionBytes() const {
+    constexpr int kLines = 3;
+    constexpr std::size_t kFactor = 8;  // a name of some letters becomes a string, and its flag another
+    const std::string_view start = text.view().substr(0, kLines * kMaxLineLength);
+    std::size_t end = 0;
+    for (int line = 0; line < kLines && end < start.size(); ++line) {
+        end = std::min(start.find('\n', end), start.size() - 1) + 1;
+    }
+    return kFactor * end;
 }
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb
