@@ -37,9 +37,8 @@ enum class Synchronous {
 /// - A value must not hold "~" or a line feed, and a stored line must fit in 1023 bytes; the engine
 ///   stores what it is given, and such a record does not read back as written. A LineCheck keeps long
 ///   lines out.
-/// - Between statements it keeps the texts of the tables that were used last in memory, up to a bound for
-/// each
-///   object that the library is built with (1 MiB), as long as nobody else has changed their files.
+/// - Between statements the texts of the tables that were used last stay in memory, up to a bound for each
+///   object (1 MiB, unless the library is built with another), as long as nobody else changes their files.
 ///
 /// docs/sql.md describes the statements, docs/file-format.md the files, docs/durability.md what a power cut
 /// leaves and what each level costs.
@@ -60,6 +59,8 @@ public:
     explicit FileDatabase(LineCheck mayStore);
 
     /// The same with a level of its own.
+    /// @param mayStore    what is asked; null stores every line
+    /// @param synchronous what is done for power cuts
     FileDatabase(LineCheck mayStore, Synchronous synchronous);
 
     /// @name For programs other than the store
@@ -70,6 +71,7 @@ public:
 
     /// The same with a level of its own. Without one it is the level that the library was built with, `full`
     /// unless the build says otherwise.
+    /// @param synchronous what is done for power cuts
     explicit FileDatabase(Synchronous synchronous);
 
     /// @}
