@@ -45,11 +45,14 @@ bool RecordScan::nextByIndex() {
     return true;
 }
 
+// The values are copied out of the object, which the compiler would otherwise read anew after each call.
 void RecordScan::logAsEvaluated(std::size_t begin, std::size_t end) const {
     const std::string_view text = table_->text.view();
+    const RowIdCondition condition = *lookup_;
+    const RowIndex& rows = *rows_;
     for (std::size_t row = begin; row < end; ++row) {
         ConditionLog::begin();
-        ConditionLog::operands(rows_->id(text, row), lookup_->idText, lookup_->op);
+        ConditionLog::operands(rows.id(text, row), condition.idText, condition.op);
         ConditionLog::result(false);
         ConditionLog::answer(false);
     }
