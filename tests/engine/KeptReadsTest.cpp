@@ -134,6 +134,32 @@ TEST_P(KeptReadsTest, WhatTheEngineWroteIsNotReadAgain) {
     }
 }
 
+TEST_P(KeptReadsTest, DroppedTablesTakeNoPlace) {
+    openWith(std::nullopt);
+    makeOldTables({"t"}, kKilobyte);
+    EXPECT_EQ(readsOfSelect("t"), 1);
+    for (int table = 0; table < 100; ++table) {
+        run("CREATE TABLE extra (a INTEGER);");
+        run("DROP TABLE extra;");
+    }
+    EXPECT_EQ(readsOfSelect("t"), 0);
+}
+
+TEST_P(KeptReadsTest, OfManySmallTablesTheLastOnesAreKept) {
+    openWith(std::nullopt);
+    std::vector<std::string> names;
+    for (int table = 0; table < 65; ++table) {
+        names.push_back("t" + std::to_string(table));
+    }
+    makeOldTables(names, 50);
+    for (const std::string& name : names) {
+        EXPECT_EQ(readsOfSelect(name), 1);
+    }
+    EXPECT_EQ(readsOfSelect("t1"), 0);
+    EXPECT_EQ(readsOfSelect("t64"), 0);
+    EXPECT_EQ(readsOfSelect("t0"), 1);
+}
+
 TEST_P(KeptReadsTest, WhatATransactionWroteIsNotReadAgain) {
     openWith(std::nullopt);
     makeOldTables({"t"}, kKilobyte);

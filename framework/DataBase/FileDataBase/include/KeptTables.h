@@ -11,7 +11,8 @@ namespace Kalt::Vemo::Core::Database::Filedb {
 
 /// The texts of the tables that were read or written last, so that the next statement need not read them
 /// again. A text counts only as long as its file is provably unchanged. All texts together, with what was
-/// found out about them, stay within a bound; those that were not used for the longest time go first.
+/// found out about them, stay within a bound, and there are few of them; those that were not used for the
+/// longest time go first.
 ///
 /// Two names of one file share its text: what is kept is a file's, not a name's.
 ///
@@ -42,6 +43,9 @@ public:
     /// Moves the text of the file to the caller, who is about to change the table.
     [[nodiscard]] std::optional<TableVersion> take(const KnownFile& file);
 
+    /// Drops the text of a file.
+    void forget(const FileIdentity& file);
+
     /// Keeps the text of a file.
     ///
     /// @return as find(); null when it is too large, the file cannot be known again, or memory is refused
@@ -51,11 +55,12 @@ private:
     struct Entry {
         KnownFile file;
         TableVersion version;
+        std::size_t ownBytes;  // all but the index, which a statement may make later
     };
     using Entries = std::list<Entry>;
 
-    Entries::iterator entryOf(const KnownFile& file);
-    static std::size_t sizeOf(const TableVersion& version);
+    Entries::iterator entryOf(const FileIdentity& file);
+    static std::size_t ownBytes(const TableVersion& version);
     void trim();
 
     std::size_t bound_;

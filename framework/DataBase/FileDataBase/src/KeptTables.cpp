@@ -16,13 +16,13 @@ bool KeptTables::takes(std::size_t textSize) const {
 }
 
 // Also an entry that does not count any more: it is in nobody's way but the next text's of the same file.
-KeptTables::Entries::iterator KeptTables::entryOf(const KnownFile& file) {
+KeptTables::Entries::iterator KeptTables::entryOf(const FileIdentity& file) {
     return std::find_if(entries_.begin(), entries_.end(),
-                        [&](const Entry& entry) { return entry.file.identity().sameFile(file.identity()); });
+                        [&](const Entry& entry) { return entry.file.identity().sameFile(file); });
 }
 
 TableVersion* KeptTables::find(const KnownFile& file) {
-    const auto entry = entryOf(file);
+    const auto entry = entryOf(file.identity());
     if (entry == entries_.end() || !entry->file.isStill(file.identity())) {
         return nullptr;
     }
@@ -32,7 +32,7 @@ TableVersion* KeptTables::find(const KnownFile& file) {
 }
 
 std::optional<TableVersion> KeptTables::take(const KnownFile& file) {
-    const auto entry = entryOf(file);
+    const auto entry = entryOf(file.identity());
     if (entry == entries_.end()) {
         return std::nullopt;
     }
@@ -44,28 +44,34 @@ std::optional<TableVersion> KeptTables::take(const KnownFile& file) {
     return version;
 }
 
+void KeptTables::forget(const FileIdentity& file) {
+    const auto entry = entryOf(file);
+    if (entry != entries_.end()) {
+        entries_.erase(entry);
+    }
+}
+
+std::size_t KeptTables::ownBytes(const TableVersion& version) {
+    return sizeof(Entry) + version.bytes() - version.indexBytes();
+}
+
 void KeptTables::allowIndex(TableVersion& version) const {
-    const std::size_t others = sizeOf(version) - version.indexBytes();
+    const std::size_t others = ownBytes(version);
     version.indexRoom = others < bound_ ? bound_ - others : 0;
 }
 
 TableVersion* KeptTables::keep(const KnownFile& file, TableVersion version) {
-    const auto earlier = entryOf(file);
-    if (earlier != entries_.end()) {
-        entries_.erase(earlier);
-    }
-    if (!file.isProof() || !takes(version.text.size())) {
+    forget(file.identity());
+    const std::size_t bytes = ownBytes(version);
+    if (!file.isProof() || !takes(version.text.size()) || bytes > bound_) {
         return nullptr;
     }
-    if (sizeOf(version) > bound_) {
+    if (bytes + version.indexBytes() > bound_) {
         version.rows.reset();
-    }
-    if (sizeOf(version) > bound_) {
-        return nullptr;
     }
     allowIndex(version);
     try {
-        entries_.push_front({file, std::move(version)});
+        entries_.push_front({file, std::move(version), bytes});
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
@@ -73,16 +79,15 @@ TableVersion* KeptTables::keep(const KnownFile& file, TableVersion version) {
     return &entries_.front().version;
 }
 
-std::size_t KeptTables::sizeOf(const TableVersion& version) {
-    return sizeof(Entry) + version.bytes();
-}
-
-// No entry alone is over the bound.
+// No entry alone is over the bound. All of them are looked at for each statement, so there are few.
 void KeptTables::trim() {
+    constexpr std::size_t kMostEntries = 64;
     std::size_t bytes = 0;
+    std::size_t count = 0;
     for (auto entry = entries_.begin(); entry != entries_.end(); ++entry) {
-        bytes += sizeOf(entry->version);
-        if (bytes > bound_) {
+        bytes += entry->ownBytes + entry->version.indexBytes();
+        ++count;
+        if (bytes > bound_ || count > kMostEntries) {
             entries_.erase(entry, entries_.end());
             return;
         }

@@ -313,6 +313,7 @@ void TableStore::drop(const TablePlace& place) {
         // The transaction has changed the table before: the journal has its line, and it has a working copy.
         journal_.markDropped(place.tableName);
     }
+    kept_.forget(FileIdentity::of(copies_.fileNameOf(place.tableName, kTableSuffix)));
     copies_.drop(place.tableName);
     if (autoCommit_) {
         commitAtOnce();
