@@ -27,8 +27,6 @@ struct Finish {
 /// Threads: calls come under the database's lock. Throws: DatabaseException, where a function says so.
 class WorkingCopies {
 public:
-    using Tables = std::map<std::string, std::unique_ptr<PendingTable>>;
-
     explicit WorkingCopies(Finish finish) : finish_(finish) {}
     WorkingCopies(const WorkingCopies&) = delete;
     WorkingCopies& operator=(const WorkingCopies&) = delete;
@@ -41,8 +39,6 @@ public:
     [[nodiscard]] std::string fileNameOf(const std::string& tableName, std::string_view suffix) const;
 
     // The tables
-
-    const Tables& tables() const { return tables_; }
 
     /// The table, when it was changed; null when not.
     [[nodiscard]] PendingTable* find(const std::string& tableName) const;
@@ -61,7 +57,6 @@ public:
 
     /// What is known of the files of tables and working copies.
     KnownFile::Memory& files() { return files_; }
-    const KnownFile::Memory& files() const { return files_; }
 
     // Changes
 
@@ -142,7 +137,7 @@ private:
     const Finish finish_;
     std::string directory_;
     KnownFile::Memory files_;
-    Tables tables_;
+    std::map<std::string, std::unique_ptr<PendingTable>> tables_;  // by name
     std::set<std::string> leftOver_;  // working copies of refused statements that could not be removed
     std::set<std::string> unsyncedDirectories_;
 };

@@ -34,7 +34,7 @@ TableMetaData& TableVersion::readMetaData() {
 }
 
 const RowIndex* TableVersion::rowIndex(std::size_t idColumn) {
-    if (!rows && fitsIndex && indexRoom > 0 && metaData->wasWellFormed()) {
+    if (!rows && fitsIndex && mayHaveIndex() && metaData->wasWellFormed()) {
         try {
             rows =
                 RowIndex::of(text.view(), recordsStart, metaData->columnNames().size(), idColumn, indexRoom);
