@@ -36,7 +36,8 @@ std::optional<DumpedColumn> columnFrom(const std::string& definition) {
           std::pair(Column::Type::kText, kTextFlag)}) {
         for (const bool notNull : {false, true}) {
             Column column{definition.substr(0, definition.find(' ')), type, notNull, false};
-            if (definition == column.name + " " + column.typeName() + (notNull ? " NOT NULL" : "")) {
+            if (isPossibleName(column.name) &&
+                definition == column.name + " " + column.typeName() + (notNull ? " NOT NULL" : "")) {
                 return DumpedColumn{column, flag | (notNull ? kNotNullFlag : 0)};
             }
         }
@@ -130,10 +131,13 @@ private:
     }
 
     void readDefinition(const Json& line) {
+        if (!line.is_object()) {
+            fail(kNoDefinition);
+        }
         const Json columns = line.value("columns", Json());
         const Json key = line.value("key", Json());
         const Json name = line.value("table", Json());
-        if (!line.is_object() || !name.is_string() || !columns.is_array() || !key.is_array()) {
+        if (!name.is_string() || !columns.is_array() || !key.is_array()) {
             fail(kNoDefinition);
         }
         definitionLine_ = line_;
@@ -166,7 +170,10 @@ private:
             flags.push_back(std::to_string(column->flag));
         }
         for (const Json& name : key) {
-            keyNames.push_back(name.is_string() ? name.get<std::string>() : name.dump());
+            keyNames.push_back(name.is_string() ? name.get<std::string>() : std::string());
+            if (std::find(names.begin(), names.end(), keyNames.back()) == names.end()) {
+                fail("key column " + name.dump() + " is not a column of the table");
+            }
         }
         table_.text =
             FileUtils::recordLine(names) + FileUtils::recordLine(flags) + FileUtils::recordLine(keyNames);
