@@ -21,6 +21,8 @@ int runCommand(const std::string& name, const std::function<int()>& body) {
         return status;
     } catch (const Failure& error) {
         return report(error, kFailed);
+    } catch (const ReaderGone&) {
+        endAsByBrokenPipe();
     } catch (const std::exception& error) {
         return report(error, kTrouble);
     }

@@ -23,8 +23,10 @@ void addMode(CLI::App& command, std::string& mode);
 
 // Each adds one command to the program; `status` is set when the command ran.
 void addCheckCommand(CLI::App& app, int& status);
+void addDumpCommand(CLI::App& app, int& status);
 void addExportCommand(CLI::App& app, int& status);
 void addImportCommand(CLI::App& app, int& status);
+void addLoadCommand(CLI::App& app, int& status);
 void addRepairCommand(CLI::App& app, int& status);
 void addSchemaCommand(CLI::App& app, int& status);
 void addShellCommand(CLI::App& app, int& status);

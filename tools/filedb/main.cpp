@@ -38,6 +38,8 @@ int run(int argc, char** argv) {
     addSchemaCommand(app, status);
     addExportCommand(app, status);
     addImportCommand(app, status);
+    addDumpCommand(app, status);
+    addLoadCommand(app, status);
     addCheckCommand(app, status);
     addRepairCommand(app, status);
     addSubsCommand(app, status);
@@ -52,7 +54,8 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    // A reader that leaves early makes a write fail, which every command looks at.
+    // A reader that leaves early makes a write fail, which every command looks at when its work is done: what
+    // is being changed is not left in the middle.
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
     static_cast<void>(std::setlocale(LC_CTYPE, ""));
     try {
