@@ -20,7 +20,8 @@ constexpr const char* kClearLine = "\r\x1b[K";
 
 }  // namespace
 
-Progress::Progress(std::size_t totalBytes) : totalBytes_(totalBytes), isShown_(isTerminal(STDERR_FILENO)) {}
+Progress::Progress(std::size_t totalBytes)
+    : totalBytes_(totalBytes), isShown_(understandsEscapes(STDERR_FILENO)) {}
 
 Progress::~Progress() {
     if (isDrawn_) {
