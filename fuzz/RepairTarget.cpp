@@ -46,6 +46,10 @@ std::vector<int> processesWithOpenFile(const std::string& /*path*/) {
     return {};
 }
 
+bool isJournalInUse(const std::string& /*path*/) {
+    return false;
+}
+
 }  // namespace Kalt::Vemo::Tool
 
 namespace Kalt::Vemo::Fuzz {
@@ -189,7 +193,7 @@ public:
         : base_(std::move(base)), directory_(base_ + "_filedb"), before_(entriesOf(directory_)) {}
 
     void run() {
-        const DirectoryExamination examination(directory_);
+        const DirectoryExamination examination(Tool::Snapshot::ofLocked(directory_));
         const std::string announced = repair(true);
         if (entriesOf(directory_) != before_ || std::filesystem::exists(asidePath(1))) {
             fail("a dry run has changed the directory");
@@ -295,7 +299,7 @@ private:
     }
 
     void requireSound() const {
-        const DirectoryExamination examination(directory_);
+        const DirectoryExamination examination(Tool::Snapshot::ofLocked(directory_));
         std::ostringstream findings;
         printFindings(findings, directory_, examination.findings());
         if (examination.findings().empty() == leavesDecision_) {

@@ -53,7 +53,7 @@ int check(const std::string& path, bool json) {
     const PathArgument argument(path);
     argument.requireDirectory();
     const std::string& directory = argument.directory();
-    const DirectoryExamination examination(directory);
+    const DirectoryExamination examination(Snapshot::ofLive(directory));
     if (json) {
         printJson(directory, examination);
     } else {

@@ -49,7 +49,7 @@ int repair(const std::string& path, bool dryRun) {
     if (dryRun) {
         return repair.leavesDecision() ? kFailed : kDone;
     }
-    const DirectoryExamination after(directory);
+    const DirectoryExamination after(Snapshot::ofLocked(directory));
     printFindings(std::cout, directory, after.findings());
     return after.findings().empty() ? kDone : kFailed;
 }

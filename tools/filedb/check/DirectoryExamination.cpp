@@ -7,20 +7,13 @@
 #include "FileUtils.h"
 #include "Journal.h"
 #include "console/Printable.h"
-#include "sql/StoredForm.h"
+#include "files/EntryName.h"
 
 namespace Kalt::Vemo::Tool {
 
 using namespace Core::Database::Filedb;
 
 namespace {
-
-// `name` without `suffix`; empty when it does not end so.
-std::string stemOf(const std::string& name, std::string_view suffix) {
-    const bool hasSuffix =
-        name.size() > suffix.size() && name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0;
-    return hasSuffix ? name.substr(0, name.size() - suffix.size()) : std::string();
-}
 
 const char* describeAge(const RawFile& copy, const RawFile& content) {
     const auto age = [](const RawFile& file) {
@@ -44,27 +37,22 @@ bool isTorn(const TableExamination& table, const TableExamination& copy) {
     return table.text().empty() || table.text().front() == copy.text().front();
 }
 
-// A file that was to take the place of the journal or of a working copy.
-bool isUnfinishedFile(const std::string& name) {
-    const std::string meant = stemOf(name, kNewSuffix);
-    return meant == kJournalName || !stemOf(meant, kBackupSuffix).empty();
-}
-
 }  // namespace
 
-DirectoryExamination::DirectoryExamination(const std::string& directory) : directory_(directory) {
-    std::vector<std::string> names = entriesOf(directory_);
-    journalFile_ = RawFile::read(directory_ + "/" + kJournalName);
+DirectoryExamination::DirectoryExamination(const Snapshot& snapshot)
+    : journalFile_(snapshot.file(kJournalName)) {
     noteUnreadable(kJournalName, journalFile_);
     journal_ = std::make_unique<JournalExamination>(journalFile_);
 
     // A table is examined before its working copy, which is told by what sets it apart from the table.
-    std::stable_partition(names.begin(), names.end(),
-                          [](const std::string& name) { return stemOf(name, kBackupSuffix).empty(); });
+    std::vector<std::string> names = snapshot.names();
+    std::stable_partition(names.begin(), names.end(), [](const std::string& name) {
+        return EntryName::of(name).kind != EntryName::Kind::kCopy;
+    });
     std::map<std::string, Findings> found;
     found[kJournalName] = journal_->findings();
     for (const std::string& name : names) {
-        examineEntry(name, found);
+        examineEntry(snapshot, name, found[name]);
     }
     for (const auto& [name, findings] : found) {
         findings_.insert(findings_.end(), findings.begin(), findings.end());
@@ -77,29 +65,31 @@ std::size_t DirectoryExamination::errorCount() const {
                       [](const Finding& finding) { return finding.severity == Finding::Severity::kError; }));
 }
 
-void DirectoryExamination::examineEntry(const std::string& name, std::map<std::string, Findings>& found) {
-    if (name == kJournalName) {
-        return;
+void DirectoryExamination::examineEntry(const Snapshot& snapshot, const std::string& name, Findings& found) {
+    const EntryName entry = EntryName::of(name);
+    switch (entry.kind) {
+        case EntryName::Kind::kJournal:
+            return;
+        case EntryName::Kind::kTable:
+            examineTable(name, snapshot.file(name), entry.table, found);
+            return;
+        case EntryName::Kind::kCopy:
+            examineCopy(name, snapshot, entry.table, found);
+            return;
+        case EntryName::Kind::kUnfinished:
+            found.push_back({name, 1, Finding::Severity::kWarning,
+                             "left by a process that was stopped while it made the "
+                             "file; nothing reads it, and it can be removed"});
+            break;
+        case EntryName::Kind::kImpossible:
+            found.push_back({name, 1, Finding::Severity::kError,
+                             "table name " + quoted(entry.table) + ": no statement could have made it"});
+            break;
+        case EntryName::Kind::kForeign:
+            found.push_back({name, 1, Finding::Severity::kWarning, "not a file of a database"});
+            break;
     }
-    const std::string table = stemOf(name, kTableSuffix);
-    const std::string copied = stemOf(name, kBackupSuffix);
-    const std::string& stem = table.empty() ? copied : table;
-    if (stem.empty()) {
-        foreignEntries_.push_back(name);
-        found[name].push_back({name, 1, Finding::Severity::kWarning,
-                               isUnfinishedFile(name)
-                                   ? "left by a process that was stopped while it made the "
-                                     "file; nothing reads it, and it can be removed"
-                                   : "not a file of a database"});
-    } else if (!isPossibleName(stem)) {
-        foreignEntries_.push_back(name);
-        found[name].push_back({name, 1, Finding::Severity::kError,
-                               "table name " + quoted(stem) + ": no statement could have made it"});
-    } else if (!table.empty()) {
-        examineTable(name, table, found[name]);
-    } else {
-        examineCopy(name, copied, found[name]);
-    }
+    foreignEntries_.push_back(name);
 }
 
 void DirectoryExamination::noteUnreadable(const std::string& name, const RawFile& file) {
@@ -108,8 +98,8 @@ void DirectoryExamination::noteUnreadable(const std::string& name, const RawFile
     }
 }
 
-void DirectoryExamination::examineTable(const std::string& name, const std::string& table, Findings& found) {
-    RawFile file = RawFile::read(directory_ + "/" + name);
+void DirectoryExamination::examineTable(const std::string& name, const RawFile& file,
+                                        const std::string& table, Findings& found) {
     tables_[table].kind = file.kind;
     ++tableCount_;
     if (!file.isRegular()) {
@@ -117,14 +107,15 @@ void DirectoryExamination::examineTable(const std::string& name, const std::stri
         noteUnreadable(name, file);
         return;
     }
-    auto content = std::make_unique<TableExamination>(name, std::move(file.text));
+    auto content = std::make_unique<TableExamination>(name, file.text);
     found.insert(found.end(), content->findings().begin(), content->findings().end());
     recordCount_ += content->recordCount();
     tables_[table].content = std::move(content);
 }
 
-void DirectoryExamination::examineCopy(const std::string& name, const std::string& table, Findings& found) {
-    RawFile file = RawFile::read(directory_ + "/" + name);
+void DirectoryExamination::examineCopy(const std::string& name, const Snapshot& snapshot,
+                                       const std::string& table, Findings& found) {
+    const RawFile& file = snapshot.file(name);
     Table& files = tables_[table];
     files.copyKind = file.kind;
     if (!file.isRegular()) {
@@ -132,12 +123,12 @@ void DirectoryExamination::examineCopy(const std::string& name, const std::strin
         noteUnreadable(name, file);
         return;
     }
-    files.copy = std::make_unique<TableExamination>(name, std::move(file.text));
+    files.copy = std::make_unique<TableExamination>(name, file.text);
     const auto entry = journal_->entries().find(table);
     files.copyUse =
         entry == journal_->entries().end() ? useOfUnnamedCopy(files) : useOfNamedCopy(files, entry->second);
-    const RawFile content = RawFile::read(directory_ + "/" + table + kTableSuffix);
-    found.push_back({name, 1, Finding::Severity::kWarning, describeCopy(table, file, content)});
+    found.push_back({name, 1, Finding::Severity::kWarning,
+                     describeCopy(table, file, snapshot.file(table + kTableSuffix))});
 }
 
 DirectoryExamination::CopyUse DirectoryExamination::useOfNamedCopy(

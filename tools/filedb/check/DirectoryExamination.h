@@ -8,11 +8,11 @@
 #include "check/Finding.h"
 #include "check/JournalExamination.h"
 #include "check/TableExamination.h"
-#include "files/RawFile.h"
+#include "files/Snapshot.h"
 
 namespace Kalt::Vemo::Tool {
 
-/// Everything there is to say about the files of one database directory. Reads, and leaves no trace.
+/// Everything there is to say about the files of one database directory.
 class DirectoryExamination {
 public:
     /// What a working copy is good for.
@@ -34,8 +34,7 @@ public:
         CopyUse copyUse = CopyUse::kNone;
     };
 
-    /// Throws: std::system_error when the directory cannot be read.
-    explicit DirectoryExamination(const std::string& directory);
+    explicit DirectoryExamination(const Snapshot& snapshot);
 
     /// In the order of file names and lines.
     const Findings& findings() const { return findings_; }
@@ -57,15 +56,16 @@ public:
     const std::vector<std::string>& foreignEntries() const { return foreignEntries_; }
 
 private:
-    void examineEntry(const std::string& name, std::map<std::string, Findings>& found);
-    void examineTable(const std::string& name, const std::string& table, Findings& found);
-    void examineCopy(const std::string& name, const std::string& table, Findings& found);
+    void examineEntry(const Snapshot& snapshot, const std::string& name, Findings& found);
+    void examineTable(const std::string& name, const RawFile& file, const std::string& table,
+                      Findings& found);
+    void examineCopy(const std::string& name, const Snapshot& snapshot, const std::string& table,
+                     Findings& found);
     CopyUse useOfNamedCopy(const Table& files, const JournalExamination::Entry& entry) const;
     static CopyUse useOfUnnamedCopy(const Table& files);
     std::string describeCopy(const std::string& table, const RawFile& copy, const RawFile& content) const;
     void noteUnreadable(const std::string& name, const RawFile& file);
 
-    const std::string directory_;
     RawFile journalFile_;
     std::unique_ptr<JournalExamination> journal_;
     std::map<std::string, Table> tables_;

@@ -36,7 +36,7 @@ DirectoryRepair::DirectoryRepair(std::string directory, bool dryRun, std::ostrea
     : directory_(std::move(directory)),
       use_(dryRun ? std::nullopt : std::make_optional<DirectoryUse>(directory_)),
       out_(out),
-      examination_(directory_),
+      examination_(dryRun ? Snapshot::ofLive(directory_) : Snapshot::ofLocked(directory_)),
       aside_(directory_) {
     if (use_) {
         use_->announce();  // the examination has read the journal
