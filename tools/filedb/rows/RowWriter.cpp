@@ -222,18 +222,22 @@ void writeRows(RowWriter& writer, const ResultSet& result, const std::ostream& o
 }
 
 void show(const ResultSet& result, Mode mode) {
+    show(std::cout, result, mode, CellWidth::kFitting);
+}
+
+void show(std::ostream& out, const ResultSet& result, Mode mode, CellWidth cellWidth) {
     switch (mode) {
         case Mode::kTable:
-            printAsTable(result);
+            printAsTable(out, result, cellWidth);
             break;
         case Mode::kLine:
-            printAsLines(result);
+            printAsLines(out, result);
             break;
         case Mode::kCsv:
-            writeRows(*makeCsvWriter(std::cout), result, std::cout);
+            writeRows(*makeCsvWriter(out), result, out);
             break;
         case Mode::kJson:
-            writeRows(*makeJsonWriter(std::cout), result, std::cout);
+            writeRows(*makeJsonWriter(out), result, out);
             break;
     }
 }

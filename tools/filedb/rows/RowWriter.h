@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "rows/ResultPrinter.h"
 #include "sql/ResultSet.h"
 
 namespace Kalt::Vemo::Tool {
@@ -50,7 +51,8 @@ std::unique_ptr<RowWriter> makeSqlWriter(std::ostream& out, const TableSchema& s
 /// Writes all rows, and stops early when the output takes no more. Throws: as RowWriter::examine.
 void writeRows(RowWriter& writer, const ResultSet& result, const std::ostream& out);
 
-/// Writes a query's result to standard output.
+/// Writes a query's result to standard output, or to `out` what is to go there.
 void show(const ResultSet& result, Mode mode);
+void show(std::ostream& out, const ResultSet& result, Mode mode, CellWidth cellWidth);
 
 }  // namespace Kalt::Vemo::Tool
