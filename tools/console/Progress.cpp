@@ -46,7 +46,7 @@ std::optional<double> RecentRate::perSecond() const {
 }
 
 Progress::Progress(std::size_t totalBytes)
-    : totalBytes_(totalBytes), isShown_(isTerminal(STDERR_FILENO)), nextDrawing_(Clock::now()) {
+    : totalBytes_(totalBytes), isShown_(understandsEscapes(STDERR_FILENO)), nextDrawing_(Clock::now()) {
     byteRate_.note(nextDrawing_, 0);
     rowRate_.note(nextDrawing_, 0);
 }

@@ -25,12 +25,15 @@ constexpr int kMaxReadDepth = 16;
 constexpr std::string_view kHelp = R"(.help           this list
 .log FILE|off   append the database's log to a file
 .mode MODE      print results as table, line, csv or json
+.pager on|off   show long results with the pager
 .quit           leave; an open transaction is rolled back
 .read FILE      run the statements of a file
 .schema [TABLE] print CREATE TABLE statements
 .tables         list the tables
 .timer on|off   print how long each statement takes
+.wide on|off    print cells whole that do not fit into the terminal
 Statements end with ";". BEGIN; COMMIT; ROLLBACK; drive a transaction.
+Control-C abandons a statement; a second time it leaves.
 )";
 
 std::vector<std::string> wordsOf(const std::string& line) {
@@ -45,6 +48,13 @@ std::vector<std::string> wordsOf(const std::string& line) {
 std::string withoutBlanksAtStart(const std::string& text) {
     const std::size_t first = text.find_first_not_of(" \t\r\n");
     return first == std::string::npos ? "" : text.substr(first);
+}
+
+bool isOn(const std::string& command, const std::string& word) {
+    if (word != "on" && word != "off") {
+        throw Failure(command + " takes on or off");
+    }
+    return word == "on";
 }
 
 }  // namespace
@@ -124,6 +134,11 @@ void Shell::endOfInput() {
     }
 }
 
+void Shell::abandonStatement() {
+    pending_.clear();
+    isBlankSoFar_ = true;
+}
+
 void Shell::runStatement(const std::string& text) {
     if (isBlankStatement(text)) {
         return;
@@ -137,7 +152,7 @@ void Shell::runStatement(const std::string& text) {
         if (word != "BEGIN" && word != "COMMIT" && word != "ROLLBACK") {
             const ResultSet result = session_.runRaw(withoutBlanksAtStart(text));
             if (!result.columns.empty()) {
-                show(result, options_.mode);
+                options_.view.show(result, options_.mode);
             }
             return;
         }
@@ -145,7 +160,7 @@ void Shell::runStatement(const std::string& text) {
     const EngineStatement statement = rewriter.rewrite(text);
     const ResultSet result = session_.run(statement);
     if (statement.kind == EngineStatement::Kind::kQuery) {
-        show(result, options_.mode);
+        options_.view.show(result, options_.mode);
     }
 }
 
@@ -158,11 +173,11 @@ void Shell::runDotCommand(const std::string& line) {
         bool needsArgument;
         void (Shell::*run)(const std::string&);
     };
-    static constexpr DotCommand kCommands[] = {{".log", true, true, &Shell::setLog},
-                                               {".mode", true, true, &Shell::setMode},
-                                               {".read", true, true, &Shell::readFile},
-                                               {".schema", true, false, &Shell::printSchema},
-                                               {".timer", true, true, &Shell::setTimer}};
+    static constexpr DotCommand kCommands[] = {
+        {".log", true, true, &Shell::setLog},          {".mode", true, true, &Shell::setMode},
+        {".pager", true, true, &Shell::setPager},      {".read", true, true, &Shell::readFile},
+        {".schema", true, false, &Shell::printSchema}, {".timer", true, true, &Shell::setTimer},
+        {".wide", true, true, &Shell::setWide}};
     if (words.size() > 2) {
         throw Failure(words[0] + " takes one word; .help lists the commands");
     }
@@ -206,10 +221,15 @@ void Shell::setMode(const std::string& name) {
 }
 
 void Shell::setTimer(const std::string& word) {
-    if (word != "on" && word != "off") {
-        throw Failure(".timer takes on or off");
-    }
-    timer_ = word == "on";
+    timer_ = isOn(".timer", word);
+}
+
+void Shell::setPager(const std::string& word) {
+    options_.view.setPaging(isOn(".pager", word));
+}
+
+void Shell::setWide(const std::string& word) {
+    options_.view.setCellWidth(isOn(".wide", word) ? CellWidth::kWhole : CellWidth::kFitting);
 }
 
 void Shell::setLog(const std::string& name) {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "rows/RowWriter.h"
+#include "shell/ResultView.h"
 #include "shell/Session.h"
 
 namespace Kalt::Vemo::Tool {
@@ -17,6 +18,7 @@ public:
         Mode mode = Mode::kTable;
         bool raw = false;     ///< send statements as they stand
         bool goesOn = false;  ///< after a failed statement; otherwise the text ends there
+        ResultView view{false, CellWidth::kFitting};
     };
 
     Shell(Session& session, Options options) : session_(session), options_(options) {}
@@ -36,6 +38,9 @@ public:
     /// Whether a statement has begun whose ";" has not come yet.
     bool isInsideStatement() const { return !isBlankSoFar_; }
 
+    /// Forgets the statement that has begun.
+    void abandonStatement();
+
     /// Whether no more is to be run: after .quit, and after a failure unless the shell goes on.
     bool isOver() const { return quit_ || (failed_ && !options_.goesOn); }
 
@@ -49,6 +54,8 @@ private:
     void setMode(const std::string& name);
     void setTimer(const std::string& word);
     void setLog(const std::string& name);
+    void setPager(const std::string& word);
+    void setWide(const std::string& word);
     void printSchema(const std::string& table);
     void guarded(const std::string& mark, const std::string& text, void (Shell::*action)(const std::string&));
 
