@@ -97,6 +97,20 @@ TEST_F(ImportTest, AColumnRowIdOfTheTablesOwnIsNotTakenForTheHiddenOne) {
     EXPECT_EQ(readFile(tableFile("own")), "ROWID~ROWID\n4~1\n\n'x'~1\n'9'~2\n");
 }
 
+TEST_F(ImportTest, AnIntegerKeyIsTheRowIdAndNeedsNoOther) {
+    prepare({"CREATE TABLE k (id INTEGER PRIMARY KEY)"});
+    EXPECT_EQ(run("import", {"k", given("id\n4\n2\n"), "--rowid"}),
+              (ProgramResult{0, "imported 2 rows into k\n", ""}));
+    EXPECT_EQ(run("export", {"k", "--rowid"}), (ProgramResult{0, "id\r\n4\r\n2\r\n", ""}));
+    for (const std::vector<std::string>& options : {std::vector<std::string>{}, {"--rowid"}}) {
+        std::vector<std::string> rest{"k", given("ROWID\n9\n")};
+        rest.insert(rest.end(), options.begin(), options.end());
+        EXPECT_EQ(run("import", rest),
+                  (ProgramResult{
+                      1, "", temporary.file("rows.csv") + ":1: error: table k has no column \"ROWID\"\n"}));
+    }
+}
+
 TEST_F(ImportTest, KeysAreComparedAsTheEngineComparesThem) {
     prepare({"CREATE TABLE k (a TEXT, r REAL, PRIMARY KEY(a, r))", "INSERT INTO k VALUES ('it''s', 0)",
              "INSERT INTO k VALUES ('x', 1)"});
