@@ -98,7 +98,7 @@ void writeCsv(const std::vector<ImportedRow>& rows) {
         return;
     }
     std::ostringstream out;
-    const auto writer = makeCsvWriter(out);
+    const auto writer = makeCsvWriter(out, Bytes::kExact);
     writer->begin(columnsOf(rows.front()));
     for (const ImportedRow& row : rows) {
         writer->row(cellsOf(row));

@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,9 +38,8 @@ int dump(const std::string& pathText) {
     std::vector<StoredTable> tables;
     for (const std::string& name : tableNames(directory, Core::Database::Filedb::kTableSuffix)) {
         tables.emplace_back(directory, name);
-        const std::string unsound = describeUnsound(directory, tables.back());
-        if (!unsound.empty()) {
-            throw Failure(unsound);
+        if (const std::optional<Unsoundness> unsound = unsoundnessOf(directory, tables.back())) {
+            throw Failure(unsound->text);
         }
     }
     writeDump(std::cout, tables);

@@ -63,7 +63,8 @@ std::unique_ptr<RowWriter> makeWriter(const std::string& format, const CsvFormat
     if (format == "jsonl") {
         return makeJsonLinesWriter(std::cout);
     }
-    return format == "sql" ? makeSqlWriter(std::cout, schema) : makeCsvWriter(std::cout, csv);
+    return format == "sql" ? makeSqlWriter(std::cout, bytesForOutput(), schema)
+                           : makeCsvWriter(std::cout, bytesForOutput(), csv);
 }
 
 int exportTable(const Options& options) {

@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "Command.h"
@@ -76,9 +77,12 @@ int importFile(const Options& options) {
     InputFile file(options.file, "a CSV or JSON file");
     const DatabaseUse database(PathArgument(options.path), DatabaseUse::Missing::kRefused);
     const StoredTable stored(database.directory(), options.table);
-    const std::string unsound = describeUnsound(database.directory(), stored);
-    if (!unsound.empty() && !options.isForced) {
-        throw Failure(unsound + ", --force imports all the same");
+    const std::optional<Unsoundness> unsound = unsoundnessOf(database.directory(), stored);
+    if (unsound && unsound->isOfDefinition) {
+        throw Failure(unsound->text);
+    }
+    if (unsound && !options.isForced) {
+        throw Failure(unsound->text + ", --force imports all the same");
     }
     if (options.takesRowIds) {
         requireRowIdsApart(stored.schema());

@@ -22,7 +22,8 @@ std::string stemOf(const std::string& name, std::string_view suffix) {
 
 bool isUnfinished(const std::string& name) {
     const std::string replaced = stemOf(name, kNewSuffix);
-    return replaced == kJournalName || !stemOf(replaced, kBackupSuffix).empty();
+    return replaced == kJournalName || !stemOf(replaced, kBackupSuffix).empty() ||
+           !stemOf(replaced, kTableSuffix).empty();
 }
 
 }  // namespace

@@ -17,14 +17,13 @@ namespace Kalt::Vemo::Tool {
 
 namespace {
 
-// Data on its way to an output that wants exact bytes, or to a terminal.
+// Data on its way to an output.
 class OutputText {
 public:
-    explicit OutputText(const std::ostream& out)
-        : isForTerminal_(&out == &std::cout && isTerminal(STDOUT_FILENO)) {}
+    explicit OutputText(Bytes bytes) : isExact_(bytes == Bytes::kExact) {}
 
     std::string of(const std::string& value) {
-        if (!isForTerminal_) {
+        if (isExact_) {
             return value;
         }
         std::string text = printable(value);
@@ -42,7 +41,7 @@ public:
     }
 
 private:
-    const bool isForTerminal_;
+    const bool isExact_;
     bool hasChanged_ = false;
 };
 
@@ -56,8 +55,8 @@ std::string withDoubled(const std::string& text, char character) {
 
 class CsvWriter : public RowWriter {
 public:
-    CsvWriter(std::ostream& out, const CsvFormat& format)
-        : out_(out), text_(out), format_(format), special_{format.delimiter, '"', '\r', '\n'} {}
+    CsvWriter(std::ostream& out, Bytes bytes, const CsvFormat& format)
+        : out_(out), text_(bytes), format_(format), special_{format.delimiter, '"', '\r', '\n'} {}
 
     void begin(const std::vector<Column>& columns) override {
         for (const Column& column : columns) {
@@ -141,7 +140,8 @@ private:
 
 class SqlWriter : public RowWriter {
 public:
-    SqlWriter(std::ostream& out, const TableSchema& schema) : out_(out), text_(out), schema_(schema) {}
+    SqlWriter(std::ostream& out, Bytes bytes, const TableSchema& schema)
+        : out_(out), text_(bytes), schema_(schema) {}
 
     void begin(const std::vector<Column>& columns) override {
         columns_ = columns;
@@ -193,8 +193,12 @@ Mode modeOf(const std::string& name) {
     throw Failure("no such mode: " + name + "; there are table, line, csv and json");
 }
 
-std::unique_ptr<RowWriter> makeCsvWriter(std::ostream& out, const CsvFormat& format) {
-    return std::make_unique<CsvWriter>(out, format);
+Bytes bytesForOutput() {
+    return isTerminal(STDOUT_FILENO) ? Bytes::kPrintable : Bytes::kExact;
+}
+
+std::unique_ptr<RowWriter> makeCsvWriter(std::ostream& out, Bytes bytes, const CsvFormat& format) {
+    return std::make_unique<CsvWriter>(out, bytes, format);
 }
 
 std::unique_ptr<RowWriter> makeJsonWriter(std::ostream& out) {
@@ -205,8 +209,8 @@ std::unique_ptr<RowWriter> makeJsonLinesWriter(std::ostream& out) {
     return std::make_unique<JsonWriter>(out, false);
 }
 
-std::unique_ptr<RowWriter> makeSqlWriter(std::ostream& out, const TableSchema& schema) {
-    return std::make_unique<SqlWriter>(out, schema);
+std::unique_ptr<RowWriter> makeSqlWriter(std::ostream& out, Bytes bytes, const TableSchema& schema) {
+    return std::make_unique<SqlWriter>(out, bytes, schema);
 }
 
 void writeRows(RowWriter& writer, const ResultSet& result, const std::ostream& out) {
@@ -234,7 +238,7 @@ void show(std::ostream& out, const ResultSet& result, Mode mode, CellWidth cellW
             printAsLines(out, result);
             break;
         case Mode::kCsv:
-            writeRows(*makeCsvWriter(out), result, out);
+            writeRows(*makeCsvWriter(out, bytesForOutput()), result, out);
             break;
         case Mode::kJson:
             writeRows(*makeJsonWriter(out), result, out);

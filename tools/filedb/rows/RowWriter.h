@@ -15,8 +15,16 @@ enum class Mode { kTable, kLine, kCsv, kJson };
 /// The names of the modes, for command lines. Throws: Failure for another name.
 Mode modeOf(const std::string& name);
 
-/// Writes rows in one of the forms that programs read. On a terminal what could disturb it is written out
-/// (printable()), and a note on standard error says so; to everything else the bytes go as they are.
+/// What becomes of characters that could disturb a terminal.
+enum class Bytes {
+    kExact,     ///< they stay, for a file or a program
+    kPrintable  ///< they are written out (printable()), and a note on standard error says so
+};
+
+/// Printable when standard output is a terminal, exact when not.
+Bytes bytesForOutput();
+
+/// Writes rows in one of the forms that programs read.
 class RowWriter {
 public:
     virtual ~RowWriter() = default;
@@ -36,7 +44,7 @@ struct CsvFormat {
 };
 
 /// CSV after RFC 4180, with a heading. NULL is an empty field, an empty text is "".
-std::unique_ptr<RowWriter> makeCsvWriter(std::ostream& out, const CsvFormat& format = {});
+std::unique_ptr<RowWriter> makeCsvWriter(std::ostream& out, Bytes bytes, const CsvFormat& format = {});
 
 /// One JSON array, an object a line for each row. INTEGER and REAL are numbers. Control characters and those
 /// that cannot be seen stand as \uNNNN; a text that is no UTF-8 is refused.
@@ -46,7 +54,7 @@ std::unique_ptr<RowWriter> makeJsonWriter(std::ostream& out);
 std::unique_ptr<RowWriter> makeJsonLinesWriter(std::ostream& out);
 
 /// A transaction of one INSERT for each row.
-std::unique_ptr<RowWriter> makeSqlWriter(std::ostream& out, const TableSchema& schema);
+std::unique_ptr<RowWriter> makeSqlWriter(std::ostream& out, Bytes bytes, const TableSchema& schema);
 
 /// Writes all rows, and stops early when the output takes no more. Throws: as RowWriter::examine.
 void writeRows(RowWriter& writer, const ResultSet& result, const std::ostream& out);

@@ -39,7 +39,8 @@ RowImport::RowImport(GrowingTable& table, const StoredTable& stored, bool takesR
     : table_(table),
       tableName_(stored.schema().name),
       columns_(takesRowIds ? stored.storedColumns() : stored.schema().columns),
-      valueCount_(stored.schema().columns.size()) {}
+      valueCount_(stored.schema().columns.size()),
+      leavesRowIds_(stored.schema().hasHiddenRowId && !takesRowIds) {}
 
 void RowImport::takeHeading(std::size_t line, const std::vector<std::string>& names) const {
     std::vector<bool> named(columns_.size(), false);
@@ -59,8 +60,9 @@ std::size_t RowImport::requireColumn(std::size_t line, const std::string& name,
             return i;
         }
     }
-    throw ImportError(line, "table " + tableName_ + " has no column " + Tool::quoted(name) +
-                                (name == kRowIdColumn ? "; --rowid takes the hidden one" : ""));
+    throw ImportError(line,
+                      "table " + tableName_ + " has no column " + Tool::quoted(name) +
+                          (leavesRowIds_ && name == kRowIdColumn ? "; --rowid takes the hidden one" : ""));
 }
 
 void RowImport::take(const ImportedRow& row) {

@@ -27,8 +27,9 @@ private:
 
     GrowingTable& table_;
     const std::string tableName_;
-    std::vector<Column> columns_;  // those that may be named; the hidden ROWID is the last
+    const std::vector<Column> columns_;  // those that may be named; the hidden ROWID is the last
     const std::size_t valueCount_;
+    const bool leavesRowIds_;  // there is a hidden ROWID, and the file does not set it
 };
 
 }  // namespace Kalt::Vemo::Tool

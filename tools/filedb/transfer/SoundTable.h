@@ -1,15 +1,22 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "transfer/StoredTable.h"
 
 namespace Kalt::Vemo::Tool {
 
+/// Why a table is better not changed or taken for whole.
+struct Unsoundness {
+    std::string text;             // with the remedy
+    bool isOfDefinition = false;  // nobody can tell what its records mean
+};
+
 /// Finds out whether a table of a recovered database may be changed: it is sound, as `filedb check` sees it,
 /// and has no working copy from a crash, which may be the only place of committed rows.
 ///
-/// @return why not, with the remedy; empty when it may
-std::string describeUnsound(const std::string& directory, const StoredTable& table);
+/// @return why not; nothing when it may
+std::optional<Unsoundness> unsoundnessOf(const std::string& directory, const StoredTable& table);
 
 }  // namespace Kalt::Vemo::Tool
