@@ -9,7 +9,8 @@ namespace Kalt::Vemo::Tool {
 enum ExitStatus : int {
     kDone = 0,
     kFailed = 1,  ///< a statement failed, an operation was refused, or a check has findings
-    kTrouble = 2  ///< wrong usage, or something could not be read or written
+    kTrouble = 2,  ///< wrong usage, or something could not be read or written
+    kRemoved = 3   ///< a repair has set aside a table, or rows, that were in the database
 };
 
 /// Ends a command with kFailed. The text names the thing, the place and the remedy.

@@ -17,7 +17,8 @@ constexpr const char* kDescription =
     "PATH is the path that the database was opened with, or its directory, whose name ends in _filedb.";
 
 constexpr const char* kFooter =
-    R"(Exit status: 0 done, 1 findings or a failed statement, 2 wrong usage or trouble.
+    R"(Exit status: 0 done, 1 findings or a failed statement, 2 wrong usage or trouble, 3 a repair has set aside a
+table or rows.
 
 Examples:
   filedb tables /var/lib/app/subscriptions
@@ -40,6 +41,7 @@ int run(int argc, char** argv) {
     addImportCommand(app, status);
     addCheckCommand(app, status);
     addRepairCommand(app, status);
+    addRestoreCommand(app, status);
     addSubsCommand(app, status);
     try {
         app.parse(argc, argv);
