@@ -181,7 +181,8 @@ int save(const Verb& verb) {
     const Options& options = verb.options();
     SubscriptionRecord record = recordOf(options);
     if (options.mine != verb.has("--request")) {
-        verb.refuse({"--device D --resource R --uri U --notify N", "--mine --request NUMBER --device D --resource R [--uri U] --notify N"});
+        verb.refuse({"--device D --resource R --uri U --notify N",
+                     "--mine --request NUMBER --device D --resource R [--uri U] --notify N"});
     }
     change(options, [&](ISubscriptionDB& store) {
         return options.mine ? store.savePendingMySubscription(options.requestId, record)
@@ -221,7 +222,9 @@ int findMine(const Verb& verb) {
                              options.device, {options.resources.begin(), options.resources.end()}, records);
         });
     }
-    verb.refuse({"--id ID", "--resource R (as a whole word of the resources)", "--resource R --resource S (any of them, anywhere in the resources)", "--mine --uri U", "--mine --device D --resource R"});
+    verb.refuse({"--id ID", "--resource R (as a whole word of the resources)",
+                 "--resource R --resource S (any of them, anywhere in the resources)", "--mine --uri U",
+                 "--mine --device D --resource R"});
 }
 
 int find(const Verb& verb) {
@@ -259,7 +262,8 @@ int update(const Verb& verb) {
             return store.updateMySubscriptionBySubscriptionUri(options.uri, record.subscribedResource);
         });
     }
-    verb.refuse({"--id ID --device D --resource R --notify N", "--mine --request NUMBER --uri U (the answer to a request)", "--mine --uri U --resource R"});
+    verb.refuse({"--id ID --device D --resource R --notify N",
+                 "--mine --request NUMBER --uri U (the answer to a request)", "--mine --uri U --resource R"});
 }
 
 int remove(const Verb& verb) {
@@ -280,7 +284,8 @@ int remove(const Verb& verb) {
             return store.deleteMySubscriptionBySubscriptionUri(options.device, options.uri);
         });
     }
-    verb.refuse({"--id ID", "--mine --request NUMBER (a request without an answer)", "--mine --device D --uri U"});
+    verb.refuse(
+        {"--id ID", "--mine --request NUMBER (a request without an answer)", "--mine --device D --uri U"});
 }
 
 int provision(const Verb& verb) {

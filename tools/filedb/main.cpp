@@ -5,8 +5,10 @@
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <string>
 
 #include "Command.h"
+#include "UnknownCommand.h"
 #include "console/ExitStatus.h"
 
 namespace {
@@ -46,6 +48,11 @@ int run(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
+        const std::string unknown = error.get_exit_code() == 0 ? "" : describeUnknownCommand(app);
+        if (!unknown.empty()) {
+            std::cerr << "filedb: " << unknown << '\n';
+            return kTrouble;
+        }
         return app.exit(error) == 0 ? kDone : kTrouble;
     }
     return status;
