@@ -10,7 +10,8 @@ namespace Kalt::Vemo::Tool {
 enum ExitStatus : int {
     kDone = 0,
     kFailed = 1,  ///< a statement failed, an operation was refused, or a check has findings
-    kTrouble = 2  ///< wrong usage, or something could not be read or written
+    kTrouble = 2,  ///< wrong usage, or something could not be read or written
+    kRemoved = 3   ///< a repair has set aside a table, or rows, that were in the database
 };
 
 /// Ends a command without a word: the program that reads standard output has left, as `head` does when it has
