@@ -15,6 +15,7 @@
 #include "rows/CsvReader.h"
 #include "rows/JsonRowReader.h"
 #include "shell/Session.h"
+#include "sql/StatementBuilder.h"
 
 namespace Kalt::Vemo::Tool {
 
@@ -68,7 +69,7 @@ public:
             throw ImportError(row.line, "the row names no column");
         }
         at(row.line,
-           [&] { return session_.run(StatementRewriter::insertion(schema_.name, columns, literals)); });
+           [&] { return session_.run(StatementBuilder::insertion(schema_.name, columns, literals)); });
         ++rows_;
     }
 

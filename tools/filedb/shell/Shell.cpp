@@ -30,7 +30,7 @@ constexpr std::string_view kHelp = R"(.help           this list
 .schema [TABLE] print CREATE TABLE statements
 .tables         list the tables
 .timer on|off   print how long each statement takes
-Statements end with ";". BEGIN; COMMIT; ROLLBACK; drive a transaction.
+Statements end with ";". BEGIN; COMMIT; ROLLBACK; drive a transaction. help, quit and exit need no dot.
 )";
 
 std::vector<std::string> wordsOf(const std::string& line) {
@@ -49,6 +49,16 @@ std::string withoutBlanksAtStart(const std::string& text) {
 
 }  // namespace
 
+void Shell::reportError(const std::string& mark, const std::exception& error) {
+    failed_ = true;
+    requireWritten(std::cout);
+    printWarnings();
+    std::istringstream lines(error.what());
+    for (std::string line; std::getline(lines, line);) {
+        std::cerr << mark << Colours(STDERR_FILENO).error("error:") << ' ' << printable(line) << '\n';
+    }
+}
+
 // Runs `action`, and prints what goes wrong with it behind the mark.
 void Shell::guarded(const std::string& mark, const std::string& text,
                     void (Shell::*action)(const std::string&)) {
@@ -56,12 +66,12 @@ void Shell::guarded(const std::string& mark, const std::string& text,
     try {
         (this->*action)(text);
     } catch (const Failure& error) {
-        failed_ = true;
-        requireWritten(std::cout);
-        std::istringstream lines(error.what());
-        for (std::string line; std::getline(lines, line);) {
-            std::cerr << mark << Colours(STDERR_FILENO).error("error:") << ' ' << printable(line) << '\n';
+        reportError(mark, error);
+    } catch (const NoDatabase& error) {
+        if (!options_.goesOn) {
+            throw;
         }
+        reportError(mark, error);
     }
     requireWritten(std::cout);
     if (timer_) {
@@ -97,6 +107,9 @@ void Shell::takeLine(const std::string& line, const std::string& mark) {
             guarded(mark, line, &Shell::runDotCommand);
             return;
         }
+        if (runWordWithoutDot(line)) {
+            return;
+        }
     }
     pending_ += line + '\n';
     while (!isOver()) {
@@ -124,29 +137,51 @@ void Shell::endOfInput() {
     }
 }
 
-void Shell::runStatement(const std::string& text) {
-    if (isBlankStatement(text)) {
-        return;
+void Shell::printWarnings() {
+    for (const std::string& warning : connection_.takeWarnings()) {
+        std::cerr << "warning: " << printable(warning) << '\n';
     }
-    const StatementRewriter rewriter([this](const std::string& table) { return session_.schemaOf(table); },
-                                     [this](const std::string& table) { return session_.exists(table); });
-    if (options_.raw) {
-        std::string word = withoutBlanksAtStart(text);
-        word = upperCase(word.substr(0, word.find_first_of(" \t\r\n;")));
-        // Transactions are no statements of the engine.
-        if (word != "BEGIN" && word != "COMMIT" && word != "ROLLBACK") {
-            const ResultSet result = session_.runRaw(withoutBlanksAtStart(text));
-            if (!result.columns.empty()) {
-                show(result, options_.mode);
-            }
-            return;
-        }
+}
+
+// Runs what is not for SQLite when statements are sent as they stand.
+bool Shell::runRaw(const std::string& text) {
+    const std::vector<std::string> words = leadingWords(text, 1);
+    const std::string word = words.empty() ? "" : words.front();
+    // Transactions are no statements of the engine.
+    if (word == "BEGIN" || word == "COMMIT" || word == "ROLLBACK") {
+        return false;
     }
-    const EngineStatement statement = rewriter.rewrite(text);
-    const ResultSet result = session_.run(statement);
-    if (statement.kind == EngineStatement::Kind::kQuery) {
+    session_.requireOpen(word == "CREATE");
+    const ResultSet result = session_.runRaw(withoutBlanksAtStart(text));
+    connection_.forget();
+    if (!result.columns.empty()) {
         show(result, options_.mode);
     }
+    return true;
+}
+
+void Shell::runStatement(const std::string& text) {
+    if (isBlankStatement(text) || (options_.raw && runRaw(text))) {
+        return;
+    }
+    const StatementOutcome outcome = connection_.run(text);
+    printWarnings();
+    if (outcome.isQuery) {
+        show(outcome.result, options_.mode);
+    } else if (!outcome.changes.empty() && (options_.goesOn || !outcome.isInsert)) {
+        // Not between the rows that another program reads.
+        std::cerr << outcome.changes << '\n';
+    }
+}
+
+// A person who wants to leave types what other programs take.
+bool Shell::runWordWithoutDot(const std::string& line) {
+    const std::string word = line.substr(0, line.find_last_not_of("; \t\r") + 1);
+    if (word != "quit" && word != "exit" && word != "help") {
+        return false;
+    }
+    runDotCommand("." + word);
+    return true;
 }
 
 void Shell::runDotCommand(const std::string& line) {
@@ -180,6 +215,7 @@ void Shell::runDotCommand(const std::string& line) {
     } else if (words.size() == 1 && words[0] == ".help") {
         std::cout << kHelp;
     } else if (words.size() == 1 && words[0] == ".tables") {
+        session_.requireOpen();
         for (const std::string& table : session_.tables()) {
             std::cout << table << '\n';
         }
@@ -225,6 +261,7 @@ void Shell::setLog(const std::string& name) {
 }
 
 void Shell::printSchema(const std::string& table) {
+    session_.requireOpen();
     std::cout << session_.createStatements(table);
 }
 
