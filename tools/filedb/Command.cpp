@@ -6,6 +6,7 @@
 
 #include "console/ExitStatus.h"
 #include "console/Printable.h"
+#include "shell/Session.h"
 
 namespace Kalt::Vemo::Tool {
 
@@ -34,6 +35,14 @@ void addMode(CLI::App& command, std::string& mode) {
     command.add_option("--mode", mode, "How to print results: table, line, csv or json")
         ->check(CLI::IsMember({"table", "line", "csv", "json"}))
         ->capture_default_str();
+}
+
+void warnOfDamage(Session& session, const std::string& table) {
+    const std::string warning = session.damageWarning(table);
+    if (!warning.empty()) {
+        std::cout.flush();
+        std::cerr << "warning: " << printable(warning) << '\n';
+    }
 }
 
 }  // namespace Kalt::Vemo::Tool

@@ -9,6 +9,8 @@ class App;
 
 namespace Kalt::Vemo::Tool {
 
+class Session;
+
 /// Runs a command: gives its exit status, prints what ended it early, and sees to it that standard output
 /// took everything.
 ///
@@ -20,6 +22,9 @@ void addPath(CLI::App& command, std::string& path);
 
 /// Adds the option that says how results are printed.
 void addMode(CLI::App& command, std::string& mode);
+
+/// Says on standard error when the table's file is damaged, behind all output so far.
+void warnOfDamage(Session& session, const std::string& table);
 
 // Each adds one command to the program; `status` is set when the command ran.
 void addCheckCommand(CLI::App& app, int& status);

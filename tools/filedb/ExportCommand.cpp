@@ -36,6 +36,7 @@ int exportTable(const std::string& path, const std::string& table, const std::st
                                               : format == "sql" ? makeSqlWriter(std::cout, schema)
                                                                 : makeCsvWriter(std::cout);
     writeRows(*writer, result, std::cout);
+    warnOfDamage(session, table);
     return kDone;
 }
 

@@ -228,6 +228,11 @@ const std::string& Session::damageOf(const std::string& table) {
     return damages_.emplace(table, std::move(text)).first->second;
 }
 
+std::string Session::damageWarning(const std::string& table) {
+    const std::string& damage = damageOf(table);
+    return damage.empty() ? "" : "table " + table + " is damaged: " + damage + "; run filedb check";
+}
+
 void Session::requireChangeable(const std::string& table) {
     requireChangesAllowed();
     if (damage_ == Damage::kRefused && !damageOf(table).empty()) {
@@ -269,6 +274,9 @@ ResultSet Session::query(const EngineStatement& statement) {
 
 void Session::change(const EngineStatement& statement) {
     requireChangesAllowed();
+    if (statement.isDrop) {
+        damages_.erase(statement.table);
+    }
     const int result =
         reporting([&] { return client_.executeWith(statement.text.c_str(), statement.values); });
     if (result != 0) {

@@ -67,6 +67,8 @@ public:
     /// What is wrong with the table's file, as `check` tells it: the first finding, and how many more there
     /// are. Empty when it is sound. Looked at once for each table, before the session's first change of it.
     const std::string& damageOf(const std::string& table);
+    /// The same for a person who only looks; empty when it is sound.
+    std::string damageWarning(const std::string& table);
 
     // What the open transaction made, changed or dropped counts.
     std::vector<std::string> tables() const;

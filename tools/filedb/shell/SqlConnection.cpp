@@ -225,9 +225,9 @@ std::string SqlConnection::describeChanges() const {
 
 void SqlConnection::warnOfDamage() {
     for (const std::string& table : read_) {
-        const std::string& damage = session_.damageOf(table);
-        if (!damage.empty()) {
-            warn("table " + table + " is damaged: " + damage + "; run filedb check");
+        const std::string warning = session_.damageWarning(table);
+        if (!warning.empty()) {
+            warn(warning);
         }
     }
 }
