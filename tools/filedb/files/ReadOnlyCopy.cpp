@@ -48,7 +48,12 @@ extern "C" void removeAndEnd(int number) {
     static_cast<void>(raise(number));
 }
 
+std::atomic<bool> areSignalsHandled{true};
+
 void handleEndingSignals(void (*handler)(int)) {
+    if (!areSignalsHandled) {
+        return;
+    }
     for (const int number : kEndingSignals) {
         static_cast<void>(signal(number, handler));
     }
@@ -148,6 +153,10 @@ ReadOnlyCopy::ReadOnlyCopy(const PathArgument& original)
         throw Trouble("copying " + original.directory() + " to " + temporary_ + " failed: " + error.what() +
                       "; set TMPDIR to a directory with room for it");
     }
+}
+
+void ReadOnlyCopy::leaveSignalsAlone() {
+    areSignalsHandled = false;
 }
 
 ReadOnlyCopy::~ReadOnlyCopy() {

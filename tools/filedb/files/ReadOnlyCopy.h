@@ -20,6 +20,9 @@ public:
     ReadOnlyCopy(const ReadOnlyCopy&) = delete;
     ReadOnlyCopy& operator=(const ReadOnlyCopy&) = delete;
 
+    /// For a library, whose program has its own way with signals: one that ends it leaves the copy behind.
+    static void leaveSignalsAlone();
+
     const PathArgument& path() const { return path_; }
 
 private:

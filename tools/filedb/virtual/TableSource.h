@@ -15,6 +15,9 @@ class TableSource {
 public:
     virtual ~TableSource() = default;
 
+    /// Throws: Failure when the table's columns are no longer these.
+    virtual void requireSame(const TableSchema& /*schema*/) {}
+
     /// The rows of a query as they stand in the file, texts without their quotes. Throws: Failure.
     virtual std::vector<std::vector<Cell>> cells(const EngineStatement& query) = 0;
 

@@ -52,6 +52,7 @@ TableSpace::Rows TableSpace::allRows(const Schema& schema) {
     send();
     Known& known = known_[schema->name];
     if (!known.rows) {
+        source_.requireSame(*schema);
         known.rows = std::make_shared<TableRows>(*schema, source_.cells(StatementBuilder::reading(*schema)));
         known.hasPlainRowIds = known.rows->hasPlainRowIds();
     }
@@ -150,18 +151,29 @@ void TableSpace::send() {
 // ---- The transaction
 
 void TableSpace::begin(const Schema& schema) {
-    source_.requireChangeable(schema->name);
-    if (!isChanging_ && source_.isShared()) {
-        known_.clear();
+    const bool isFirst = !std::exchange(isChanging_, true);
+    try {
+        source_.changesBegin();
+        if (isFirst && source_.isShared()) {
+            known_.clear();
+        }
+        source_.requireSame(*schema);
+        source_.requireChangeable(schema->name);
+    } catch (const std::exception&) {
+        if (isFirst) {
+            end();
+        }
+        throw;
     }
-    source_.changesBegin();
-    isChanging_ = true;
     transactionStart_ = changes_;
 }
 
 void TableSpace::end() noexcept {
     isChanging_ = false;
     source_.changesEnd();
+    if (source_.isShared()) {
+        known_.clear();
+    }
 }
 
 void TableSpace::commit() {
