@@ -26,11 +26,11 @@ install_missing() {
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-build_packages=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcli11-dev libedit-dev libutf8proc-dev)
+build_packages=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcli11-dev libedit-dev libsqlite3-dev libutf8proc-dev)
 package_packages=("${build_packages[@]}" dpkg-dev file)
-test_packages=("${package_packages[@]}" ccache libgtest-dev libgmock-dev locales strace binutils make)
+test_packages=("${package_packages[@]}" ccache libgtest-dev libgmock-dev locales strace binutils make sqlite3 python3)
 disk_packages=(e2fsprogs mount)
-bench_packages=(libbenchmark-dev libsqlite3-dev)
+bench_packages=(libbenchmark-dev)
 
 # The cache may not shorten the names of source files: the texts of the log have them.
 export CCACHE_BASEDIR=

@@ -121,7 +121,8 @@ ProgramResult ProgramTest::shell(const std::vector<std::string>& statements,
 
 void ProgramTest::prepare(const std::vector<std::string>& statements) const {
     const ProgramResult result = shell(statements);
-    ASSERT_EQ(result, (ProgramResult{0, "", ""}));
+    ASSERT_EQ(result.status, 0) << result;
+    ASSERT_EQ(result.out, "");
 }
 
 }  // namespace Kalt::Vemo::Test

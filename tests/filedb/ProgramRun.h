@@ -51,7 +51,7 @@ protected:
     ProgramResult shell(const std::vector<std::string>& statements,
                         const std::vector<std::string>& options = {}) const;
 
-    /// Runs statements that have to succeed and print nothing.
+    /// Runs statements that have to succeed and give no rows.
     void prepare(const std::vector<std::string>& statements) const;
 
     TemporaryDirectory temporary;

@@ -30,7 +30,7 @@ TEST_F(PromptTest, GoesOnAfterAnErrorAndRemembersItInItsStatus) {
     TerminalRun terminal({"shell", path()}, environment({"NO_COLOR=1"}));
     terminal.waitFor(kPrompt);
     terminal.type("select oops from rooms;\n");
-    terminal.waitFor("error: table rooms has no column oops\r\n");
+    terminal.waitFor("error: no such column: oops\r\n");
     terminal.waitFor(kPrompt);
     terminal.type("insert into rooms values ('den', 1);\n");
     terminal.waitFor(kPrompt);

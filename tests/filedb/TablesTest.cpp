@@ -83,5 +83,27 @@ TEST_F(TablesTest, ListsWhatItCanOfADamagedDatabase) {
               "CREATE TABLE plain (a TEXT, b REAL NOT NULL);\n");
 }
 
+TEST_F(TablesTest, WarnsOfATableThatItReadsAndThatIsDamaged) {
+    const std::string damaged = "a~b~ROWID\n4~258~1\n\n'x'~1~1\n'y'~two~2\n";
+    writeFile(tableFile("plain"), damaged);
+    const std::string warning = "warning: table plain is damaged: " + tableFile("plain") +
+                                ":5: column \"b\": value \"two\" is not in the stored form of REAL, a number "
+                                "with six significant digits; "
+                                "run filedb check\n";
+    for (const std::vector<std::string>& words : {std::vector<std::string>{"tables"},
+                                                  {"schema"},
+                                                  {"schema", "plain"},
+                                                  {"export", "plain"},
+                                                  {"export", "plain", "--format", "json"}}) {
+        SCOPED_TRACE(words.front());
+        const ProgramResult result = run(words.front(), {words.begin() + 1, words.end()});
+        EXPECT_EQ(result.status, 0);
+        EXPECT_NE(result.out, "");
+        EXPECT_EQ(result.err, warning);
+    }
+    EXPECT_EQ(run("schema", {"keyed"}).err, "");
+    EXPECT_EQ(readFile(tableFile("plain")), damaged);
+}
+
 }  // namespace
 }  // namespace Kalt::Vemo::Test

@@ -81,7 +81,7 @@ check_package libvemofilesubscriptiondb-dev libdevel "libvemofilesubscriptiondb$
     done
     echo "$file/$LIBDIR/pkgconfig/vemofilesubscriptiondb.pc"
 )
-check_package filedb database "libvemofilesubscriptiondb$major (= $VERSION), libc6, libedit2, libstdc++6, libutf8proc2" \
+check_package filedb database "libvemofilesubscriptiondb$major (= $VERSION), libc6, libedit2, libsqlite3-0, libstdc++6, libutf8proc2" \
     "look into, check and mend databases of the subscription store" \
     " This package holds the command filedb, which shows, queries, changes, checks
  and repairs such a database." "control md5sums" < <(

@@ -1,5 +1,6 @@
 #include "console/LogListener.h"
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -12,6 +13,17 @@ namespace {
 
 constexpr std::string_view kEndOfCopy = "line is NULL";
 constexpr std::string_view kRefusedAtOpening = "Syntax Error: No ; found at end of Statement";
+
+std::mutex& listenersMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
+std::vector<LogListener*>& listeners() {
+    // Never destroyed: there may be messages to the very end of the process.
+    static auto* const all = new std::vector<LogListener*>;
+    return *all;
+}
 
 }  // namespace
 
@@ -26,16 +38,36 @@ std::string readableError(std::string_view text) {
     return std::string(text.substr(0, text.find_last_not_of(" \n") + 1));
 }
 
-LogListener::LogListener(Harmless harmless) : harmless_(harmless) {
-    listen(Log::log_error);
+LogListener::LogListener(Harmless harmless) : harmless_(harmless), maxLevel_(Log::log_error) {
+    const std::lock_guard<std::mutex> guard(listenersMutex());
+    listeners().push_back(this);
+    listen();
 }
 
 LogListener::~LogListener() {
-    Log::setLogSink({}, 0);
+    const std::lock_guard<std::mutex> guard(listenersMutex());
+    listeners().erase(std::find(listeners().begin(), listeners().end(), this));
+    listen();
 }
 
-void LogListener::listen(int maxLevel) {
-    Log::setLogSink([this](const Log::LogMessage& message) { take(message); }, maxLevel);
+// Sets the log's sink for all that listen. Requires: listenersMutex() is held.
+void LogListener::listen() {
+    if (listeners().empty()) {
+        Log::setLogSink({}, 0);
+        return;
+    }
+    int maxLevel = Log::log_error;
+    for (const LogListener* const each : listeners()) {
+        maxLevel = std::max(maxLevel, each->maxLevel_);
+    }
+    Log::setLogSink(&LogListener::hand, maxLevel);
+}
+
+void LogListener::hand(const Log::LogMessage& message) {
+    const std::lock_guard<std::mutex> guard(listenersMutex());
+    for (LogListener* const each : listeners()) {
+        each->take(message);
+    }
 }
 
 void LogListener::take(const Log::LogMessage& message) {
@@ -63,6 +95,12 @@ std::vector<std::string> LogListener::takeErrors() {
     return std::exchange(errors_, {});
 }
 
+void LogListener::setLevel(int maxLevel) {
+    const std::lock_guard<std::mutex> guard(listenersMutex());
+    maxLevel_ = maxLevel;
+    listen();
+}
+
 void LogListener::copyTo(const std::string& fileName) {
     {
         const std::lock_guard<std::mutex> guard(mutex_);
@@ -73,11 +111,11 @@ void LogListener::copyTo(const std::string& fileName) {
             throw Trouble(fileName + ": cannot be opened for writing; check its directory");
         }
     }
-    listen(Log::log_trace);
+    setLevel(Log::log_trace);
 }
 
 void LogListener::stopCopying() {
-    listen(Log::log_error);
+    setLevel(Log::log_error);
     const std::lock_guard<std::mutex> guard(mutex_);
     copy_.close();
 }

@@ -13,8 +13,8 @@ namespace Kalt::Vemo::Tool {
 /// The text of an error of the database, without the names of functions and line numbers before it.
 std::string readableError(std::string_view text);
 
-/// Listens to the log while it lives, because the database tells most failures there and nowhere else. Only
-/// one may live at a time. Its calls may come from any thread.
+/// Listens to the log while it lives, because the database tells most failures there and nowhere else. Each
+/// of several hears everything. Its calls may come from any thread.
 class LogListener {
 public:
     /// Error lines that belong to work going well.
@@ -37,7 +37,9 @@ public:
     void stopCopying();
 
 private:
-    void listen(int maxLevel);
+    static void hand(const Log::LogMessage& message);
+    static void listen();
+    void setLevel(int maxLevel);
     bool isHarmless(std::string_view error) const;
     void take(const Log::LogMessage& message);
 
@@ -45,6 +47,7 @@ private:
     std::mutex mutex_;
     std::vector<std::string> errors_;
     std::ofstream copy_;
+    int maxLevel_;
 };
 
 }  // namespace Kalt::Vemo::Tool

@@ -38,4 +38,11 @@ void addMode(CLI::App& command, std::string& mode) {
         ->capture_default_str();
 }
 
+void warn(const std::string& warning) {
+    if (!warning.empty()) {
+        std::cout.flush();
+        std::cerr << "warning: " << printable(warning) << '\n';
+    }
+}
+
 }  // namespace Kalt::Vemo::Tool

@@ -21,6 +21,9 @@ void addPath(CLI::App& command, std::string& path);
 /// Adds the option that says how results are printed.
 void addMode(CLI::App& command, std::string& mode);
 
+/// Says a warning on standard error, behind all output so far; nothing when it is empty.
+void warn(const std::string& warning);
+
 // Each adds one command to the program; `status` is set when the command ran.
 void addCheckCommand(CLI::App& app, int& status);
 void addDumpCommand(CLI::App& app, int& status);

@@ -9,6 +9,7 @@
 #include "files/ReadOnlyCopy.h"
 #include "rows/RowWriter.h"
 #include "transfer/DatabaseUse.h"
+#include "transfer/SoundTable.h"
 #include "transfer/StoredTable.h"
 
 namespace Kalt::Vemo::Tool {
@@ -78,6 +79,7 @@ int exportTable(const Options& options) {
         requireRowIdsApart(table.schema());
     }
     writeRows(*makeWriter(options.format, csv, table.schema()), table.rows(options.withRowIds), std::cout);
+    warn(damageWarning(path.directory(), table));
     return kDone;
 }
 

@@ -20,17 +20,19 @@ namespace {
 
 constexpr const char* kFooter =
     R"text(Statements come from -c, then from -f; without either from standard input, with a prompt on a terminal.
-A database that is not there is made, unless --read-only is given. Outside of the prompt the first statement
-that fails ends the shell, and an open transaction is rolled back.
+A database that is not there is made by a CREATE TABLE, unless --read-only is given. Outside of the prompt
+the first statement that fails ends the shell, and an open transaction is rolled back.
 
-Statements are written as usual: keywords in any case, values anywhere, 'it''s' for a text with a quote.
-There are SELECT, INSERT, UPDATE, DELETE, CREATE TABLE, DROP TABLE, BEGIN, COMMIT and ROLLBACK; a condition
-has =, !=, <, <=, >, >=, LIKE, BETWEEN, IN, IS NULL, AND, OR, NOT and brackets.
+SELECT, INSERT, UPDATE and DELETE are SQLite's, with joins, aggregates, subqueries and functions, over all
+tables at once. CREATE TABLE and DROP TABLE have the form that the engine knows; BEGIN, COMMIT and ROLLBACK
+drive a transaction. A statement that changes many rows changes all of them or none.
+
+A table whose file is damaged is read with a warning, and not changed unless --force is given.
 
 Examples:
   filedb shell /tmp/home
   filedb shell /tmp/home -c "create table rooms (name text, area real)" -c "insert into rooms values ('attic', 12.5)"
-  filedb shell /tmp/home --read-only --mode json -c "select * from rooms where area > 10"
+  filedb shell /tmp/home --read-only --mode json -c "select count(*), max(area) from rooms where area > 10"
   filedb shell /tmp/home < statements.sql
 )text";
 
@@ -42,6 +44,7 @@ struct Options {
     bool raw = false;
     bool readOnly = false;
     bool wide = false;
+    bool force = false;
 };
 
 bool isAtTerminal() {
@@ -62,6 +65,7 @@ int runShell(const Options& options) {
     Session session(PathArgument(options.path),
                     options.readOnly ? Session::Access::kLook : Session::Access::kChangeOrCreate,
                     options.raw ? Session::LongLines::kStored : Session::LongLines::kRefused);
+    session.setDamage(options.force ? Session::Damage::kAccepted : Session::Damage::kRefused);
     const ResultView view(isPrompt, options.wide ? CellWidth::kWhole : CellWidth::kFitting);
     Shell shell(session, {modeOf(options.mode), options.raw, isPrompt, view});
     for (const std::string& text : options.texts) {
@@ -102,6 +106,7 @@ void addShellCommand(CLI::App& app, int& status) {
                       "Send the text to the engine as it stands, each -c as one statement");
     command->add_flag("--read-only", options->readOnly, "Look at a copy; refuse changes");
     command->add_flag("--wide", options->wide, "Print cells whole that do not fit into the terminal");
+    command->add_flag("--force", options->force, "Change tables whose files are damaged, too");
     command->footer(kFooter);
     command->callback(
         [options, &status] { status = runCommand("shell", [&] { return runShell(*options); }); });

@@ -59,20 +59,26 @@ std::vector<Cell> describe(Session& session, const std::string& table) {
     return {table, std::to_string(rows), std::to_string(bytes), columnList(schema), key};
 }
 
-// Does `action` for each table, and reports those that it failed for behind all output.
-int forEachTable(const std::string& command, const std::vector<std::string>& tables,
+// Does `action` for each table, and reports those that it failed for, and those that are damaged, behind all
+// output.
+int forEachTable(Session& session, const std::string& command, const std::vector<std::string>& tables,
                  const std::function<void(const std::string& table)>& action,
                  const std::function<void()>& finish) {
     std::string problems;
+    std::vector<std::string> readable;
     for (const std::string& table : tables) {
         try {
             action(table);
+            readable.push_back(table);
         } catch (const Failure& error) {
             problems += "filedb " + command + ": " + printable(error.what()) + "\n";
         }
     }
     finish();
     std::cout.flush();
+    for (const std::string& table : readable) {
+        warn(session.damageWarning(table));
+    }
     std::cerr << problems;
     return problems.empty() ? kDone : kFailed;
 }
@@ -86,7 +92,7 @@ int listTables(const std::string& path, Mode mode) {
                       {"columns", Column::Type::kText},
                       {"key", Column::Type::kText}};
     return forEachTable(
-        "tables", session.tables(),
+        session, "tables", session.tables(),
         [&](const std::string& table) { result.rows.push_back(describe(session, table)); },
         [&] { show(result, mode); });
 }
@@ -94,7 +100,7 @@ int listTables(const std::string& path, Mode mode) {
 int printSchemas(const std::string& path, const std::string& table) {
     Session session(PathArgument(path), Session::Access::kLook);
     return forEachTable(
-        "schema", table.empty() ? session.tables() : std::vector<std::string>{table},
+        session, "schema", table.empty() ? session.tables() : std::vector<std::string>{table},
         [&](const std::string& name) { std::cout << session.createStatements(name); }, [] {});
 }
 

@@ -14,7 +14,8 @@ namespace Kalt::Vemo::Tool {
 ///
 /// Tables, working copies and the journal are copied, as they were at one moment; files that are none of the
 /// database's are not even read. Neither content nor time stamps of the original change, as far as the
-/// system allows that. Only one object may live at a time.
+/// system allows that. Only one object may live at a time, unless
+/// TemporaryPlace::leaveSignalsAlone() was called.
 class ReadOnlyCopy {
 public:
     /// Throws: Trouble when the directory cannot be read or copied, or does not come to rest.

@@ -21,6 +21,8 @@ constexpr mode_t kForTheOwner = 0700;
 std::atomic<const std::vector<std::string>*> entriesToRemove{nullptr};
 static_assert(std::atomic<const std::vector<std::string>*>::is_always_lock_free, "a signal handler reads it");
 
+std::atomic<bool> areSignalsHandled{true};
+
 void removeEntries(const std::vector<std::string>& names) {
     for (const std::string& name : names) {
         if (unlink(name.c_str()) != 0) {
@@ -104,6 +106,9 @@ TemporaryPlace::~TemporaryPlace() {
 
 // A signal that is ignored, as under nohup, stays so.
 void TemporaryPlace::handleEndingSignals() {
+    if (!areSignalsHandled) {
+        return;
+    }
     for (std::size_t index = 0; index < kEndingSignals.size(); ++index) {
         sigaction(kEndingSignals[index], nullptr, &previous_[index]);
         if (previous_[index].sa_handler != SIG_IGN) {
@@ -113,9 +118,16 @@ void TemporaryPlace::handleEndingSignals() {
 }
 
 void TemporaryPlace::restoreHandlers() {
+    if (!areSignalsHandled) {
+        return;
+    }
     for (std::size_t index = 0; index < kEndingSignals.size(); ++index) {
         sigaction(kEndingSignals[index], &previous_[index], nullptr);
     }
+}
+
+void TemporaryPlace::leaveSignalsAlone() {
+    areSignalsHandled = false;
 }
 
 }  // namespace Kalt::Vemo::Tool

@@ -8,7 +8,8 @@
 namespace Kalt::Vemo::Tool {
 
 /// A directory for files that are needed for a while, in a temporary directory of its own. All is removed at
-/// the end, also when a signal ends the program. Only one object may live at a time.
+/// the end, also when a signal ends the program. Only one object may live at a time, unless
+/// leaveSignalsAlone() was called.
 class TemporaryPlace {
 public:
     /// @param suffix what the directory's name ends in
@@ -20,6 +21,10 @@ public:
     TemporaryPlace& operator=(const TemporaryPlace&) = delete;
 
     const std::string& path() const { return path_; }
+
+    /// From now on signals keep the meaning that the program gave them, and one that ends it leaves
+    /// the files behind: for a library in another one's program.
+    static void leaveSignalsAlone();
 
 private:
     static constexpr std::array<int, 3> kEndingSignals{SIGINT, SIGTERM, SIGHUP};

@@ -2,8 +2,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -19,23 +17,8 @@ constexpr const char* kFirstPrompt = "filedb> ";
 constexpr const char* kNextPrompt = "   ...> ";
 constexpr const char* kBlanks = " \t\r\n";
 
-// What people type who do not know of the dot yet.
-constexpr std::array<const char*, 3> kDotless{"exit", "help", "quit"};
-
 bool isBlank(const std::string& text) {
     return text.find_first_not_of(kBlanks) == std::string::npos;
-}
-
-// A dot command for one of its words that stands alone, in any case, also with a ";".
-std::string withDot(const std::string& line) {
-    std::string word;
-    for (const char c : line) {
-        word += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    }
-    word.erase(0, std::min(word.find_first_not_of(kBlanks), word.size()));
-    word.erase(word.find_last_not_of("; \t\r\n") + 1);
-    const bool isKnown = std::find(kDotless.begin(), kDotless.end(), word) != kDotless.end();
-    return isKnown ? "." + word : line;
 }
 
 class Conversation {
@@ -64,7 +47,7 @@ public:
 private:
     void take(const std::string& line) {
         typed_ += (shell_.isInsideStatement() ? "\n" : "") + line;
-        shell_.takeLine(shell_.isInsideStatement() ? line : withDot(line), "");
+        shell_.takeLine(line, "");
         if (shell_.isInsideStatement()) {
             return;
         }

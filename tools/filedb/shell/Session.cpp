@@ -1,18 +1,22 @@
 #include "shell/Session.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <iterator>
 #include <stdexcept>
 #include <utility>
 
 #include "DatabaseException.h"
+#include "EngineAccess.h"
 #include "FileUtils.h"
 #include "SqlText.h"
 #include "TableMetaData.h"
 #include "Utils.h"
-#include "console/ExitStatus.h"
+#include "check/FindingsReport.h"
+#include "check/TableExamination.h"
 #include "console/Printable.h"
+#include "files/RawFile.h"
 #include "sql/Literals.h"
 #include "sql/SqlLexer.h"
 #include "sql/StoredForm.h"
@@ -83,31 +87,55 @@ bool requireLineFits(std::size_t length) {
     return true;
 }
 
+// The rows of a table in memory make a change of single rows cheap, and here there is room.
+constexpr std::size_t kKeptBytes = 64U << 20U;
+
 }  // namespace
 
 Session::Session(const PathArgument& path, Access access, LongLines longLines)
     : access_(access),
+      path_(path),
       namedDirectory_(path.directory()),
       database_(longLines == LongLines::kStored ? nullptr : requireLineFits) {
-    if (access != Access::kChangeOrCreate) {
-        path.requireDirectory();
-    }
+    EngineAccess::keepBytes(database_, kKeptBytes);
     if (access == Access::kLook) {
+        path.requireDirectory();
         copy_.emplace(path);
-    } else {
-        use_.emplace(path.directory());
+        open(copy_->path().base());
+        return;
     }
-    open(copy_ ? copy_->path().base() : path.base());
+    std::error_code ignored;
+    if (access == Access::kChange || std::filesystem::is_directory(namedDirectory_, ignored)) {
+        path.requireDirectory();
+        use_.emplace(namedDirectory_);
+        open(path.base());
+    }
+}
+
+void Session::requireOpen(bool mayMake) {
+    if (isOpen()) {
+        return;
+    }
+    std::error_code ignored;
+    if (!mayMake && !std::filesystem::is_directory(namedDirectory_, ignored)) {
+        throw NoDatabase("no database at " + namedDirectory_ +
+                         "; check the path, or make one with CREATE TABLE");
+    }
+    use_.emplace(namedDirectory_);
+    open(path_.base());
+    if (std::exchange(beginsLater_, false)) {
+        transaction_.emplace(database_);
+    }
 }
 
 void Session::open(const std::string& base) {
-    directory_ = base + kDirectorySuffix;
     const bool isOpen = database_.init(base);
     const std::string errors = joined(log_.takeErrors());
     if (!isOpen) {
         throw Trouble(namedDirectory_ + ": the database cannot be opened: " +
                       (errors.empty() ? "its journal cannot be used" : errors));
     }
+    directory_ = base + kDirectorySuffix;
 }
 
 // Runs `action` and turns what the log says meanwhile into an exception.
@@ -139,6 +167,9 @@ std::string Session::workingCopyOf(const std::string& table) const {
 }
 
 std::vector<std::string> Session::tables() const {
+    if (!isOpen()) {
+        return {};
+    }
     std::set<std::string> names;
     for (const std::string& name : tableNames(directory_, kTableSuffix)) {
         names.insert(name);
@@ -177,26 +208,56 @@ void Session::requireChangesAllowed() const {
     }
 }
 
+const std::string& Session::damageOf(const std::string& table) {
+    const auto found = damages_.find(table);
+    if (found != damages_.end()) {
+        return found->second;
+    }
+    const std::string file = table + kTableSuffix;
+    const RawFile raw = RawFile::read(directory_ + "/" + file);
+    std::string text;
+    // A table that the open transaction made has no file yet.
+    if (raw.isRegular()) {
+        text = summaryOf(TableExamination(namedDirectory_ + "/" + file, raw.text).findings());
+    }
+    return damages_.emplace(table, std::move(text)).first->second;
+}
+
+std::string Session::damageWarning(const std::string& table) {
+    return warningOf(table, damageOf(table));
+}
+
+void Session::requireChangeable(const std::string& table) {
+    requireChangesAllowed();
+    if (damage_ == Damage::kRefused && !damageOf(table).empty()) {
+        throw Failure("table " + table + " is damaged, and a change would make that final: " +
+                      damageOf(table) + "; run filedb repair first, or give --force");
+    }
+}
+
 ResultSet Session::run(const EngineStatement& statement) {
-    switch (statement.kind) {
-        case EngineStatement::Kind::kQuery:
-            return query(statement);
-        case EngineStatement::Kind::kChange:
-            change(statement);
-            break;
-        case EngineStatement::Kind::kBegin:
-            begin();
-            break;
-        case EngineStatement::Kind::kCommit:
-            commit();
-            break;
-        case EngineStatement::Kind::kRollback:
-            rollback();
-            break;
-        case EngineStatement::Kind::kNothing:
-            break;
+    if (statement.kind == EngineStatement::Kind::kQuery) {
+        return query(statement);
+    }
+    if (statement.kind == EngineStatement::Kind::kChange) {
+        change(statement);
     }
     return {};
+}
+
+std::vector<std::vector<Cell>> Session::cells(const EngineStatement& query) {
+    return reporting([&] {
+        std::vector<std::vector<Cell>> result;
+        for (const Row row : client_.queryWith(query.text.c_str(), query.values)) {
+            std::vector<Cell> cells;
+            cells.reserve(query.columns.size());
+            for (std::size_t i = 0; i < query.columns.size(); ++i) {
+                cells.push_back(row.get<Cell>(static_cast<int>(i + 1)));
+            }
+            result.push_back(std::move(cells));
+        }
+        return result;
+    });
 }
 
 ResultSet Session::query(const EngineStatement& statement) {
@@ -207,12 +268,8 @@ ResultSet Session::query(const EngineStatement& statement) {
 
 void Session::change(const EngineStatement& statement) {
     requireChangesAllowed();
-    if (!statement.changedRows.empty()) {
-        // Fails for a record that lacks fields: what it holds stands in the wrong columns.
-        static_cast<void>(reporting([&] {
-            return shownRows(client_.queryWith(statement.changedRows.c_str(), statement.conditionValues),
-                             statement.columns);
-        }));
+    if (statement.isDrop) {
+        damages_.erase(statement.table);
     }
     const int result =
         reporting([&] { return client_.executeWith(statement.text.c_str(), statement.values); });
@@ -258,12 +315,18 @@ void Session::begin() {
     if (inTransaction()) {
         throw Failure("a transaction is open already; end it with COMMIT or ROLLBACK");
     }
-    transaction_.emplace(database_);
+    beginsLater_ = !isOpen();
+    if (isOpen()) {
+        transaction_.emplace(database_);
+    }
 }
 
 void Session::endTransaction(bool (Transaction::*end)(), const char* failure) {
     if (!inTransaction()) {
         throw Failure("no transaction is open; BEGIN opens one");
+    }
+    if (std::exchange(beginsLater_, false)) {
+        return;
     }
     if (!reporting([&] { return ((*transaction_).*end)(); })) {
         throw Failure(failure);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -7,23 +9,37 @@
 
 #include "DatabaseClient.h"
 #include "FileDatabase.h"
+#include "console/ExitStatus.h"
 #include "console/LogListener.h"
 #include "files/DirectoryUse.h"
 #include "files/PathArgument.h"
 #include "files/ReadOnlyCopy.h"
+#include "sql/EngineStatement.h"
 #include "sql/ResultSet.h"
-#include "sql/StatementRewriter.h"
 #include "sql/TableSchema.h"
+#include "virtual/TableSource.h"
 
 namespace Kalt::Vemo::Tool {
 
+/// There is no database, and nothing has asked for one to be made.
+class NoDatabase : public Trouble {
+public:
+    using Trouble::Trouble;
+};
+
 /// An open database, and what the engine's log says about each statement.
-class Session {
+class Session : public TableSource {
 public:
     enum class Access {
         kLook,           ///< works on a copy; changes are refused
         kChange,         ///< the database must be there
-        kChangeOrCreate  ///< makes the database when it is missing
+        kChangeOrCreate  ///< a CREATE TABLE makes the database when it is missing
+    };
+
+    /// What becomes of a change of a table whose file is damaged.
+    enum class Damage {
+        kRefused,  ///< it fails: afterwards nobody could tell what had been there
+        kAccepted  ///< it is made
     };
 
     /// What becomes of a row whose line is too long for the table's file.
@@ -35,11 +51,24 @@ public:
     /// Throws: Trouble when there is no database, or it cannot be opened.
     Session(const PathArgument& path, Access access, LongLines longLines = LongLines::kRefused);
 
+    void setDamage(Damage damage) { damage_ = damage; }
+
+    /// Opens the database that was missing before; `mayMake` says whether it is made. Throws: NoDatabase,
+    /// Trouble.
+    void requireOpen(bool mayMake = false);
+    bool isOpen() const { return !directory_.empty(); }
+
     /// The directory that was named, and the one that is open: with kLook that is the copy's.
     const std::string& namedDirectory() const { return namedDirectory_; }
     const std::string& directory() const { return directory_; }
     LogListener& log() { return log_; }
-    bool inTransaction() const { return transaction_.has_value(); }
+    bool inTransaction() const override { return beginsLater_ || transaction_.has_value(); }
+
+    /// What is wrong with the table's file, as `check` tells it: the first finding, and how many more there
+    /// are. Empty when it is sound. Looked at once for each table, before the session's first change of it.
+    const std::string& damageOf(const std::string& table);
+    /// The same for a person who only looks; empty when it is sound.
+    std::string damageWarning(const std::string& table);
 
     // What the open transaction made, changed or dropped counts.
     std::vector<std::string> tables() const;
@@ -55,22 +84,28 @@ public:
     /// Sends the text as it stands, a query if it begins with SELECT. Throws: as run.
     ResultSet runRaw(const std::string& statement);
 
-    void begin();
-    void commit();
-    void rollback();
+    std::vector<std::vector<Cell>> cells(const EngineStatement& query) override;
+    void requireChangeable(const std::string& table) override;
+    void change(const EngineStatement& statement) override;
+    std::int64_t lastInsertedRowId() override { return database_.getLastInsertRowid(); }
+
+    void begin() override;
+    void commit() override;
+    void rollback() override;
 
 private:
     void open(const std::string& base);
     template <typename Action>
     auto reporting(Action action);
     ResultSet query(const EngineStatement& statement);
-    void change(const EngineStatement& statement);
     void requireChangesAllowed() const;
     std::string workingCopyOf(const std::string& table) const;
     void endTransaction(bool (Core::Database::Transaction::*end)(), const char* failure);
 
     LogListener log_;
     Access access_;
+    Damage damage_ = Damage::kAccepted;
+    PathArgument path_;
     std::optional<ReadOnlyCopy> copy_;
     std::optional<DirectoryUse> use_;  // of a database that may be changed
     std::string namedDirectory_;
@@ -81,6 +116,8 @@ private:
     // Of the open transaction: the tables that it may keep in working copies, and those that it dropped.
     std::set<std::string> touched_;
     std::set<std::string> dropped_;
+    bool beginsLater_ = false;  // a transaction was begun before there was a database
+    std::map<std::string, std::string> damages_;
 };
 
 }  // namespace Kalt::Vemo::Tool

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -33,8 +35,11 @@ constexpr std::string_view kHelp = R"(.help           this list
 .timer on|off   print how long each statement takes
 .wide on|off    print cells whole that do not fit into the terminal
 Statements end with ";". BEGIN; COMMIT; ROLLBACK; drive a transaction.
-Control-C abandons a statement; a second time it leaves.
+help, quit and exit need no dot. Control-C abandons a statement; a second time it leaves.
 )";
+
+// What people type who do not know of the dot yet.
+constexpr std::array<const char*, 3> kDotless{"exit", "help", "quit"};
 
 std::vector<std::string> wordsOf(const std::string& line) {
     std::istringstream stream(line);
@@ -50,6 +55,18 @@ std::string withoutBlanksAtStart(const std::string& text) {
     return first == std::string::npos ? "" : text.substr(first);
 }
 
+// A dot command for one of its words that stands alone, in any case, also with a ";".
+std::string withDot(const std::string& line) {
+    std::string word;
+    for (const char c : line) {
+        word += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    }
+    word = withoutBlanksAtStart(word);
+    word.erase(word.find_last_not_of("; \t\r\n") + 1);
+    const bool isKnown = std::find(kDotless.begin(), kDotless.end(), word) != kDotless.end();
+    return isKnown ? "." + word : line;
+}
+
 bool isOn(const std::string& command, const std::string& word) {
     if (word != "on" && word != "off") {
         throw Failure(command + " takes on or off");
@@ -59,6 +76,16 @@ bool isOn(const std::string& command, const std::string& word) {
 
 }  // namespace
 
+void Shell::reportError(const std::string& mark, const std::exception& error) {
+    failed_ = true;
+    requireWritten(std::cout);
+    printWarnings();
+    std::istringstream lines(error.what());
+    for (std::string line; std::getline(lines, line);) {
+        std::cerr << mark << Colours(STDERR_FILENO).error("error:") << ' ' << printable(line) << '\n';
+    }
+}
+
 // Runs `action`, and prints what goes wrong with it behind the mark.
 void Shell::guarded(const std::string& mark, const std::string& text,
                     void (Shell::*action)(const std::string&)) {
@@ -66,12 +93,12 @@ void Shell::guarded(const std::string& mark, const std::string& text,
     try {
         (this->*action)(text);
     } catch (const Failure& error) {
-        failed_ = true;
-        requireWritten(std::cout);
-        std::istringstream lines(error.what());
-        for (std::string line; std::getline(lines, line);) {
-            std::cerr << mark << Colours(STDERR_FILENO).error("error:") << ' ' << printable(line) << '\n';
+        reportError(mark, error);
+    } catch (const NoDatabase& error) {
+        if (!options_.goesOn) {
+            throw;
         }
+        reportError(mark, error);
     }
     requireWritten(std::cout);
     if (timer_) {
@@ -103,8 +130,9 @@ void Shell::runStream(std::istream& input, const std::string& name) {
 void Shell::takeLine(const std::string& line, const std::string& mark) {
     if (isBlankSoFar_) {
         pendingMark_ = mark;
-        if (line.rfind('.', 0) == 0) {
-            guarded(mark, line, &Shell::runDotCommand);
+        const std::string command = withDot(line);
+        if (command.rfind('.', 0) == 0) {
+            guarded(mark, command, &Shell::runDotCommand);
             return;
         }
     }
@@ -139,28 +167,40 @@ void Shell::abandonStatement() {
     isBlankSoFar_ = true;
 }
 
+void Shell::printWarnings() {
+    for (const std::string& warning : connection_.takeWarnings()) {
+        std::cerr << "warning: " << printable(warning) << '\n';
+    }
+}
+
+// Runs what is not for SQLite when statements are sent as they stand.
+bool Shell::runRaw(const std::string& text) {
+    const std::vector<std::string> words = leadingWords(text, 1);
+    const std::string word = words.empty() ? "" : words.front();
+    // Transactions are no statements of the engine.
+    if (word == "BEGIN" || word == "COMMIT" || word == "ROLLBACK") {
+        return false;
+    }
+    session_.requireOpen(word == "CREATE");
+    const ResultSet result = session_.runRaw(withoutBlanksAtStart(text));
+    connection_.forget();
+    if (!result.columns.empty()) {
+        options_.view.show(result, options_.mode);
+    }
+    return true;
+}
+
 void Shell::runStatement(const std::string& text) {
-    if (isBlankStatement(text)) {
+    if (isBlankStatement(text) || (options_.raw && runRaw(text))) {
         return;
     }
-    const StatementRewriter rewriter([this](const std::string& table) { return session_.schemaOf(table); },
-                                     [this](const std::string& table) { return session_.exists(table); });
-    if (options_.raw) {
-        std::string word = withoutBlanksAtStart(text);
-        word = upperCase(word.substr(0, word.find_first_of(" \t\r\n;")));
-        // Transactions are no statements of the engine.
-        if (word != "BEGIN" && word != "COMMIT" && word != "ROLLBACK") {
-            const ResultSet result = session_.runRaw(withoutBlanksAtStart(text));
-            if (!result.columns.empty()) {
-                options_.view.show(result, options_.mode);
-            }
-            return;
-        }
-    }
-    const EngineStatement statement = rewriter.rewrite(text);
-    const ResultSet result = session_.run(statement);
-    if (statement.kind == EngineStatement::Kind::kQuery) {
-        options_.view.show(result, options_.mode);
+    const StatementOutcome outcome = connection_.run(text);
+    printWarnings();
+    if (outcome.isQuery) {
+        options_.view.show(outcome.result, options_.mode);
+    } else if (!outcome.changes.empty() && (options_.goesOn || !outcome.isInsert)) {
+        // Not between the rows that another program reads.
+        std::cerr << outcome.changes << '\n';
     }
 }
 
@@ -195,6 +235,7 @@ void Shell::runDotCommand(const std::string& line) {
     } else if (words.size() == 1 && words[0] == ".help") {
         std::cout << kHelp;
     } else if (words.size() == 1 && words[0] == ".tables") {
+        session_.requireOpen();
         for (const std::string& table : session_.tables()) {
             std::cout << table << '\n';
         }
@@ -245,6 +286,7 @@ void Shell::setLog(const std::string& name) {
 }
 
 void Shell::printSchema(const std::string& table) {
+    session_.requireOpen();
     std::cout << session_.createStatements(table);
 }
 

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <cstddef>
+#include <exception>
 #include <istream>
 #include <string>
 
 #include "rows/RowWriter.h"
 #include "shell/ResultView.h"
 #include "shell/Session.h"
+#include "shell/SqlConnection.h"
 
 namespace Kalt::Vemo::Tool {
 
@@ -21,7 +23,7 @@ public:
         ResultView view{false, CellWidth::kFitting};
     };
 
-    Shell(Session& session, Options options) : session_(session), options_(options) {}
+    Shell(Session& session, Options options) : session_(session), connection_(session), options_(options) {}
 
     /// Runs one text: with `raw` a single statement, otherwise as many as it holds.
     void runText(const std::string& text);
@@ -41,7 +43,7 @@ public:
     /// Forgets the statement that has begun.
     void abandonStatement();
 
-    /// Whether no more is to be run: after .quit, and after a failure unless the shell goes on.
+    /// Whether no more is to be run: after quit, and after a failure unless the shell goes on.
     bool isOver() const { return quit_ || (failed_ && !options_.goesOn); }
 
     bool hasFailed() const { return failed_; }
@@ -49,6 +51,9 @@ public:
 
 private:
     void runStatement(const std::string& text);
+    bool runRaw(const std::string& text);
+    void printWarnings();
+    void reportError(const std::string& mark, const std::exception& error);
     void runDotCommand(const std::string& line);
     void readFile(const std::string& name);
     void setMode(const std::string& name);
@@ -60,6 +65,7 @@ private:
     void guarded(const std::string& mark, const std::string& text, void (Shell::*action)(const std::string&));
 
     Session& session_;
+    SqlConnection connection_;
     Options options_;
     std::string pending_;      // the statement that has begun
     std::string pendingMark_;  // where it begins

@@ -47,10 +47,7 @@ Failure refusal(const Column& column, const Literal& literal, const std::string&
 }
 
 std::string storedInteger(const Column& column, const Literal& literal) {
-    if (const auto number = wholeTextAs<std::int64_t>(literal.text)) {
-        return std::to_string(static_cast<std::uint64_t>(*number));
-    }
-    if (const auto number = wholeTextAs<std::uint64_t>(literal.text)) {
+    if (const auto number = wholeNumber(literal.text)) {
         return std::to_string(*number);
     }
     throw refusal(column, literal, "a whole number of 64 bits");
@@ -65,9 +62,8 @@ std::string storedReal(const Column& column, const Literal& literal) {
     return single == 0 ? "0" : sixDigits(single);
 }
 
-}  // namespace
-
-std::string comparedLiteral(const Column& column, const Literal& literal) {
+// What stands for the value, whether or not it fits into a file.
+std::string typedForm(const Column& column, const Literal& literal) {
     if (literal.kind == Literal::Kind::kNull) {
         return kNullWord;
     }
@@ -84,6 +80,28 @@ std::string comparedLiteral(const Column& column, const Literal& literal) {
     throw Failure("the type of column " + printable(column.name) + " is not known; run filedb check");
 }
 
+}  // namespace
+
+std::optional<std::uint64_t> wholeNumber(const std::string& text) {
+    if (const auto number = wholeTextAs<std::int64_t>(text)) {
+        return static_cast<std::uint64_t>(*number);
+    }
+    return wholeTextAs<std::uint64_t>(text);
+}
+
+std::optional<double> realNumber(const std::string& text) {
+    if (text == "inf" || text == "-inf") {  // what a number beyond the type's range is stored as
+        return text == "inf" ? std::numeric_limits<double>::infinity()
+                             : -std::numeric_limits<double>::infinity();
+    }
+    return wholeTextAs<double>(text);
+}
+
+std::string shortestDigits(double number) {
+    std::array<char, 32> digits{};
+    return {digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr};
+}
+
 std::string storedLiteral(const Column& column, const Literal& literal) {
     const std::array<std::pair<char, const char*>, 3> impossible{
         {{FIELD_SEPARATOR, "\"~\""}, {'\n', "a line feed"}, {'\0', "a NUL byte"}}};
@@ -96,7 +114,7 @@ std::string storedLiteral(const Column& column, const Literal& literal) {
     if (literal.kind == Literal::Kind::kNull && column.notNull) {
         throw Failure("column " + column.name + " must not be NULL");
     }
-    return comparedLiteral(column, literal);
+    return typedForm(column, literal);
 }
 
 Value boundForm(const Column& column, const std::string& stored) {

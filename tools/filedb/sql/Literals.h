@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -30,14 +31,19 @@ struct Literal {
 /// file cannot hold ("~", a line feed, a NUL byte).
 std::string storedLiteral(const Column& column, const Literal& literal);
 
-/// The same for a value to be compared with, which need not fit into a file.
-std::string comparedLiteral(const Column& column, const Literal& literal);
-
 /// What binds a stored form to a "?" in a list of values. Throws: std::invalid_argument.
 Core::Database::Value boundForm(const Column& column, const std::string& stored);
 
 /// The value that a stored cell shows: INTEGER is signed.
 std::string shownValue(const Column& column, const std::string& cell);
+
+/// A whole text as a number: INTEGER, signed or unsigned, in its 64 bits; REAL, also an infinite one. Nothing
+/// for any other text.
+std::optional<std::uint64_t> wholeNumber(const std::string& text);
+std::optional<double> realNumber(const std::string& text);
+
+/// The fewest digits that read back as the same number, without a point where none is needed.
+std::string shortestDigits(double number);
 
 /// Whether a cell of the column can stand as a number in JSON or SQL text.
 bool isShownAsNumber(const Column& column, const std::string& shown);

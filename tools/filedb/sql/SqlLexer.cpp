@@ -41,6 +41,10 @@ std::size_t skippedLength(std::string_view text) {
 // inside.
 std::size_t quotedLength(std::string_view text) {
     const char quote = text.front();
+    if (quote == '[') {
+        const std::size_t end = text.find(']');
+        return end == std::string_view::npos ? end : end + 1;
+    }
     for (std::size_t i = 1; i < text.size(); ++i) {
         if (text[i] == quote) {
             if (i + 1 == text.size() || text[i + 1] != quote) {
@@ -53,7 +57,7 @@ std::size_t quotedLength(std::string_view text) {
 }
 
 bool isQuote(char c) {
-    return c == '\'' || c == '"';
+    return c == '\'' || c == '"' || c == '`' || c == '[';
 }
 
 std::size_t numberLength(std::string_view text) {
@@ -167,6 +171,21 @@ std::vector<SqlToken> lexStatement(std::string_view statement) {
     }
     tokens.emplace_back();
     return tokens;
+}
+
+std::vector<std::string> leadingWords(std::string_view statement, std::size_t count) {
+    std::vector<std::string> words;
+    while (!statement.empty() && words.size() < count) {
+        if (const std::size_t skipped = skippedLength(statement)) {
+            statement.remove_prefix(skipped);
+            continue;
+        }
+        if (!isNameStart(statement.front())) {
+            break;
+        }
+        words.push_back(upperCase(takeFrom(statement, SqlToken::Kind::kWord, nameLength(statement)).text));
+    }
+    return words;
 }
 
 std::size_t endOfStatement(std::string_view text) {

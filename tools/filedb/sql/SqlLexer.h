@@ -34,6 +34,9 @@ std::string upperCase(std::string text);
 /// Throws: Failure for a text or comment that is not closed, and for what no statement has.
 std::vector<SqlToken> lexStatement(std::string_view statement);
 
+/// The first words of a statement, in upper case: at most `count`, fewer when something else comes before.
+std::vector<std::string> leadingWords(std::string_view statement, std::size_t count);
+
 /// Position behind the ";" that ends the first statement of `text`, npos when none does.
 std::size_t endOfStatement(std::string_view text);
 

@@ -1,6 +1,7 @@
 #include "transfer/SoundTable.h"
 
 #include "TableFormat.h"
+#include "check/FindingsReport.h"
 #include "check/TableExamination.h"
 #include "console/Printable.h"
 #include "files/RawFile.h"
@@ -28,6 +29,12 @@ std::optional<Unsoundness> unsoundnessOf(const std::string& directory, const Sto
                            ", which may hold newer rows; filedb repair settles that"};
     }
     return std::nullopt;
+}
+
+std::string damageWarning(const std::string& directory, const StoredTable& table) {
+    const std::string& name = table.schema().name;
+    const TableExamination examination(directory + "/" + name + kTableSuffix, table.text());
+    return warningOf(name, summaryOf(examination.findings()));
 }
 
 }  // namespace Kalt::Vemo::Tool

@@ -19,4 +19,7 @@ struct Unsoundness {
 /// @return why not; nothing when it may
 std::optional<Unsoundness> unsoundnessOf(const std::string& directory, const StoredTable& table);
 
+/// What to tell who reads the table of the named directory; empty when its file is sound.
+std::string damageWarning(const std::string& directory, const StoredTable& table);
+
 }  // namespace Kalt::Vemo::Tool
