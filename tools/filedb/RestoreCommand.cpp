@@ -74,9 +74,10 @@ void addRestoreCommand(CLI::App& app, int& status) {
     command->add_option("ASIDE", options->source, "The directory with what the repair has set aside")
         ->required();
     command->add_flag("--dry-run", options->dryRun, "print the actions and do none of them");
-    command->add_option(
-        "--aside", options->aside,
-        "The directory in which PATH_filedb.restore-N is made, instead of beside the database");
+    command
+        ->add_option("--aside", options->aside,
+                     "The directory in which PATH_filedb.restore-N is made, instead of beside the database")
+        ->type_name("DIR");
     command->footer(kFooter);
     command->callback(
         [options, &status] { status = runCommand("restore", [&] { return restore(*options); }); });
