@@ -269,8 +269,8 @@ private:
     // copy-over is finished; a table that was finished otherwise (dropped, a broken definition, no regular
     // file) is set aside whole, and where a decision is left nothing changes. A row is readable when the
     // engine reads its line whole (up to 1023 bytes without a NUL; of a last one without a line feed
-    // nothing may be missing), with a field for each column, and with values that mean something in their columns.
-    // Of rows with the same row id or key the first is readable.
+    // nothing may be missing), with a field for each column, and with values that mean something in their
+    // columns. Of rows with the same row id or key the first is readable.
     //
     // Each readable row is in the table after the repair, with the same values. Each other line is among the
     // rejected ones, with its number, byte for byte. The table holds nothing else.

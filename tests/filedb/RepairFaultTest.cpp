@@ -210,6 +210,17 @@ TEST_F(RepairFaultTest, KeepsWhatItSetsAsideOnAnotherFileSystem) {
     EXPECT_EQ(0, check().status);
 }
 
+TEST_F(RepairFaultTest, SetsNothingAsideInTheDatabaseItself) {
+    plant({{"master_rollback", "0\n"}, {"README", "hello"}});
+    const Files before = database();
+    const ProgramResult result = repair({"--aside", "./db_filedb/"});
+    EXPECT_EQ(
+        "filedb repair: ./db_filedb/ is the database itself; name another directory for what is set aside\n",
+        result.err);
+    EXPECT_EQ(2, result.status);
+    EXPECT_EQ(before, database());
+}
+
 TEST_F(RepairFaultTest, MendsADatabaseThatIsAMountPoint) {
     const MountedMemory disk(root() + "/db_filedb", "1m");
     if (!disk.isMounted()) {

@@ -194,9 +194,11 @@ void DirectoryRestore::restoreTable(const std::string& table, const std::string&
 
 void DirectoryRestore::replace(const std::string& table, const std::string& text) {
     const std::string name = table + kTableSuffix;
+    const bool isThere = liveText(table).has_value();
+    hasReplaced_ = hasReplaced_ || isThere;
     if (use_) {
         use_->lockNew();
-        if (liveText(table)) {
+        if (isThere) {
             aside_.keep(name);
         }
         DurableFiles::replace(directory_, name, text);
@@ -304,7 +306,7 @@ void DirectoryRestore::conclude() {
         return;
     }
     out_ << counted(tableCount_, "table") << ", " << counted(rowCount_, "row") << " taken back";
-    if (!texts_.empty()) {
+    if (hasReplaced_) {
         out_ << (use_ ? ", what was replaced is kept in " : ", what is replaced would be kept in ")
              << printable(aside_.path());
     }
