@@ -74,8 +74,12 @@ TEST_F(RestoreTest, TellsWhichLinesItDidNotTakeAndWhy) {
     EXPECT_EQ(kAside +
                   "t.rejects:3: not taken: the line does not begin with a number and a tabulator; add "
                   "them there\n" +
-                  kAside + "t.rejects:6: not taken: the line has no line feed; add it there\n" + kAside +
-                  "t.rejects:2: not taken: too few fields: 1 for 3 columns; correct it there\n" + kAside +
+                  kAside +
+                  "t.rejects:6: not taken: the line has no line feed, so its end may be missing; complete it "
+                  "there and "
+                  "add the line feed\n" +
+                  kAside + "t.rejects:2: not taken: too few fields: 1 for 3 columns; correct it there\n" +
+                  kAside +
                   "t.rejects:4: not taken: primary key (id = \"1\") repeats that of line 4; correct it "
                   "there\n" +
                   kAside + "t.rejects:1: taken back\n" + kAside +
@@ -90,6 +94,16 @@ TEST_F(RestoreTest, TellsWhichLinesItDidNotTakeAndWhy) {
     EXPECT_EQ(1, again.status);
     EXPECT_THAT(again.out, ::testing::EndsWith("0 tables, 0 rows taken back; 4 not taken, see above\n"));
     EXPECT_EQ(0, check().status);
+}
+
+TEST_F(RestoreTest, TakesNoLineThatMayHaveBeenCutBeforeAPersonHasCompletedIt) {
+    ASSERT_NO_FATAL_FAILURE(plantAndRepair({{"t.table", kNote + "'a'~1\n'b'~3"}}, 3));
+    ASSERT_EQ("5\t'b'~3", readFile(root() + "/" + kAside + "t.rejects"));
+    EXPECT_EQ(1, restore().status);
+    EXPECT_EQ(kNote + "'a'~1\n", table());
+    correct("t.rejects", "5\t'b'~30\n");
+    EXPECT_EQ(0, restore().status);
+    EXPECT_EQ(kNote + "'a'~1\n'b'~30\n", table());
 }
 
 TEST_F(RestoreTest, TakesBackATableWithACorrectedDefinition) {

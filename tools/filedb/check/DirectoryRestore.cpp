@@ -219,7 +219,9 @@ std::vector<DirectoryRestore::Candidate> DirectoryRestore::candidatesIn(const st
             tabulator != std::string_view::npos && tabulator > 0 &&
             line.text.substr(0, tabulator).find_first_not_of("0123456789") == std::string_view::npos;
         if (!line.hasLineFeed) {
-            refuse(lineOf(source_ + "/" + name, line.number), "the line has no line feed; add it there");
+            refuse(lineOf(source_ + "/" + name, line.number),
+                   "the line has no line feed, so its end may be missing; complete it there and add the line "
+                   "feed");
         } else if (!hasNumber) {
             refuse(lineOf(source_ + "/" + name, line.number),
                    "the line does not begin with a number and a tabulator; add them there");
