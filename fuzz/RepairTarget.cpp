@@ -12,6 +12,7 @@
 // - No readable row is gone, see requireRows.
 // - The directory is sound, unless a decision is left to a person; a second repair has nothing to do; and the
 //   engine opens what is sound, changes nothing and reads every row.
+// - A restore of what was set aside leaves the directory sound, and every row in it.
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -35,6 +36,7 @@
 #include "TableFormat.h"
 #include "check/DirectoryExamination.h"
 #include "check/DirectoryRepair.h"
+#include "check/DirectoryRestore.h"
 #include "check/FindingsReport.h"
 #include "check/TableLines.h"
 #include "check/ValueForm.h"
@@ -63,6 +65,7 @@ using Core::Database::Filedb::kNotNullFlag;
 using Core::Database::Filedb::Synchronous;
 using Tool::DirectoryExamination;
 using Tool::DirectoryRepair;
+using Tool::DirectoryRestore;
 using Tool::TableLine;
 
 constexpr const char* kTableSuffix = ".table";
@@ -230,6 +233,9 @@ public:
         }
         requireSound();
         requireNothingLeftToDo();
+        if (!leavesDecision_ && std::filesystem::exists(asidePath(1))) {
+            requireHarmlessRestore();
+        }
     }
 
 private:
@@ -269,8 +275,8 @@ private:
     // copy-over is finished; a table that was finished otherwise (dropped, a broken definition, no regular
     // file) is set aside whole, and where a decision is left nothing changes. A row is readable when the
     // engine reads its line whole (up to 1023 bytes without a NUL; of a last one without a line feed
-    // nothing may be missing), with a field for each column, and with values that mean something in their columns.
-    // Of rows with the same row id or key the first is readable.
+    // nothing may be missing), with a field for each column, and with values that mean something in their
+    // columns. Of rows with the same row id or key the first is readable.
     //
     // Each readable row is in the table after the repair, with the same values. Each other line is among the
     // rejected ones, with its number, byte for byte. The table holds nothing else.
@@ -299,7 +305,8 @@ private:
         for (const TableLine& line : lines) {
             const std::string stored = rows.storedLine(line);
             if (stored.empty()) {
-                rejected += std::to_string(line.number) + '\t' + std::string(line.text) + '\n';
+                rejected += std::to_string(line.number) + '\t' + std::string(line.text) +
+                            (line.hasLineFeed ? "\n" : "");
             } else {
                 expected.insert(stored);
             }
@@ -348,6 +355,32 @@ private:
             std::filesystem::exists(asidePath(2)) || (!leftDecision && done != "nothing to repair\n")) {
             fail("a second repair does something, too: " + shown(done));
         }
+    }
+
+    // Without a person's corrections a restore brings little back, and costs nothing.
+    void requireHarmlessRestore() const {
+        std::ostringstream out;
+        DirectoryRestore(directory_, asidePath(1), false, out, "").run();
+        const DirectoryExamination examination(Tool::Snapshot::ofLocked(directory_));
+        if (!examination.findings().empty()) {
+            std::ostringstream findings;
+            printFindings(findings, directory_, examination.findings());
+            fail("after the restore " + shown(out.str()) + " a check tells " + shown(findings.str()));
+        }
+        const Files restored = entriesOf(directory_);
+        for (const auto& [name, content] : after_) {
+            const auto now = restored.find(name);
+            const std::multiset<Fields> rows = rowsOf(content);
+            const std::multiset<Fields> kept = rowsOf(now == restored.end() ? "" : now->second);
+            if (!std::includes(kept.begin(), kept.end(), rows.begin(), rows.end())) {
+                fail("the restore " + shown(out.str()) + " has cost rows of " + name);
+            }
+        }
+    }
+
+    static std::multiset<Fields> rowsOf(const std::string& text) {
+        const std::vector<Fields> lines = plainLines(text);
+        return {lines.begin(), lines.end()};
     }
 
     const std::string base_;

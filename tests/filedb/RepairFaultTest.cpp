@@ -210,6 +210,32 @@ TEST_F(RepairFaultTest, KeepsWhatItSetsAsideOnAnotherFileSystem) {
     EXPECT_EQ(0, check().status);
 }
 
+TEST_F(RepairFaultTest, NeedsNoRoomForAnOriginalBesideTheDatabase) {
+    plant({{"master_rollback", "0\n\x01~t\n"}, {"t.table", kNote + "x\n"}});
+    const auto nodeOf = [](const std::string& file) {
+        struct stat status {};
+        EXPECT_EQ(0, stat(file.c_str(), &status)) << file;
+        return status.st_ino;
+    };
+    const ino_t table = nodeOf(path("t.table"));
+    const ino_t journal = nodeOf(path("master_rollback"));
+    EXPECT_EQ(3, repair().status);
+    EXPECT_EQ(table, nodeOf(root() + "/db_filedb.repair-1/t.table"));
+    EXPECT_EQ(journal, nodeOf(root() + "/db_filedb.repair-1/master_rollback"));
+    EXPECT_EQ(std::vector<std::string>(), sharedFiles());
+}
+
+TEST_F(RepairFaultTest, SetsNothingAsideInTheDatabaseItself) {
+    plant({{"master_rollback", "0\n"}, {"README", "hello"}});
+    const Files before = database();
+    const ProgramResult result = repair({"--aside", "./db_filedb/"});
+    EXPECT_EQ(
+        "filedb repair: ./db_filedb/ is the database itself; name another directory for what is set aside\n",
+        result.err);
+    EXPECT_EQ(2, result.status);
+    EXPECT_EQ(before, database());
+}
+
 TEST_F(RepairFaultTest, MendsADatabaseThatIsAMountPoint) {
     const MountedMemory disk(root() + "/db_filedb", "1m");
     if (!disk.isMounted()) {

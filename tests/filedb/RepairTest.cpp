@@ -384,7 +384,7 @@ TEST_F(RepairTest, RejectsAnIncompleteLastLine) {
                   at("t.table:5", "rejected: too few fields: 2 for 3 columns") +
                       at("t.table", "rewritten: 1 record kept, 1 rejected") + done(1, 1),
                   {{"t.table", kItem + "1~'a'~2\n"}},
-                  {{"t.table", kItem + "1~'a'~2\n2~'b"}, {"t.rejects", "5\t2~'b\n"}}});
+                  {{"t.table", kItem + "1~'a'~2\n2~'b"}, {"t.rejects", "5\t2~'b"}}});
 }
 
 TEST_F(RepairTest, SetsATableWithABrokenDefinitionAside) {
@@ -474,7 +474,7 @@ std::vector<Damage> interruptedCopyOvers() {
          {{"master_rollback", journal},
           {"t.table", oldText},
           {"t.backup", newText + "'b'~2"},
-          {"t.rejects", "5\t'b'~2\n"}}},
+          {"t.rejects", "5\t'b'~2"}}},
         {"a working copy that lacks only its last line feed, of a table that is written already",
          {{"master_rollback", journal},
           {"t.table", newText},
@@ -598,7 +598,7 @@ TEST_F(RepairTest, SetsAsideAWorkingCopyThatNoJournalLineNamesAndThatHasNothingT
              at("t.table", "rewritten: 1 record kept, 1 rejected") +
              at("t.backup", kNothingToTake + "its last line has no line feed") + done(2, 1),
          {{"t.table", text}},
-         {{"t.table", text + "'b'~"}, {"t.backup", kNote + "'"}, {"t.rejects", "5\t'b'~\n"}}},
+         {{"t.table", text + "'b'~"}, {"t.backup", kNote + "'"}, {"t.rejects", "5\t'b'~"}}},
         {"it is not whole, and there is no table",
          {{"t.backup", ""}},
          at("t.backup",
@@ -919,8 +919,7 @@ TEST_F(RepairTest, SurvivesGarbage) {
                      {"master_rollback", "0\n"},
                      {"tildes.table", kNote}}),
               database());
-    EXPECT_EQ("4\t" + std::string(3000000, 'x') + "\n",
-              readFile(root() + "/db_filedb.repair-1/huge.rejects"));
+    EXPECT_EQ("4\t" + std::string(3000000, 'x'), readFile(root() + "/db_filedb.repair-1/huge.rejects"));
     EXPECT_EQ(0, check().status);
 }
 

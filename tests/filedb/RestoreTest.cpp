@@ -19,10 +19,6 @@ const std::string kItem = "id~name~price\n257~260~2\nid\n";
 const std::string kAside = "db_filedb.repair-1/";
 const std::string kNothing = "nothing to take back\n";
 
-std::string backAndKept(const std::string& what) {
-    return what + " taken back, what was replaced is kept in db_filedb.restore-1\n";
-}
-
 class RestoreTest : public PlantedDirectoryTest {
 protected:
     void plantAndRepair(const Files& files, int status) {
@@ -78,8 +74,12 @@ TEST_F(RestoreTest, TellsWhichLinesItDidNotTakeAndWhy) {
     EXPECT_EQ(kAside +
                   "t.rejects:3: not taken: the line does not begin with a number and a tabulator; add "
                   "them there\n" +
-                  kAside + "t.rejects:6: not taken: the line has no line feed; add it there\n" + kAside +
-                  "t.rejects:2: not taken: too few fields: 1 for 3 columns; correct it there\n" + kAside +
+                  kAside +
+                  "t.rejects:6: not taken: the line has no line feed, so its end may be missing; complete it "
+                  "there and "
+                  "add the line feed\n" +
+                  kAside + "t.rejects:2: not taken: too few fields: 1 for 3 columns; correct it there\n" +
+                  kAside +
                   "t.rejects:4: not taken: primary key (id = \"1\") repeats that of line 4; correct it "
                   "there\n" +
                   kAside + "t.rejects:1: taken back\n" + kAside +
@@ -96,6 +96,16 @@ TEST_F(RestoreTest, TellsWhichLinesItDidNotTakeAndWhy) {
     EXPECT_EQ(0, check().status);
 }
 
+TEST_F(RestoreTest, TakesNoLineThatMayHaveBeenCutBeforeAPersonHasCompletedIt) {
+    ASSERT_NO_FATAL_FAILURE(plantAndRepair({{"t.table", kNote + "'a'~1\n'b'~3"}}, 3));
+    ASSERT_EQ("5\t'b'~3", readFile(root() + "/" + kAside + "t.rejects"));
+    EXPECT_EQ(1, restore().status);
+    EXPECT_EQ(kNote + "'a'~1\n", table());
+    correct("t.rejects", "5\t'b'~30\n");
+    EXPECT_EQ(0, restore().status);
+    EXPECT_EQ(kNote + "'a'~1\n'b'~30\n", table());
+}
+
 TEST_F(RestoreTest, TakesBackATableWithACorrectedDefinition) {
     const std::string broken = "text~ROWID\n9~1\n\n'a'~1\n";
     ASSERT_NO_FATAL_FAILURE(plantAndRepair({{"t.table", broken}}, 3));
@@ -110,7 +120,7 @@ TEST_F(RestoreTest, TakesBackATableWithACorrectedDefinition) {
 
     correct("t.table", kNote + "'a'~1\n");
     const ProgramResult result = restore();
-    EXPECT_EQ("db_filedb/t.table: taken back: 1 record\n" + backAndKept("1 table, 0 rows"), result.out);
+    EXPECT_EQ("db_filedb/t.table: taken back: 1 record\n1 table, 0 rows taken back\n", result.out);
     EXPECT_EQ(0, result.status);
     EXPECT_EQ(kNote + "'a'~1\n", table());
     EXPECT_EQ(std::vector<std::string>(), sharedFiles());
@@ -121,7 +131,12 @@ TEST_F(RestoreTest, ReplacesATableThatLosesNothingByItAndKeepsThat) {
     ASSERT_NO_FATAL_FAILURE(plantAndRepair({{"t.table", "text~ROWID\n9~1\n\n'a'~1\n"}}, 3));
     correct("t.table", kNote + "'a'~1\n");
     plant("t.table", kNote);  // the program has made it anew
-    EXPECT_EQ(0, restore().status);
+    const ProgramResult result = restore();
+    EXPECT_EQ(
+        "db_filedb/t.table: taken back: 1 record\n"
+        "1 table, 0 rows taken back, what was replaced is kept in db_filedb.restore-1\n",
+        result.out);
+    EXPECT_EQ(0, result.status);
     EXPECT_EQ(kNote + "'a'~1\n", table());
     EXPECT_EQ((Files{{"t.table", kNote}}), filesIn("db_filedb.restore-1"));
 }

@@ -9,7 +9,7 @@ namespace Kalt::Vemo::Tool {
 /// What the program's exit status says.
 enum ExitStatus : int {
     kDone = 0,
-    kFailed = 1,  ///< a statement failed, an operation was refused, or a check has findings
+    kFailed = 1,   ///< a statement failed, an operation was refused, or a check has findings
     kTrouble = 2,  ///< wrong usage, or something could not be read or written
     kRemoved = 3   ///< a repair has set aside a table, or rows, that were in the database
 };

@@ -15,8 +15,8 @@ namespace {
 
 constexpr const char* kFooter =
     R"(ASIDE is the directory PATH_filedb.repair-N that a repair has named. Correct there what the repair could not:
-the lines of TABLE.rejects, each behind its number and a tabulator, or a table that was set aside whole. Then
-restore takes back
+the lines of TABLE.rejects, each behind its number and a tabulator, or a table that was set aside whole. A line
+that may have been cut has no line feed there; add it when the line is complete. Then restore takes back
 
   - each line with which its table is still sound,
   - each table that is sound, unless the database has a table of that name with records that it lacks,
@@ -74,9 +74,10 @@ void addRestoreCommand(CLI::App& app, int& status) {
     command->add_option("ASIDE", options->source, "The directory with what the repair has set aside")
         ->required();
     command->add_flag("--dry-run", options->dryRun, "print the actions and do none of them");
-    command->add_option(
-        "--aside", options->aside,
-        "The directory in which PATH_filedb.restore-N is made, instead of beside the database");
+    command
+        ->add_option("--aside", options->aside,
+                     "The directory in which PATH_filedb.restore-N is made, instead of beside the database")
+        ->type_name("DIR");
     command->footer(kFooter);
     command->callback(
         [options, &status] { status = runCommand("restore", [&] { return restore(*options); }); });

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "TableFormat.h"
+#include "console/ExitStatus.h"
 #include "files/DurableFiles.h"
 
 namespace Kalt::Vemo::Tool {
@@ -43,7 +44,12 @@ std::string baseOf(const std::string& database, const std::string& kind, const s
 
 AsideDirectory::AsideDirectory(const std::string& database, const std::string& kind,
                                const std::string& parent)
-    : database_(database), parent_(parent), base_(baseOf(database, kind, parent)), path_(nextPath()) {}
+    : database_(database), parent_(parent), base_(baseOf(database, kind, parent)), path_(nextPath()) {
+    std::error_code ignored;
+    if (!parent.empty() && std::filesystem::equivalent(parent, database, ignored)) {
+        throw Trouble(parent + " is the database itself; name another directory for what is set aside");
+    }
+}
 
 std::string AsideDirectory::nextPath() {
     std::string path;

@@ -20,6 +20,7 @@ class AsideDirectory {
 public:
     /// @param kind   what stands before the number: ".repair-"
     /// @param parent where to make it, made as well when it is missing; empty for beside the database
+    /// Throws: Trouble when that is the database itself.
     AsideDirectory(const std::string& database, const std::string& kind, const std::string& parent);
 
     /// The directory's path; that of the one to be made as long as it is empty.

@@ -19,11 +19,12 @@ namespace {
 
 constexpr const char* kKeptSuffix = ".kept";
 
-// One line a rejected line: its number in the original, a tabulator, and its bytes.
+// One line a rejected line: its number in the original, a tabulator, and its bytes. A last line that may have
+// been cut has no line feed here either, so that nobody takes it for a whole one.
 std::string rejectsText(const TableExamination& content) {
     std::string text;
     for (const TableExamination::Reject& reject : content.rejects()) {
-        text += std::to_string(reject.line) + "\t" + reject.text + "\n";
+        text += std::to_string(reject.line) + "\t" + reject.text + (reject.hasLineFeed ? "\n" : "");
     }
     return text;
 }

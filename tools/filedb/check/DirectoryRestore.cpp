@@ -194,9 +194,11 @@ void DirectoryRestore::restoreTable(const std::string& table, const std::string&
 
 void DirectoryRestore::replace(const std::string& table, const std::string& text) {
     const std::string name = table + kTableSuffix;
+    const bool isThere = liveText(table).has_value();
+    hasReplaced_ = hasReplaced_ || isThere;
     if (use_) {
         use_->lockNew();
-        if (liveText(table)) {
+        if (isThere) {
             aside_.keep(name);
         }
         DurableFiles::replace(directory_, name, text);
@@ -217,7 +219,9 @@ std::vector<DirectoryRestore::Candidate> DirectoryRestore::candidatesIn(const st
             tabulator != std::string_view::npos && tabulator > 0 &&
             line.text.substr(0, tabulator).find_first_not_of("0123456789") == std::string_view::npos;
         if (!line.hasLineFeed) {
-            refuse(lineOf(source_ + "/" + name, line.number), "the line has no line feed; add it there");
+            refuse(lineOf(source_ + "/" + name, line.number),
+                   "the line has no line feed, so its end may be missing; complete it there and add the line "
+                   "feed");
         } else if (!hasNumber) {
             refuse(lineOf(source_ + "/" + name, line.number),
                    "the line does not begin with a number and a tabulator; add them there");
@@ -304,7 +308,7 @@ void DirectoryRestore::conclude() {
         return;
     }
     out_ << counted(tableCount_, "table") << ", " << counted(rowCount_, "row") << " taken back";
-    if (!texts_.empty()) {
+    if (hasReplaced_) {
         out_ << (use_ ? ", what was replaced is kept in " : ", what is replaced would be kept in ")
              << printable(aside_.path());
     }

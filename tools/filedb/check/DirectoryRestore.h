@@ -70,6 +70,7 @@ private:
     const JournalExamination journal_;          // that was set aside
     std::map<std::string, std::string> texts_;  // of the tables that were replaced
     std::string said_;                          // of the action at hand, printed when it is done
+    bool hasReplaced_ = false;
     std::size_t tableCount_ = 0;
     std::size_t rowCount_ = 0;
     std::size_t refusedCount_ = 0;

@@ -282,7 +282,7 @@ void TableExamination::examineRecord(const TableLine& line) {
         for (std::size_t index = before; index < findings_.size(); ++index) {
             findings_[index].remedy = Remedy::kRejects;
         }
-        rejects_.push_back({line.number, std::string(line.text), rejection_});
+        rejects_.push_back({line.number, std::string(line.text), line.hasLineFeed, rejection_});
         return;
     }
     // Only what is kept takes a ROWID and a key: a later record with the same is not lost to a line that is.

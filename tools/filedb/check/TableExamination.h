@@ -25,6 +25,7 @@ public:
     struct Reject {
         std::size_t line;
         std::string text;  // as it is in the file, without its line feed
+        bool hasLineFeed;
         std::string reason;
     };
 

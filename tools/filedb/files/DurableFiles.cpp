@@ -25,16 +25,6 @@ void require(bool succeeded, const std::string& path) {
 
 constexpr mode_t kDirectoryPermissions = 0777;  // less the process's umask
 
-void syncDirectory(const std::string& path) {
-    const int descriptor = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    require(descriptor >= 0, path);
-    const int result = fsync(descriptor);
-    const int cause = errno;
-    close(descriptor);
-    errno = cause;
-    require(result == 0 || cause == EINVAL, path);  // some file systems know no syncing of a directory
-}
-
 void requireMissing(const std::string& path) {
     struct stat status {};
     if (lstat(path.c_str(), &status) == 0) {
@@ -43,6 +33,16 @@ void requireMissing(const std::string& path) {
 }
 
 }  // namespace
+
+void DurableFiles::syncDirectory(const std::string& path) {
+    const int descriptor = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    require(descriptor >= 0, path);
+    const int result = fsync(descriptor);
+    const int cause = errno;
+    close(descriptor);
+    errno = cause;
+    require(result == 0 || cause == EINVAL, path);  // some file systems know no syncing of a directory
+}
 
 void DurableFiles::replace(const std::string& directory, const std::string& name, std::string_view text,
                            const std::function<void(const std::string& file)>& prepare) {

@@ -36,6 +36,9 @@ public:
     /// Removes the entry `name`, no directory.
     static void remove(const std::string& directory, const std::string& name);
 
+    /// Waits until what was made, renamed and removed in the directory is on the disk.
+    static void syncDirectory(const std::string& path);
+
     /// Makes a directory. On failure: false when something of that name is there.
     static bool makeDirectory(const std::string& path);
 };

@@ -9,6 +9,7 @@
 #include <system_error>
 #include <vector>
 
+#include "files/DurableFiles.h"
 #include "files/NewFile.h"
 #include "files/RawFile.h"
 
@@ -28,7 +29,6 @@ void copyFile(const std::string& source, const std::string& destination, const s
     const int descriptor = open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
     require(descriptor >= 0, source);
     NewFile copy(destination);
-    copy.takeOwnerAndPermissions(status);
     std::vector<char> block(std::size_t{1} << 16U);
     ssize_t got = 0;
     while ((got = read(descriptor, block.data(), block.size())) > 0) {
@@ -43,21 +43,26 @@ void copyFile(const std::string& source, const std::string& destination, const s
     close(descriptor);
     errno = cause;
     require(got == 0, source);
-    copy.takeTimes(status);
+    copy.takeWhatMayBeTaken(status);
     copy.finish();
 }
 
-// Also a pipe, a socket or a device.
+// Who may not give an entry away stays its owner.
+void takeWhatMayBeTaken(const std::string& destination, const struct stat& status) {
+    require(chown(destination.c_str(), status.st_uid, status.st_gid) == 0 || errno == EPERM, destination);
+    require(chmod(destination.c_str(), status.st_mode & kPermissions) == 0, destination);
+}
+
+// A pipe, a socket or a device.
 void makeNode(const std::string& destination, const struct stat& status) {
     require(mknod(destination.c_str(), status.st_mode, status.st_rdev) == 0, destination);
-    require(chown(destination.c_str(), status.st_uid, status.st_gid) == 0, destination);
-    require(chmod(destination.c_str(), status.st_mode & kPermissions) == 0, destination);
+    takeWhatMayBeTaken(destination, status);
 }
 
 void copyLink(const std::string& source, const std::string& destination, const struct stat& status) {
     const std::string target = std::filesystem::read_symlink(source).string();
     require(symlink(target.c_str(), destination.c_str()) == 0, destination);
-    require(lchown(destination.c_str(), status.st_uid, status.st_gid) == 0, destination);
+    require(lchown(destination.c_str(), status.st_uid, status.st_gid) == 0 || errno == EPERM, destination);
 }
 
 void copyAny(const std::string& source, const std::string& destination) {
@@ -72,8 +77,8 @@ void copyAny(const std::string& source, const std::string& destination) {
         for (const std::string& name : entriesOf(source)) {
             copyAny(source + "/" + name, destination + "/" + name);
         }
-        require(chown(destination.c_str(), status.st_uid, status.st_gid) == 0, destination);
-        require(chmod(destination.c_str(), status.st_mode & kPermissions) == 0, destination);
+        takeWhatMayBeTaken(destination, status);
+        DurableFiles::syncDirectory(destination);
     } else {
         makeNode(destination, status);
     }

@@ -41,6 +41,12 @@ void NewFile::takeOwnerAndPermissions(const struct stat& status) {
     require(fchmod(descriptor_, status.st_mode & 07777) == 0);
 }
 
+void NewFile::takeWhatMayBeTaken(const struct stat& status) {
+    require(fchown(descriptor_, status.st_uid, status.st_gid) == 0 || errno == EPERM);
+    require(fchmod(descriptor_, status.st_mode & 07777) == 0);
+    takeTimes(status);
+}
+
 void NewFile::takeTimes(const struct stat& status) {
     const std::array<timespec, 2> times{status.st_atim, status.st_mtim};
     require(futimens(descriptor_, times.data()) == 0);

@@ -18,13 +18,17 @@ public:
     NewFile& operator=(const NewFile&) = delete;
 
     void takeOwnerAndPermissions(const struct stat& status);
-    void takeTimes(const struct stat& status);
+
+    /// Also the times. Who may not give a file away stays its owner.
+    void takeWhatMayBeTaken(const struct stat& status);
+
     void write(std::string_view text);
 
     /// The content is on the disk, and the file stays.
     void finish();
 
 private:
+    void takeTimes(const struct stat& status);
     void require(bool succeeded) const;
 
     const std::string path_;

@@ -55,8 +55,9 @@ void PathArgument::requireDirectory() const {
     }
     // Of a link that leads in a circle and of a path without permission nobody knows what is behind it.
     if (status.type() == std::filesystem::file_type::none) {
-        throw Trouble(directory_ + ": cannot be looked at: " + error.message() +
-                      "; run the command as a user who may, or check the permissions of the directories above");
+        throw Trouble(
+            directory_ + ": cannot be looked at: " + error.message() +
+            "; run the command as a user who may, or check the permissions of the directories above");
     }
     throw Trouble("no database at " + text_ + ": " + directory_ + " is not a directory; check the path");
 }
