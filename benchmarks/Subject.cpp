@@ -2,20 +2,23 @@
 
 #include <array>
 #include <cstddef>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
 #include "FileDatabase.h"
+#include "IDatabase.h"
 #include "IResultTable.h"
 #include "SqliteStore.h"
 #include "StoreAccess.h"
 #include "TableFormat.h"
 
+using Kalt::Vemo::Core::Database::IDatabase;
 using Kalt::Vemo::Core::Database::IResultTable;
-using Kalt::Vemo::Core::Database::Filedb::FileDatabase;
 using Kalt::Vemo::Core::Database::Filedb::kDirectorySuffix;
 using Kalt::Vemo::Core::Database::Filedb::kTableSuffix;
 using Kalt::Vemo::Core::Database::Filedb::Synchronous;
+using Kalt::Vemo::Notification::FileSubscriptionDatabase;
 using Kalt::Vemo::Notification::ISubscriptionDB;
 using Kalt::Vemo::Notification::StoreAccess;
 using Kalt::Vemo::Notification::SubscriptionRecord;
@@ -29,23 +32,24 @@ const std::string kInsert =
 class FileSubject : public Subject {
 public:
     FileSubject(Synchronous level, Medium medium, int rows)
-        : directory_(medium), database_(level), store_(StoreAccess::make(level)) {
+        : directory_(medium), store_(StoreAccess::make(level)) {
         std::string where = path();
-        check(database_.init(where));
-        fill(where + kDirectorySuffix + "/", rows);
+        const std::string directory = where + kDirectorySuffix;
+        std::filesystem::create_directory(directory);
+        fill(directory + "/", rows);
         check(store_->init(where, 0));
     }
 
     ISubscriptionDB& store() override { return *store_; }
     std::string path() const override { return directory_.path() + "/db"; }
-    void begin() override { check(database_.beginTransaction()); }
-    void rollback() override { check(database_.rollbackTransaction()); }
+    void begin() override { check(database().beginTransaction()); }
+    void rollback() override { check(database().rollbackTransaction()); }
     void insertRow() override { insert("4102444800"); }
     void addExpiredRow() override { insert("1000"); }
 
     void deleteLastRow() override {
         update("DELETE FROM Subscriptions WHERE ROWID = ?;",
-               std::to_string(database_.getLastInsertRowid()).c_str());
+               std::to_string(database().getLastInsertRowid()).c_str());
     }
 
     void updateRow(std::int64_t id, const std::string& device) override {
@@ -71,12 +75,15 @@ public:
     void dropTable() override { update("DROP TABLE extra;"); }
 
     void checkNewColumn() override {
-        if (database_.executeUpdate("ALTER TABLE IN Subscriptions ADD COLUMN note TEXT;") != 1) {
+        if (database().executeUpdate("ALTER TABLE IN Subscriptions ADD COLUMN note TEXT;") != 1) {
             throw std::runtime_error("ALTER TABLE failed");
         }
     }
 
 private:
+    // The store's own: what one engine has kept of a file is void when another writes it.
+    IDatabase& database() { return StoreAccess::database(*store_); }
+
     static void check(bool result) {
         if (!result) {
             throw std::runtime_error("the file database refused an operation, see the log");
@@ -101,12 +108,12 @@ private:
 
     template <typename... Values>
     void update(const char* sql, Values... values) {
-        check(database_.executeUpdate(sql, values...) == 0);
+        check(database().executeUpdate(sql, values...) == 0);
     }
 
     template <typename... Values>
     int count(const char* sql, Values... values) {
-        const std::unique_ptr<IResultTable> result(database_.executeQuery(sql, values...));
+        const std::unique_ptr<IResultTable> result(database().executeQuery(sql, values...));
         check(result != nullptr);
         return result->getCount();
     }
@@ -118,8 +125,7 @@ private:
     }
 
     BenchDirectory directory_;
-    FileDatabase database_;
-    std::unique_ptr<ISubscriptionDB> store_;
+    std::unique_ptr<FileSubscriptionDatabase> store_;
 };
 
 class SqliteSubject : public Subject {

@@ -88,18 +88,23 @@ void readAgain(Reader reader, const std::string& written, const std::vector<Impo
     }
 }
 
+void readCommaSeparated(CountedInput& input, const TakeRow& take) {
+    readCsv(
+        input, ',', [](std::size_t, const std::vector<std::string>&) {}, take);
+}
+
 void writeCsv(const std::vector<ImportedRow>& rows) {
     if (rows.empty()) {
         return;
     }
     std::ostringstream out;
-    const auto writer = makeCsvWriter(out);
+    const auto writer = makeCsvWriter(out, Bytes::kExact);
     writer->begin(columnsOf(rows.front()));
     for (const ImportedRow& row : rows) {
         writer->row(cellsOf(row));
     }
     writer->end();
-    readAgain(readCsv, out.str(), rows);
+    readAgain(readCommaSeparated, out.str(), rows);
 }
 
 // The objects of a JSON file need not have the same members.
@@ -110,6 +115,12 @@ void writeJson(const ImportedRow& row) {
     writer->row(cellsOf(row));
     writer->end();
     readAgain(readJsonRows, out.str(), {row});
+    std::ostringstream lines;
+    const auto linesWriter = makeJsonLinesWriter(lines);
+    linesWriter->begin(columnsOf(row));
+    linesWriter->row(cellsOf(row));
+    linesWriter->end();
+    readAgain(readJsonLines, lines.str(), {row});
 }
 
 void store(const Literal& literal) {
@@ -155,11 +166,12 @@ void parseRequests(const std::string& text) {
 
 void run(const std::string& text) {
     std::vector<ImportedRow> rows;
-    if (read(readCsv, text, rows)) {
+    if (read(readCommaSeparated, text, rows)) {
         writeCsv(rows);
     }
     const std::size_t csvRows = rows.size();
     static_cast<void>(read(readJsonRows, text, rows));
+    static_cast<void>(read(readJsonLines, text, rows));
     std::for_each(rows.begin() + static_cast<std::ptrdiff_t>(csvRows), rows.end(), writeJson);
     for (const ImportedRow& row : rows) {
         for (const ImportedField& field : row.fields) {

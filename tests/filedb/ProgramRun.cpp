@@ -22,6 +22,15 @@ void redirect(int descriptor, const std::string& file, int flags) {
     }
 }
 
+void writeToNobody() {
+    int ends[2];
+    if (pipe(ends) != 0 || dup2(ends[1], STDOUT_FILENO) < 0) {
+        _exit(kCannotRun);
+    }
+    close(ends[0]);
+    close(ends[1]);
+}
+
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
     pointers.reserve(texts.size() + 1);
@@ -67,6 +76,9 @@ ProgramResult runProgram(const std::vector<std::string>& arguments, const Progra
     if (child == 0) {
         redirect(STDIN_FILENO, files.file("in"), O_RDONLY);
         redirect(STDOUT_FILENO, output, O_WRONLY | O_CREAT | O_TRUNC);
+        if (options.isUnread) {
+            writeToNobody();
+        }
         redirect(STDERR_FILENO, files.file("err"), O_WRONLY | O_CREAT | O_TRUNC);
         if (options.heedsModes && geteuid() == 0 &&
             (prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE) != 0 ||

@@ -30,6 +30,7 @@ struct ProgramOptions {
     bool heedsModes = false;               ///< file modes bind it also when it runs as root
     bool seesOwnOnly = false;  ///< processes of other users are hidden from it also when it runs as root
     std::string outputFile;    ///< its standard output instead of a file of its own
+    bool isUnread = false;     ///< its standard output is a pipe that nobody reads
 };
 
 /// Runs the built program.

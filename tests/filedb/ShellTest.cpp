@@ -446,7 +446,8 @@ TEST_F(ShellTest, WrongUsageEndsWithStatusTwo) {
               (ProgramResult{2, "",
                              "filedb shell: " + temporary.file("missing.sql") +
                                  ": cannot be read; name a file of statements\n"}));
-    for (const char* command : {"shell", "tables", "schema", "export", "import", "check", "repair", "subs"}) {
+    for (const char* command :
+         {"shell", "tables", "schema", "export", "import", "dump", "load", "check", "repair", "subs"}) {
         SCOPED_TRACE(command);
         const ProgramResult help = runProgram({command, "--help"});
         EXPECT_EQ(help.status, 0);

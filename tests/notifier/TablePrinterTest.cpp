@@ -26,8 +26,8 @@ TEST(Printable, WritesOutWhatATerminalMustNotSee) {
          "gro\xc3\x9f \xe2\x82\xac \xf0\x9f\x8f\xa0"},
         // A control character of two bytes; a mark that turns the direction of writing; a separator of lines.
         {"\xc2\x9b", "\\xc2\\x9b", "\\xc2\\x9b"},
-        {"\xe2\x80\xae", "\\xe2\\x80\\xae", "\xe2\x80\xae"},
-        {"\xe2\x80\xa8", "\\xe2\\x80\\xa8", "\xe2\x80\xa8"},
+        {"\xe2\x80\xae", "\\xe2\\x80\\xae", "\\xe2\\x80\\xae"},
+        {"\xe2\x80\xa8", "\\xe2\\x80\\xa8", "\\xe2\\x80\\xa8"},
         // Cut short.
         {"\xc3", "\\xc3", "\\xc3"},
         {"\xe2\x82", "\\xe2\\x82", "\\xe2\\x82"},

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <ostream>
 #include <stdexcept>
 
@@ -9,8 +10,13 @@ namespace Kalt::Vemo::Tool {
 enum ExitStatus : int {
     kDone = 0,
     kFailed = 1,  ///< a statement failed, an operation was refused, or a check has findings
-    kTrouble = 2  ///< wrong usage, or something could not be read or written
+    kTrouble = 2,  ///< wrong usage, or something could not be read or written
+    kRemoved = 3   ///< a repair has set aside a table, or rows, that were in the database
 };
+
+/// Ends a command without a word: the program that reads standard output has left, as `head` does when it has
+/// seen enough.
+class ReaderGone : public std::exception {};
 
 /// Ends a command with kFailed. The text names the thing, the place and the remedy.
 class Failure : public std::runtime_error {
@@ -24,11 +30,10 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Throws: Trouble when the output did not take everything.
-inline void requireWritten(std::ostream& out) {
-    if (!out.flush()) {
-        throw Trouble("standard output could not be written");
-    }
-}
+/// Throws: ReaderGone or Trouble when standard output, which `out` writes to, did not take everything.
+void requireWritten(std::ostream& out);
+
+/// Ends the program as the signal does that a process gets which writes to a pipe that nobody reads.
+[[noreturn]] void endAsByBrokenPipe();
 
 }  // namespace Kalt::Vemo::Tool

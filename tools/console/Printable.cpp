@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 namespace Kalt::Vemo::Tool {
 
@@ -17,26 +18,46 @@ constexpr std::size_t kLongestQuote = 60;
 constexpr const char* kPlainInShell =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_./-+,:@";
 
-bool isWrittenOut(utf8proc_int32_t codePoint, Escapes escapes) {
+// The control characters (ESC and DEL among them, and those of two bytes), the format characters (which turn
+// the direction of writing or take no room), and the separators of lines.
+bool isWrittenOut(utf8proc_int32_t codePoint) {
     switch (utf8proc_category(codePoint)) {
         case UTF8PROC_CATEGORY_CC:
-            return true;
         case UTF8PROC_CATEGORY_CF:
         case UTF8PROC_CATEGORY_ZL:
         case UTF8PROC_CATEGORY_ZP:
-            return escapes == Escapes::kHexadecimal;
+            return true;
         default:
             return false;
     }
 }
 
-// Number of bytes of the character at the start of `bytes`, 0 when it is to be escaped.
-std::size_t printableLength(std::string_view bytes, Escapes escapes) {
+// The character at the start of `bytes`, and the number of its bytes, 0 when they are no UTF-8.
+std::pair<utf8proc_int32_t, std::size_t> firstCharacter(std::string_view bytes) {
     utf8proc_int32_t codePoint = 0;
     const auto limit = static_cast<utf8proc_ssize_t>(std::min<std::size_t>(bytes.size(), 4));
     const utf8proc_ssize_t length =
         utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(bytes.data()), limit, &codePoint);
-    return length <= 0 || isWrittenOut(codePoint, escapes) ? 0 : static_cast<std::size_t>(length);
+    return {codePoint, length <= 0 ? 0 : static_cast<std::size_t>(length)};
+}
+
+// Number of bytes of the character at the start of `bytes`, 0 when it is to be escaped.
+std::size_t printableLength(std::string_view bytes) {
+    const auto [codePoint, length] = firstCharacter(bytes);
+    return isWrittenOut(codePoint) ? 0 : length;
+}
+
+// \uNNNN, or two of them for a character that does not fit into one.
+std::string jsonEscape(utf8proc_int32_t codePoint) {
+    constexpr utf8proc_int32_t kFirstOfTwo = 0x10000;
+    if (codePoint >= kFirstOfTwo) {
+        const utf8proc_int32_t rest = codePoint - kFirstOfTwo;
+        return jsonEscape(0xD800 + (rest >> 10)) + jsonEscape(0xDC00 + (rest & 0x3FF));
+    }
+    std::array<char, 7> escape{};
+    static_cast<void>(
+        std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned int>(codePoint)));
+    return escape.data();
 }
 
 std::string writtenOut(char byte, Escapes escapes) {
@@ -77,7 +98,7 @@ std::string octalEscaped(const std::string& bytes) {
 std::string printable(std::string_view bytes, Escapes escapes) {
     std::string text;
     while (!bytes.empty()) {
-        const std::size_t length = printableLength(bytes, escapes);
+        const std::size_t length = printableLength(bytes);
         if (length == 0) {
             text += writtenOut(bytes.front(), escapes);
             bytes.remove_prefix(1);
@@ -88,6 +109,29 @@ std::string printable(std::string_view bytes, Escapes escapes) {
             text += '\\';
         }
         bytes.remove_prefix(length);
+    }
+    return text;
+}
+
+bool isUtf8(std::string_view bytes) {
+    while (!bytes.empty()) {
+        const std::size_t length = firstCharacter(bytes).second;
+        if (length == 0) {
+            return false;
+        }
+        bytes.remove_prefix(length);
+    }
+    return true;
+}
+
+std::string printableJson(std::string_view json) {
+    std::string text;
+    while (!json.empty()) {
+        const auto [codePoint, length] = firstCharacter(json);
+        const std::size_t taken = std::max<std::size_t>(length, 1);
+        text += length > 0 && isWrittenOut(codePoint) ? jsonEscape(codePoint)
+                                                      : std::string(json.substr(0, taken));
+        json.remove_prefix(taken);
     }
     return text;
 }

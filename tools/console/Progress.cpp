@@ -18,9 +18,38 @@ constexpr auto kBetweenDrawings = std::chrono::milliseconds(100);
 constexpr std::size_t kBarLength = 24;
 constexpr const char* kClearLine = "\r\x1b[K";
 
+// Long enough to be read, short enough to be true of now.
+constexpr auto kRatePeriod = std::chrono::seconds(3);
+
+std::string minutesAndSeconds(double seconds) {
+    const auto whole = static_cast<long>(seconds);
+    std::ostringstream text;
+    text << whole / 60 << ':' << std::setw(2) << std::setfill('0') << whole % 60;
+    return text.str();
+}
+
 }  // namespace
 
-Progress::Progress(std::size_t totalBytes) : totalBytes_(totalBytes), isShown_(isTerminal(STDERR_FILENO)) {}
+void RecentRate::note(Clock::time_point now, double done) {
+    samples_.push_back({now, done});
+    while (samples_.size() > 2 && samples_[1].time <= now - kRatePeriod) {
+        samples_.pop_front();
+    }
+}
+
+std::optional<double> RecentRate::perSecond() const {
+    if (samples_.size() < 2 || samples_.front().time == samples_.back().time) {
+        return std::nullopt;
+    }
+    const std::chrono::duration<double> time = samples_.back().time - samples_.front().time;
+    return (samples_.back().done - samples_.front().done) / time.count();
+}
+
+Progress::Progress(std::size_t totalBytes)
+    : totalBytes_(totalBytes), isShown_(understandsEscapes(STDERR_FILENO)), nextDrawing_(Clock::now()) {
+    byteRate_.note(nextDrawing_, 0);
+    rowRate_.note(nextDrawing_, 0);
+}
 
 Progress::~Progress() {
     if (isDrawn_) {
@@ -35,10 +64,12 @@ void Progress::update(std::size_t bytes, std::size_t rows) {
     }
     nextDrawing_ = now + kBetweenDrawings;
     isDrawn_ = true;
-    draw(bytes, rows, std::chrono::duration<double>(now - start_).count());
+    byteRate_.note(now, static_cast<double>(bytes));
+    rowRate_.note(now, static_cast<double>(rows));
+    draw(bytes, rows);
 }
 
-void Progress::draw(std::size_t bytes, std::size_t rows, double seconds) const {
+void Progress::draw(std::size_t bytes, std::size_t rows) const {
     std::ostringstream text;
     text << kClearLine;
     const double share =
@@ -49,12 +80,13 @@ void Progress::draw(std::size_t bytes, std::size_t rows, double seconds) const {
              << std::setw(3) << static_cast<int>(share * 100) << "%  ";
     }
     text << rows << (rows == 1 ? " row" : " rows");
-    if (seconds > 0) {
-        text << "  " << static_cast<std::size_t>(static_cast<double>(rows) / seconds) << " rows/s";
+    if (const std::optional<double> rate = rowRate_.perSecond()) {
+        text << "  " << static_cast<std::size_t>(*rate) << " rows/s";
     }
-    if (share > 0) {
-        const auto left = static_cast<long>(seconds / share - seconds);
-        text << "  " << left / 60 << ':' << std::setw(2) << std::setfill('0') << left % 60 << " left";
+    const double bytesPerSecond = byteRate_.perSecond().value_or(0);
+    if (totalBytes_ > bytes && bytesPerSecond > 0) {
+        text << "  " << minutesAndSeconds(static_cast<double>(totalBytes_ - bytes) / bytesPerSecond)
+             << " left";
     }
     std::cerr << text.str() << std::flush;
 }

@@ -1,6 +1,7 @@
 #include "console/TablePrinter.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace Kalt::Vemo::Tool {
 
@@ -60,6 +61,25 @@ private:
 };
 
 }  // namespace
+
+std::vector<std::size_t> fittingWidths(const TableLayout& layout, std::vector<std::size_t> widths,
+                                       std::size_t available) {
+    if (widths.empty()) {
+        return widths;
+    }
+    std::size_t taken = std::accumulate(widths.begin(), widths.end(), std::size_t{0}) +
+                        (widths.size() - 1) * layout.widthOf(layout.between) + layout.widthOf(layout.left) +
+                        layout.widthOf(layout.right);
+    while (taken > available) {
+        const auto widest = std::max_element(widths.begin(), widths.end());
+        if (*widest <= kNarrowestColumn) {
+            break;
+        }
+        --*widest;
+        --taken;
+    }
+    return widths;
+}
 
 void printTable(std::ostream& out, const TableLayout& layout, const TableRow& heading,
                 const std::vector<TableRow>& rows) {

@@ -19,6 +19,8 @@ struct TableCell {
 
 using TableRow = std::vector<TableCell>;
 
+inline constexpr std::size_t kNarrowestColumn = 4;
+
 /// How a table is laid out.
 struct TableLayout {
     /// The pieces of a horizontal line. Without a filling the line is left out.
@@ -61,6 +63,13 @@ inline constexpr TableLayout kUnderlinedLayout{
 /// Columns alone, set in: for a table among other lines.
 inline constexpr TableLayout kIndentedLayout{
     {"", "", "", ""}, {"", "", "", ""}, {"", "", "", ""}, "  ", "   ", "", characterCount};
+
+/// Shrinks the widest of a table's columns until it fits into `available` columns of a terminal. No column
+/// becomes narrower than kNarrowestColumn; a table of very many columns stays wider than the terminal.
+///
+/// @param widths as wide as the cells need it
+std::vector<std::size_t> fittingWidths(const TableLayout& layout, std::vector<std::size_t> widths,
+                                       std::size_t available);
 
 /// Prints a heading and rows in aligned columns, without blanks at the ends of lines.
 ///

@@ -6,7 +6,6 @@
 
 #include "console/ExitStatus.h"
 #include "console/Printable.h"
-#include "shell/Session.h"
 
 namespace Kalt::Vemo::Tool {
 
@@ -22,6 +21,8 @@ int runCommand(const std::string& name, const std::function<int()>& body) {
         return status;
     } catch (const Failure& error) {
         return report(error, kFailed);
+    } catch (const ReaderGone&) {
+        endAsByBrokenPipe();
     } catch (const std::exception& error) {
         return report(error, kTrouble);
     }
@@ -37,8 +38,7 @@ void addMode(CLI::App& command, std::string& mode) {
         ->capture_default_str();
 }
 
-void warnOfDamage(Session& session, const std::string& table) {
-    const std::string warning = session.damageWarning(table);
+void warn(const std::string& warning) {
     if (!warning.empty()) {
         std::cout.flush();
         std::cerr << "warning: " << printable(warning) << '\n';

@@ -9,8 +9,6 @@ class App;
 
 namespace Kalt::Vemo::Tool {
 
-class Session;
-
 /// Runs a command: gives its exit status, prints what ended it early, and sees to it that standard output
 /// took everything.
 ///
@@ -23,14 +21,17 @@ void addPath(CLI::App& command, std::string& path);
 /// Adds the option that says how results are printed.
 void addMode(CLI::App& command, std::string& mode);
 
-/// Says on standard error when the table's file is damaged, behind all output so far.
-void warnOfDamage(Session& session, const std::string& table);
+/// Says a warning on standard error, behind all output so far; nothing when it is empty.
+void warn(const std::string& warning);
 
 // Each adds one command to the program; `status` is set when the command ran.
 void addCheckCommand(CLI::App& app, int& status);
+void addDumpCommand(CLI::App& app, int& status);
 void addExportCommand(CLI::App& app, int& status);
 void addImportCommand(CLI::App& app, int& status);
+void addLoadCommand(CLI::App& app, int& status);
 void addRepairCommand(CLI::App& app, int& status);
+void addRestoreCommand(CLI::App& app, int& status);
 void addSchemaCommand(CLI::App& app, int& status);
 void addShellCommand(CLI::App& app, int& status);
 void addSubsCommand(CLI::App& app, int& status);

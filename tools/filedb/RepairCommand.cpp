@@ -40,18 +40,29 @@ Examples:
   filedb repair /var/lib/app/subscriptions
 )";
 
-int repair(const std::string& path, bool dryRun) {
-    const PathArgument argument(path);
+struct Options {
+    std::string path;
+    std::string aside;
+    bool dryRun = false;
+};
+
+int repair(const Options& options) {
+    const PathArgument argument(options.path);
     argument.requireDirectory();
     const std::string& directory = argument.directory();
-    DirectoryRepair repair(directory, dryRun, std::cout);
+    DirectoryRepair repair(directory, options.dryRun, std::cout, options.aside);
     repair.run();
-    if (dryRun) {
-        return repair.leavesDecision() ? kFailed : kDone;
+    bool isSound = !repair.leavesDecision();
+    if (!options.dryRun) {
+        const DirectoryExamination after(Snapshot::ofLocked(directory));
+        printFindings(std::cout, directory, after.findings());
+        isSound = after.findings().empty();
     }
-    const DirectoryExamination after(directory);
-    printFindings(std::cout, directory, after.findings());
-    return after.findings().empty() ? kDone : kFailed;
+    repair.countRemoved(options.path);
+    if (repair.hasRemoved()) {
+        return kRemoved;
+    }
+    return isSound ? kDone : kFailed;
 }
 
 }  // namespace
@@ -59,13 +70,15 @@ int repair(const std::string& path, bool dryRun) {
 void addRepairCommand(CLI::App& app, int& status) {
     CLI::App* const command =
         app.add_subcommand("repair", "Mend the files of a database, setting aside what cannot be mended");
-    const auto path = std::make_shared<std::string>();
-    const auto dryRun = std::make_shared<bool>(false);
-    addPath(*command, *path);
-    command->add_flag("--dry-run", *dryRun, "print the actions and do none of them");
+    const auto options = std::make_shared<Options>();
+    addPath(*command, options->path);
+    command->add_flag("--dry-run", options->dryRun, "print the actions and do none of them");
+    command->add_option(
+        "--aside", options->aside,
+        "The directory in which PATH_filedb.repair-N is made, instead of beside the database");
     command->footer(kFooter);
     command->callback(
-        [path, dryRun, &status] { status = runCommand("repair", [&] { return repair(*path, *dryRun); }); });
+        [options, &status] { status = runCommand("repair", [&] { return repair(*options); }); });
 }
 
 }  // namespace Kalt::Vemo::Tool

@@ -43,6 +43,7 @@ struct Options {
     std::string mode = "table";
     bool raw = false;
     bool readOnly = false;
+    bool wide = false;
     bool force = false;
 };
 
@@ -65,7 +66,8 @@ int runShell(const Options& options) {
                     options.readOnly ? Session::Access::kLook : Session::Access::kChangeOrCreate,
                     options.raw ? Session::LongLines::kStored : Session::LongLines::kRefused);
     session.setDamage(options.force ? Session::Damage::kAccepted : Session::Damage::kRefused);
-    Shell shell(session, {modeOf(options.mode), options.raw, isPrompt});
+    const ResultView view(isPrompt, options.wide ? CellWidth::kWhole : CellWidth::kFitting);
+    Shell shell(session, {modeOf(options.mode), options.raw, isPrompt, view});
     for (const std::string& text : options.texts) {
         if (!shell.isOver()) {
             shell.runText(text);
@@ -103,6 +105,7 @@ void addShellCommand(CLI::App& app, int& status) {
     command->add_flag("--raw", options->raw,
                       "Send the text to the engine as it stands, each -c as one statement");
     command->add_flag("--read-only", options->readOnly, "Look at a copy; refuse changes");
+    command->add_flag("--wide", options->wide, "Print cells whole that do not fit into the terminal");
     command->add_flag("--force", options->force, "Change tables whose files are damaged, too");
     command->footer(kFooter);
     command->callback(

@@ -77,7 +77,7 @@ int forEachTable(Session& session, const std::string& command, const std::vector
     finish();
     std::cout.flush();
     for (const std::string& table : readable) {
-        warnOfDamage(session, table);
+        warn(session.damageWarning(table));
     }
     std::cerr << problems;
     return problems.empty() ? kDone : kFailed;

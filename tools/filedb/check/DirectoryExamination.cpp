@@ -7,7 +7,7 @@
 #include "FileUtils.h"
 #include "Journal.h"
 #include "console/Printable.h"
-#include "sql/StoredForm.h"
+#include "files/EntryName.h"
 
 namespace Kalt::Vemo::Tool {
 
@@ -15,11 +15,13 @@ using namespace Core::Database::Filedb;
 
 namespace {
 
-// `name` without `suffix`; empty when it does not end so.
-std::string stemOf(const std::string& name, std::string_view suffix) {
-    const bool hasSuffix =
-        name.size() > suffix.size() && name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0;
-    return hasSuffix ? name.substr(0, name.size() - suffix.size()) : std::string();
+constexpr const char* kNamesCommands = "repair names a command for each way";
+
+// What is no regular file, or may not be read.
+Finding withoutFile(const std::string& name, const RawFile& file) {
+    const bool isUnreadable = file.kind == RawFile::Kind::kUnreadable;
+    return {name, 1, Finding::Severity::kError, file.problem,
+            isUnreadable ? "see to the cause, or move the file out of the directory" : Remedy::kSetsAside};
 }
 
 const char* describeAge(const RawFile& copy, const RawFile& content) {
@@ -35,7 +37,7 @@ const char* describeAge(const RawFile& copy, const RawFile& content) {
 // Whether the table is what a stopped copy-over leaves: a beginning of the working copy, and what else was
 // there before. A copy-over never changes a definition, and an empty table is one that was just made.
 bool isTorn(const TableExamination& table, const TableExamination& copy) {
-    if (table.isSound()) {
+    if (table.isSound() || table.hasForeignForm()) {
         return false;
     }
     if (table.hasSoundDefinition()) {
@@ -44,28 +46,24 @@ bool isTorn(const TableExamination& table, const TableExamination& copy) {
     return table.text().empty() || table.text().front() == copy.text().front();
 }
 
-// A file that was to take the place of the journal or of a working copy.
-bool isUnfinishedFile(const std::string& name) {
-    const std::string meant = stemOf(name, kNewSuffix);
-    return meant == kJournalName || !stemOf(meant, kBackupSuffix).empty();
-}
-
 }  // namespace
 
-DirectoryExamination::DirectoryExamination(const std::string& directory) : directory_(directory) {
-    std::vector<std::string> names = entriesOf(directory_);
-    journalFile_ = RawFile::read(directory_ + "/" + kJournalName);
+DirectoryExamination::DirectoryExamination(const Snapshot& snapshot)
+    : journalFile_(snapshot.file(kJournalName)) {
     noteUnreadable(kJournalName, journalFile_);
     journal_ = std::make_unique<JournalExamination>(journalFile_);
 
     // A table is examined before its working copy, which is told by what sets it apart from the table.
-    std::stable_partition(names.begin(), names.end(),
-                          [](const std::string& name) { return stemOf(name, kBackupSuffix).empty(); });
+    std::vector<std::string> names = snapshot.names();
+    std::stable_partition(names.begin(), names.end(), [](const std::string& name) {
+        return EntryName::of(name).kind != EntryName::Kind::kCopy;
+    });
     std::map<std::string, Findings> found;
     found[kJournalName] = journal_->findings();
     for (const std::string& name : names) {
-        examineEntry(name, found);
+        examineEntry(snapshot, name, found[name]);
     }
+    nameRemedies(found);
     for (const auto& [name, findings] : found) {
         findings_.insert(findings_.end(), findings.begin(), findings.end());
     }
@@ -77,28 +75,50 @@ std::size_t DirectoryExamination::errorCount() const {
                       [](const Finding& finding) { return finding.severity == Finding::Severity::kError; }));
 }
 
-void DirectoryExamination::examineEntry(const std::string& name, std::map<std::string, Findings>& found) {
-    if (name == kJournalName) {
-        return;
+void DirectoryExamination::examineEntry(const Snapshot& snapshot, const std::string& name, Findings& found) {
+    const EntryName entry = EntryName::of(name);
+    switch (entry.kind) {
+        case EntryName::Kind::kJournal:
+            return;
+        case EntryName::Kind::kTable:
+            examineTable(name, snapshot.file(name), entry.table, found);
+            return;
+        case EntryName::Kind::kCopy:
+            examineCopy(name, snapshot, entry.table, found);
+            return;
+        case EntryName::Kind::kUnfinished:
+            foreignEntries_.push_back({name, 1, Finding::Severity::kWarning,
+                                       "left by a process that was stopped while it made the file; nothing "
+                                       "reads it, and it can be removed",
+                                       Remedy::kSetsAside});
+            break;
+        case EntryName::Kind::kImpossible:
+            foreignEntries_.push_back(
+                {name, 1, Finding::Severity::kError,
+                 "table name " + quoted(entry.table) + ": no statement could have made it",
+                 Remedy::kSetsAside});
+            break;
+        case EntryName::Kind::kForeign:
+            foreignEntries_.push_back(
+                {name, 1, Finding::Severity::kWarning, "not a file of a database", Remedy::kSetsAside});
+            break;
     }
-    const std::string table = stemOf(name, kTableSuffix);
-    const std::string copied = stemOf(name, kBackupSuffix);
-    const std::string& stem = table.empty() ? copied : table;
-    if (stem.empty()) {
-        foreignEntries_.push_back(name);
-        found[name].push_back({name, 1, Finding::Severity::kWarning,
-                               isUnfinishedFile(name)
-                                   ? "left by a process that was stopped while it made the "
-                                     "file; nothing reads it, and it can be removed"
-                                   : "not a file of a database"});
-    } else if (!isPossibleName(stem)) {
-        foreignEntries_.push_back(name);
-        found[name].push_back({name, 1, Finding::Severity::kError,
-                               "table name " + quoted(stem) + ": no statement could have made it"});
-    } else if (!table.empty()) {
-        examineTable(name, table, found[name]);
-    } else {
-        examineCopy(name, copied, found[name]);
+    found.push_back(foreignEntries_.back());
+}
+
+// What is wrong with a table goes when its working copy takes its place, or with the table.
+void DirectoryExamination::nameRemedies(std::map<std::string, Findings>& found) const {
+    for (const auto& [table, files] : tables_) {
+        const auto entry = journal_->entries().find(table);
+        const bool isDropped = journal_->isCopying() && entry != journal_->entries().end() &&
+                               entry->second.operation == Operation::dropTable;
+        const char* const remedy = isDropped                              ? "repair finishes the DROP TABLE"
+                                   : files.copyUse == CopyUse::kFinish    ? "repair finishes the copy-over"
+                                   : files.copyUse == CopyUse::kUndecided ? kNamesCommands
+                                                                          : nullptr;
+        for (Finding& finding : found[table + kTableSuffix]) {
+            finding.remedy = remedy == nullptr ? finding.remedy : remedy;
+        }
     }
 }
 
@@ -108,36 +128,36 @@ void DirectoryExamination::noteUnreadable(const std::string& name, const RawFile
     }
 }
 
-void DirectoryExamination::examineTable(const std::string& name, const std::string& table, Findings& found) {
-    RawFile file = RawFile::read(directory_ + "/" + name);
+void DirectoryExamination::examineTable(const std::string& name, const RawFile& file,
+                                        const std::string& table, Findings& found) {
     tables_[table].kind = file.kind;
     ++tableCount_;
     if (!file.isRegular()) {
-        found.push_back({name, 1, Finding::Severity::kError, file.problem});
+        found.push_back(withoutFile(name, file));
         noteUnreadable(name, file);
         return;
     }
-    auto content = std::make_unique<TableExamination>(name, std::move(file.text));
+    auto content = std::make_unique<TableExamination>(name, file.text);
     found.insert(found.end(), content->findings().begin(), content->findings().end());
     recordCount_ += content->recordCount();
     tables_[table].content = std::move(content);
 }
 
-void DirectoryExamination::examineCopy(const std::string& name, const std::string& table, Findings& found) {
-    RawFile file = RawFile::read(directory_ + "/" + name);
+void DirectoryExamination::examineCopy(const std::string& name, const Snapshot& snapshot,
+                                       const std::string& table, Findings& found) {
+    const RawFile& file = snapshot.file(name);
     Table& files = tables_[table];
     files.copyKind = file.kind;
     if (!file.isRegular()) {
-        found.push_back({name, 1, Finding::Severity::kError, file.problem});
+        found.push_back(withoutFile(name, file));
         noteUnreadable(name, file);
         return;
     }
-    files.copy = std::make_unique<TableExamination>(name, std::move(file.text));
+    files.copy = std::make_unique<TableExamination>(name, file.text);
     const auto entry = journal_->entries().find(table);
     files.copyUse =
         entry == journal_->entries().end() ? useOfUnnamedCopy(files) : useOfNamedCopy(files, entry->second);
-    const RawFile content = RawFile::read(directory_ + "/" + table + kTableSuffix);
-    found.push_back({name, 1, Finding::Severity::kWarning, describeCopy(table, file, content)});
+    found.push_back(describeCopy(table, file, snapshot.file(table + kTableSuffix)));
 }
 
 DirectoryExamination::CopyUse DirectoryExamination::useOfNamedCopy(
@@ -146,7 +166,15 @@ DirectoryExamination::CopyUse DirectoryExamination::useOfNamedCopy(
     if (!isDecided || entry.operation == Operation::dropTable) {
         return CopyUse::kUncommitted;
     }
-    return files.copy->isWhole() ? CopyUse::kFinish : CopyUse::kCutShort;
+    if (files.copy->isWhole()) {
+        return CopyUse::kFinish;
+    }
+    if (!files.copy->lacksOnlyLineFeed()) {
+        return CopyUse::kCutShort;
+    }
+    // The journal tells that it was whole once.
+    return files.content != nullptr && files.content->text() == files.copy->text() + '\n' ? CopyUse::kEqual
+                                                                                          : CopyUse::kFinish;
 }
 
 // The start of the engine after an interrupted copy-over resets the journal and leaves the working copy of
@@ -167,37 +195,32 @@ DirectoryExamination::CopyUse DirectoryExamination::useOfUnnamedCopy(const Table
     return copy.rejects().empty() && isTorn(*files.content, copy) ? CopyUse::kFinish : CopyUse::kUndecided;
 }
 
-std::string DirectoryExamination::describeCopy(const std::string& table, const RawFile& copyFile,
-                                               const RawFile& contentFile) const {
+Finding DirectoryExamination::describeCopy(const std::string& table, const RawFile& copyFile,
+                                           const RawFile& contentFile) const {
     const Table& files = tables_.at(table);
     const TableExamination& copy = *files.copy;
-    std::string text = "leftover working copy";
     const bool isNamed = journal_->entries().count(table) > 0;
-    text += isNamed ? ": " : ", not in the journal: ";
+    std::string text = isNamed ? "leftover working copy: " : "leftover working copy, not in the journal: ";
     if (!copy.isWhole()) {
-        text += "not whole";
-        return copy.isSound() ? text
-                              : text + " (line " + std::to_string(copy.findings().front().line) + ": " +
-                                    copy.findings().front().text + ")";
+        text += "not whole, " + copy.whyNotWhole();
+    } else if (files.content != nullptr && copy.text() == files.content->text()) {
+        text += "whole, equal to the table";
+    } else {
+        text += "whole, " + counted(copy.recordCount(), "record");
+        text += files.content == nullptr
+                    ? ", there is no table"
+                    : " where the table has " + std::to_string(files.content->recordCount()) + ", " +
+                          describeAge(copyFile, contentFile);
     }
-    text += "whole, ";
-    if (files.content != nullptr && copy.text() == files.content->text()) {
-        return text + "equal to the table";
-    }
-    text += counted(copy.recordCount(), "record");
-    text += files.content == nullptr
-                ? ", there is no table"
-                : " where the table has " + std::to_string(files.content->recordCount()) + ", " +
-                      describeAge(copyFile, contentFile);
-    if (isNamed) {
-        return text;
-    }
+    std::string remedy = Remedy::kSetsAside;
     if (files.copyUse == CopyUse::kFinish) {
-        text += "; the table is what an interrupted copy-over leaves: \"filedb repair\" finishes it";
+        text += isNamed ? "" : "; the table is what an interrupted copy-over leaves";
+        remedy = "repair finishes the copy-over";
     } else if (files.copyUse == CopyUse::kUndecided) {
-        text += "; nothing tells whether it counts: \"filedb repair\" names a command for each way";
+        text += "; nothing tells whether it counts";
+        remedy = kNamesCommands;
     }
-    return text;
+    return {table + kBackupSuffix, 1, Finding::Severity::kWarning, std::move(text), std::move(remedy)};
 }
 
 }  // namespace Kalt::Vemo::Tool

@@ -8,11 +8,11 @@
 #include "check/Finding.h"
 #include "check/JournalExamination.h"
 #include "check/TableExamination.h"
-#include "files/RawFile.h"
+#include "files/Snapshot.h"
 
 namespace Kalt::Vemo::Tool {
 
-/// Everything there is to say about the files of one database directory. Reads, and leaves no trace.
+/// Everything there is to say about the files of one database directory.
 class DirectoryExamination {
 public:
     /// What a working copy is good for.
@@ -20,7 +20,7 @@ public:
         kNone,         // there is none, or no regular file
         kFinish,       // its copy-over was interrupted: the table is to hold its content
         kEqual,        // the table holds its content already
-        kCutShort,     // its copy-over was interrupted, but it is not whole
+        kCutShort,     // its copy-over was interrupted, but more than a last line feed is missing
         kUncommitted,  // it was never to be copied over the table
         kUndecided     // it may be either of kFinish and kUncommitted, and only a person can tell
     };
@@ -34,8 +34,7 @@ public:
         CopyUse copyUse = CopyUse::kNone;
     };
 
-    /// Throws: std::system_error when the directory cannot be read.
-    explicit DirectoryExamination(const std::string& directory);
+    explicit DirectoryExamination(const Snapshot& snapshot);
 
     /// In the order of file names and lines.
     const Findings& findings() const { return findings_; }
@@ -53,23 +52,25 @@ public:
     /// The tables and working copies whose names a statement can have made.
     const std::map<std::string, Table>& tables() const { return tables_; }
 
-    /// The entries that no database makes.
-    const std::vector<std::string>& foreignEntries() const { return foreignEntries_; }
+    /// The entries that no database makes, each with what it is.
+    const std::vector<Finding>& foreignEntries() const { return foreignEntries_; }
 
 private:
-    void examineEntry(const std::string& name, std::map<std::string, Findings>& found);
-    void examineTable(const std::string& name, const std::string& table, Findings& found);
-    void examineCopy(const std::string& name, const std::string& table, Findings& found);
+    void examineEntry(const Snapshot& snapshot, const std::string& name, Findings& found);
+    void examineTable(const std::string& name, const RawFile& file, const std::string& table,
+                      Findings& found);
+    void examineCopy(const std::string& name, const Snapshot& snapshot, const std::string& table,
+                     Findings& found);
     CopyUse useOfNamedCopy(const Table& files, const JournalExamination::Entry& entry) const;
     static CopyUse useOfUnnamedCopy(const Table& files);
-    std::string describeCopy(const std::string& table, const RawFile& copy, const RawFile& content) const;
+    void nameRemedies(std::map<std::string, Findings>& found) const;
+    Finding describeCopy(const std::string& table, const RawFile& copy, const RawFile& content) const;
     void noteUnreadable(const std::string& name, const RawFile& file);
 
-    const std::string directory_;
     RawFile journalFile_;
     std::unique_ptr<JournalExamination> journal_;
     std::map<std::string, Table> tables_;
-    std::vector<std::string> foreignEntries_;
+    Findings foreignEntries_;
     Findings findings_;
     std::string unreadable_;
     std::size_t tableCount_ = 0;

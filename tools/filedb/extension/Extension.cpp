@@ -14,7 +14,7 @@
 
 #include "console/ExitStatus.h"
 #include "extension/DirectorySource.h"
-#include "files/ReadOnlyCopy.h"
+#include "files/TemporaryPlace.h"
 #include "sql/SqlLexer.h"
 #include "virtual/DatabaseModule.h"
 #include "virtual/Sqlite.h"
@@ -189,7 +189,7 @@ int addFunction(sqlite3* database, int count, const std::shared_ptr<Attachments>
 }
 
 int initialize(sqlite3* database) {
-    ReadOnlyCopy::leaveSignalsAlone();
+    TemporaryPlace::leaveSignalsAlone();
     const auto attachments = std::make_shared<Attachments>();
     int status = DatabaseModule::add(
         database, kModule, [attachments](sqlite3* connection, const std::vector<std::string>& arguments) {

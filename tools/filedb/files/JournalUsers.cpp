@@ -1,5 +1,6 @@
 #include "files/JournalUsers.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -25,6 +26,21 @@ bool hasOpen(const std::filesystem::path& descriptors, const struct stat& file) 
     return false;
 }
 
+// The byte of the journal that keeps other processes out is locked; docs/file-format.md tells of both.
+bool isLocked(const std::string& path) {
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (descriptor < 0) {
+        return false;
+    }
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    lock.l_len = 1;
+    const bool isTold = fcntl(descriptor, F_OFD_GETLK, &lock) == 0;
+    close(descriptor);
+    return isTold && lock.l_type != F_UNLCK;
+}
+
 }  // namespace
 
 std::vector<int> processesWithOpenFile(const std::string& path) {
@@ -43,6 +59,10 @@ std::vector<int> processesWithOpenFile(const std::string& path) {
     }
     std::sort(processes.begin(), processes.end());
     return processes;
+}
+
+bool isJournalInUse(const std::string& path) {
+    return isLocked(path) || !processesWithOpenFile(path).empty();
 }
 
 }  // namespace Kalt::Vemo::Tool

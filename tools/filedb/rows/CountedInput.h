@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <istream>
+#include <string>
 
 namespace Kalt::Vemo::Tool {
 
@@ -25,6 +26,15 @@ public:
     int peek() {
         const int c = stream_.peek();
         return c == std::istream::traits_type::eof() ? kEnd : c;
+    }
+
+    /// The rest of the line, without its line feed.
+    std::string getLine() {
+        std::string line;
+        for (int c = get(); c != kEnd && c != '\n'; c = get()) {
+            line += static_cast<char>(c);
+        }
+        return line;
     }
 
     /// Line of the byte that comes next, counted from 1, and number of bytes before it.

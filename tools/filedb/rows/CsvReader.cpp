@@ -18,7 +18,10 @@ struct CsvField {
 
 class Reader {
 public:
-    explicit Reader(CountedInput& input) : input_(input) { skipByteOrderMark(); }
+    Reader(CountedInput& input, char delimiter)
+        : input_(input), delimiter_(static_cast<unsigned char>(delimiter)) {
+        skipByteOrderMark();
+    }
 
     std::size_t line() const { return input_.line(); }
 
@@ -30,7 +33,7 @@ public:
         }
         do {
             record.push_back(input_.peek() == '"' ? quotedField() : plainField());
-        } while (acceptComma());
+        } while (acceptDelimiter());
         return true;
     }
 
@@ -76,7 +79,8 @@ private:
             field.text += static_cast<char>(c);
         }
         if (!atEndOfField()) {
-            throw ImportError(input_.line(), "a comma or the end of the line must follow a closing quote");
+            throw ImportError(input_.line(),
+                              delimiterName() + " or the end of the line must follow a closing quote");
         }
         return field;
     }
@@ -87,7 +91,7 @@ private:
         if (c == '\r') {
             return carriageReturnEndsLine();
         }
-        return c == ',' || c == '\n' || c == CountedInput::kEnd;
+        return c == delimiter_ || c == '\n' || c == CountedInput::kEnd;
     }
 
     bool carriageReturnEndsLine() {
@@ -98,20 +102,32 @@ private:
         throw ImportError(input_.line(), "a carriage return inside a field without quotes");
     }
 
-    // Takes what ends a field; true when it was a comma.
-    bool acceptComma() { return input_.get() == ','; }
+    // Takes what ends a field; true when it was the delimiter.
+    bool acceptDelimiter() { return input_.get() == delimiter_; }
+
+    std::string delimiterName() const {
+        return delimiter_ == ','
+                   ? "a comma"
+                   : "the delimiter " + Tool::quoted(std::string(1, static_cast<char>(delimiter_)));
+    }
 
     CountedInput& input_;
+    const int delimiter_;
 };
 
 }  // namespace
 
-void readCsv(CountedInput& input, const TakeRow& take) {
-    Reader reader(input);
+void readCsv(CountedInput& input, char delimiter, const TakeHeading& takeHeading, const TakeRow& take) {
+    Reader reader(input, delimiter);
     std::vector<CsvField> heading;
     if (!reader.next(heading)) {
         throw ImportError(1, "the file is empty; its first line names the columns");
     }
+    std::vector<std::string> names;
+    for (const CsvField& field : heading) {
+        names.push_back(field.text);
+    }
+    takeHeading(1, names);
     std::vector<CsvField> record;
     for (std::size_t line = reader.line(); reader.next(record); line = reader.line()) {
         if (record.size() != heading.size()) {
@@ -123,7 +139,7 @@ void readCsv(CountedInput& input, const TakeRow& take) {
             CsvField& field = record[i];
             const bool isNull = field.text.empty() && !field.isQuoted;
             row.fields.push_back(
-                {heading[i].text,
+                {names[i],
                  {isNull ? Literal::Kind::kNull : Literal::Kind::kText, std::move(field.text)},
                  field.line});
         }

@@ -25,6 +25,9 @@ struct ImportedRow {
 
 using TakeRow = std::function<void(const ImportedRow&)>;
 
+/// Takes the names of the columns where a file has them once for all its rows, before the first of these.
+using TakeHeading = std::function<void(std::size_t line, const std::vector<std::string>& names)>;
+
 /// What is wrong with the file, and in which line.
 class ImportError : public std::runtime_error {
 public:

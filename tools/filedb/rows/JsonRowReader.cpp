@@ -1,5 +1,6 @@
 #include "rows/JsonRowReader.h"
 
+#include <functional>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -8,6 +9,8 @@
 namespace Kalt::Vemo::Tool {
 
 namespace {
+
+constexpr const char* kNulByte = "not valid JSON: a NUL byte; remove it";
 
 /// What the JSON parser reads its bytes through.
 class InputIterator {
@@ -24,7 +27,7 @@ public:
     char operator*() const {
         const int c = input_->peek();
         if (c == '\0') {
-            throw ImportError(input_->line(), "not valid JSON: a NUL byte; remove it");
+            throw ImportError(input_->line(), kNulByte);
         }
         return static_cast<char>(c);
     }
@@ -44,7 +47,16 @@ private:
 /// Puts rows together from what the parser meets. A value is told to stand in its name's line.
 class RowBuilder : public nlohmann::json_sax<nlohmann::json> {
 public:
-    RowBuilder(CountedInput& input, const TakeRow& take) : input_(input), take_(take) {}
+    /// What is outside of the objects: an array, or nothing.
+    enum class Outside { kArray, kNothing };
+
+    using LineNow = std::function<std::size_t()>;
+
+    RowBuilder(Outside outside, LineNow lineNow, const TakeRow& take)
+        : isLine_(outside == Outside::kNothing),
+          lineNow_(std::move(lineNow)),
+          take_(take),
+          depth_(isLine_ ? 1 : 0) {}
 
     bool null() override { return value({}); }
     bool boolean(bool flag) override { return value({Literal::Kind::kNumber, flag ? "1" : "0"}); }
@@ -76,11 +88,12 @@ public:
             return refuse();
         }
         depth_ = 2;
-        row_ = {input_.line(), {}};
+        row_ = {lineNow_(), {}};
         return true;
     }
     bool key(string_t& name) override {
-        row_.fields.push_back({std::move(name), {}, input_.line()});
+        const std::size_t line = lineNow_();
+        row_.fields.push_back({std::move(name), {}, line});
         return true;
     }
     bool end_object() override {
@@ -93,7 +106,7 @@ public:
                      const nlohmann::json::exception& error) override {
         const std::string text = error.what();
         const std::size_t reason = text.find("syntax error");
-        throw ImportError(input_.line(),
+        throw ImportError(lineNow_(),
                           "not valid JSON: " + text.substr(reason == std::string::npos ? 0 : reason));
     }
 
@@ -107,22 +120,40 @@ private:
     }
 
     [[noreturn]] bool refuse() const {
-        throw ImportError(input_.line(),
-                          "a table is an array of objects that hold numbers, texts and null; this "
-                          "is something else");
+        throw ImportError(lineNow_(),
+                          std::string(isLine_ ? "a line is an object" : "a table is an array of objects") +
+                              " that hold" + (isLine_ ? "s" : "") +
+                              " numbers, texts and null; this is something else");
     }
 
-    CountedInput& input_;
+    const bool isLine_;
+    const LineNow lineNow_;
     const TakeRow& take_;
-    int depth_ = 0;  // 1 inside the array, 2 inside an object
+    int depth_;  // 1 inside the array, 2 inside an object
     ImportedRow row_{0, {}};
 };
 
 }  // namespace
 
 void readJsonRows(CountedInput& input, const TakeRow& take) {
-    RowBuilder builder(input, take);
+    RowBuilder builder(
+        RowBuilder::Outside::kArray, [&input] { return input.line(); }, take);
     nlohmann::json::sax_parse(InputIterator(&input), InputIterator(nullptr), &builder);
+}
+
+void readJsonLines(CountedInput& input, const TakeRow& take) {
+    while (input.peek() != CountedInput::kEnd) {
+        const std::size_t number = input.line();
+        const std::string line = input.getLine();
+        if (line.find('\0') != std::string::npos) {
+            throw ImportError(number, kNulByte);
+        }
+        if (line.find_first_not_of(" \t\r") != std::string::npos) {
+            RowBuilder builder(
+                RowBuilder::Outside::kNothing, [number] { return number; }, take);
+            nlohmann::json::sax_parse(line, &builder);
+        }
+    }
 }
 
 }  // namespace Kalt::Vemo::Tool

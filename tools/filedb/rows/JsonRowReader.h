@@ -11,4 +11,7 @@ namespace Kalt::Vemo::Tool {
 /// Throws: ImportError for what is no such array, and what `take` throws.
 void readJsonRows(CountedInput& input, const TakeRow& take);
 
+/// The same for a file of such objects, a line each; lines of blanks are left out.
+void readJsonLines(CountedInput& input, const TakeRow& take);
+
 }  // namespace Kalt::Vemo::Tool

@@ -3,8 +3,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <iostream>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "TableFormat.h"
@@ -31,48 +32,99 @@ bool isNumber(const Column& column) {
     return column.type == Column::Type::kInteger || column.type == Column::Type::kReal;
 }
 
-TableRow headingOf(const ResultSet& result, const Colours& colours) {
-    TableRow heading;
-    for (const Column& column : result.columns) {
-        const std::string name = printable(column.name);
-        heading.push_back({name, isNumber(column), colours.heading(name)});
+// The texts of a table, and how much of each column is shown.
+class ShownTable {
+public:
+    explicit ShownTable(const ResultSet& result) : result_(result), widths_(result.columns.size(), 0) {
+        std::vector<std::string> names;
+        names.reserve(result.columns.size());
+        for (const Column& column : result.columns) {
+            names.push_back(printable(column.name));
+        }
+        add(std::move(names));
+        for (const std::vector<Cell>& cells : result.rows) {
+            std::vector<std::string> row(cells.size());
+            std::transform(cells.begin(), cells.end(), row.begin(), shown);
+            add(std::move(row));
+        }
     }
-    return heading;
-}
 
-TableRow rowOf(const std::vector<Column>& columns, const std::vector<Cell>& cells, const Colours& colours) {
-    TableRow row;
-    for (std::size_t i = 0; i < columns.size(); ++i) {
-        const std::string text = shown(cells[i]);
-        row.push_back({text, isNumber(columns[i]), cells[i] ? std::string() : colours.faint(text)});
+    void fitInto(const TableLayout& layout, std::size_t columns) {
+        const std::vector<std::size_t> fitting = fittingWidths(layout, widths_, columns);
+        const char* const mark = isUtf8Locale() ? "…" : "...";
+        for (std::vector<std::string>& row : texts_) {
+            for (std::size_t i = 0; i < row.size(); ++i) {
+                row[i] = fittedTo(row[i], fitting[i], mark);
+            }
+        }
     }
-    return row;
-}
+
+    TableRow heading(const Colours& colours) const {
+        TableRow heading;
+        for (std::size_t i = 0; i < result_.columns.size(); ++i) {
+            const std::string& name = texts_.front()[i];
+            heading.push_back({name, isNumber(result_.columns[i]), colours.heading(name)});
+        }
+        return heading;
+    }
+
+    std::vector<TableRow> rows(const Colours& colours) const {
+        std::vector<TableRow> rows;
+        rows.reserve(result_.rows.size());
+        for (std::size_t i = 0; i < result_.rows.size(); ++i) {
+            rows.push_back(rowOf(texts_[i + 1], result_.rows[i], colours));
+        }
+        return rows;
+    }
+
+private:
+    void add(std::vector<std::string> row) {
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            widths_[i] = std::max(widths_[i], displayWidth(row[i]));
+        }
+        texts_.push_back(std::move(row));
+    }
+
+    TableRow rowOf(const std::vector<std::string>& texts, const std::vector<Cell>& cells,
+                   const Colours& colours) const {
+        TableRow row;
+        for (std::size_t i = 0; i < texts.size(); ++i) {
+            row.push_back(
+                {texts[i], isNumber(result_.columns[i]), cells[i] ? std::string() : colours.faint(texts[i])});
+        }
+        return row;
+    }
+
+    const ResultSet& result_;
+    std::vector<std::vector<std::string>> texts_;  // the heading first
+    std::vector<std::size_t> widths_;
+};
 
 }  // namespace
 
-void printAsTable(const ResultSet& result) {
+void printAsTable(std::ostream& out, const ResultSet& result, CellWidth cellWidth) {
     const Colours colours(STDOUT_FILENO);
-    std::vector<TableRow> rows;
-    rows.reserve(result.rows.size());
-    for (const std::vector<Cell>& cells : result.rows) {
-        rows.push_back(rowOf(result.columns, cells, colours));
+    const TableLayout& layout = layoutOfOutput();
+    ShownTable table(result);
+    const std::optional<TerminalSize> terminal = terminalSize(STDOUT_FILENO);
+    if (terminal && cellWidth == CellWidth::kFitting) {
+        table.fitInto(layout, terminal->columns);
     }
-    printTable(std::cout, layoutOfOutput(), headingOf(result, colours), rows);
+    printTable(out, layout, table.heading(colours), table.rows(colours));
 }
 
-void printAsLines(const ResultSet& result) {
+void printAsLines(std::ostream& out, const ResultSet& result) {
     const Colours colours(STDOUT_FILENO);
     std::size_t width = 0;
     for (const Column& column : result.columns) {
         width = std::max(width, displayWidth(printable(column.name)));
     }
     for (const std::vector<Cell>& row : result.rows) {
-        std::cout << (&row == &result.rows.front() ? "" : "\n");
+        out << (&row == &result.rows.front() ? "" : "\n");
         for (std::size_t i = 0; i < row.size(); ++i) {
             const std::string name = printable(result.columns[i].name);
-            std::cout << std::string(width - displayWidth(name), ' ') << colours.heading(name) << " = "
-                      << (row[i] ? shown(row[i]) : colours.faint(shown(row[i]))) << '\n';
+            out << std::string(width - displayWidth(name), ' ') << colours.heading(name) << " = "
+                << (row[i] ? shown(row[i]) : colours.faint(shown(row[i]))) << '\n';
         }
     }
 }

@@ -1,10 +1,15 @@
 #include "rows/RowWriter.h"
 
-#include <iostream>
-#include <nlohmann/json.hpp>
+#include <unistd.h>
 
-#include "TableMetaData.h"
+#include <iostream>
+#include <string>
+
+#include "TableFormat.h"
 #include "console/ExitStatus.h"
+#include "console/Printable.h"
+#include "console/Terminal.h"
+#include "rows/JsonText.h"
 #include "rows/ResultPrinter.h"
 #include "sql/Literals.h"
 
@@ -12,80 +17,131 @@ namespace Kalt::Vemo::Tool {
 
 namespace {
 
+// Data on its way to an output.
+class OutputText {
+public:
+    explicit OutputText(Bytes bytes) : isExact_(bytes == Bytes::kExact) {}
+
+    std::string of(const std::string& value) {
+        if (isExact_) {
+            return value;
+        }
+        std::string text = printable(value);
+        hasChanged_ = hasChanged_ || text != value;
+        return text;
+    }
+
+    void noteChanges() const {
+        if (hasChanged_) {
+            std::cout.flush();
+            std::cerr << "filedb: the terminal shows control characters as \\xNN; redirect the output to a "
+                         "file for "
+                         "the exact bytes\n";
+        }
+    }
+
+private:
+    const bool isExact_;
+    bool hasChanged_ = false;
+};
+
+std::string withDoubled(const std::string& text, char character) {
+    std::string result;
+    for (const char c : text) {
+        result += c == character ? std::string(2, c) : std::string(1, c);
+    }
+    return result;
+}
+
 class CsvWriter : public RowWriter {
 public:
-    explicit CsvWriter(std::ostream& out) : out_(out) {}
+    CsvWriter(std::ostream& out, Bytes bytes, const CsvFormat& format)
+        : out_(out), text_(bytes), format_(format), special_{format.delimiter, '"', '\r', '\n'} {}
 
     void begin(const std::vector<Column>& columns) override {
         for (const Column& column : columns) {
-            out_ << (&column == &columns.front() ? "" : ",") << field(column.name);
+            separate(&column == &columns.front());
+            out_ << field(column.name);
         }
-        out_ << "\r\n";
+        out_ << format_.lineEnd;
     }
 
     void row(const std::vector<Cell>& cells) override {
         for (const Cell& cell : cells) {
-            out_ << (&cell == &cells.front() ? "" : ",") << (cell ? field(*cell) : "");
+            separate(&cell == &cells.front());
+            out_ << (cell ? field(*cell) : "");
         }
-        out_ << "\r\n";
+        out_ << format_.lineEnd;
     }
 
+    void end() override { text_.noteChanges(); }
+
 private:
-    static std::string field(const std::string& text) {
-        if (!text.empty() && text.find_first_of(",\"\r\n") == std::string::npos) {
+    void separate(bool isFirst) {
+        if (!isFirst) {
+            out_ << format_.delimiter;
+        }
+    }
+
+    std::string field(const std::string& value) {
+        const std::string text = text_.of(value);
+        if (!text.empty() && text.find_first_of(special_) == std::string::npos) {
             return text;
         }
-        std::string result = "\"";
-        for (const char c : text) {
-            result += c == '"' ? "\"\"" : std::string(1, c);
-        }
-        return result + '"';
+        return '"' + withDoubled(text, '"') + '"';
     }
 
     std::ostream& out_;
+    OutputText text_;
+    const CsvFormat format_;
+    const std::string special_;  // a field with one of these is put in quotes
 };
-
-std::string jsonText(const std::string& text) {
-    return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-}
 
 class JsonWriter : public RowWriter {
 public:
-    explicit JsonWriter(std::ostream& out) : out_(out) {}
+    JsonWriter(std::ostream& out, bool isArray) : out_(out), isArray_(isArray) {}
+
+    void examine(const ResultSet& result) const override {
+        for (std::size_t row = 0; row < result.rows.size(); ++row) {
+            for (std::size_t i = 0; i < result.columns.size(); ++i) {
+                const Cell& cell = result.rows[row][i];
+                if (cell && !isUtf8(*cell)) {
+                    throw Failure("row " + std::to_string(row + 1) + ", column " + result.columns[i].name +
+                                  ": " + quoted(*cell) +
+                                  " is not valid UTF-8, which JSON has to be; write it as csv instead");
+                }
+            }
+        }
+    }
 
     void begin(const std::vector<Column>& columns) override {
         columns_ = columns;
-        out_ << '[';
+        out_ << (isArray_ ? "[" : "");
     }
 
     void row(const std::vector<Cell>& cells) override {
-        out_ << (isFirst_ ? "\n{" : ",\n{");
+        out_ << (!isArray_ ? "{" : isFirst_ ? "\n{" : ",\n{");
         isFirst_ = false;
         for (std::size_t i = 0; i < cells.size(); ++i) {
-            out_ << (i == 0 ? "" : ",") << jsonText(columns_[i].name) << ':' << value(columns_[i], cells[i]);
+            out_ << (i == 0 ? "" : ",") << jsonText(columns_[i].name) << ':'
+                 << jsonValue(columns_[i], cells[i]);
         }
-        out_ << '}';
+        out_ << (isArray_ ? "}" : "}\n");
     }
 
-    void end() override { out_ << (isFirst_ ? "]\n" : "\n]\n"); }
+    void end() override { out_ << (!isArray_ ? "" : isFirst_ ? "]\n" : "\n]\n"); }
 
 private:
-    static std::string value(const Column& column, const Cell& cell) {
-        if (!cell) {
-            return "null";
-        }
-        // JSON has no numbers as .5, 05 or 1. of a file that was edited by hand.
-        return isShownAsNumber(column, *cell) && nlohmann::json::accept(*cell) ? *cell : jsonText(*cell);
-    }
-
     std::ostream& out_;
+    const bool isArray_;
     std::vector<Column> columns_;
     bool isFirst_ = true;
 };
 
 class SqlWriter : public RowWriter {
 public:
-    SqlWriter(std::ostream& out, const TableSchema& schema) : out_(out), schema_(schema) {}
+    SqlWriter(std::ostream& out, Bytes bytes, const TableSchema& schema)
+        : out_(out), text_(bytes), schema_(schema) {}
 
     void begin(const std::vector<Column>& columns) override {
         columns_ = columns;
@@ -100,21 +156,21 @@ public:
         out_ << ");\n";
     }
 
-    void end() override { out_ << "COMMIT;\n"; }
+    void end() override {
+        out_ << "COMMIT;\n";
+        text_.noteChanges();
+    }
 
 private:
-    static std::string value(const Column& column, const Cell& cell) {
+    std::string value(const Column& column, const Cell& cell) {
         if (!cell || isShownAsNumber(column, *cell)) {
             return cell.value_or(Core::Database::Filedb::kNullWord);
         }
-        std::string text = "'";
-        for (const char c : *cell) {
-            text += c == '\'' ? "''" : std::string(1, c);
-        }
-        return text + "'";
+        return "'" + withDoubled(text_.of(*cell), '\'') + "'";
     }
 
     std::ostream& out_;
+    OutputText text_;
     TableSchema schema_;
     std::vector<Column> columns_;
 };
@@ -137,19 +193,28 @@ Mode modeOf(const std::string& name) {
     throw Failure("no such mode: " + name + "; there are table, line, csv and json");
 }
 
-std::unique_ptr<RowWriter> makeCsvWriter(std::ostream& out) {
-    return std::make_unique<CsvWriter>(out);
+Bytes bytesForOutput() {
+    return isTerminal(STDOUT_FILENO) ? Bytes::kPrintable : Bytes::kExact;
+}
+
+std::unique_ptr<RowWriter> makeCsvWriter(std::ostream& out, Bytes bytes, const CsvFormat& format) {
+    return std::make_unique<CsvWriter>(out, bytes, format);
 }
 
 std::unique_ptr<RowWriter> makeJsonWriter(std::ostream& out) {
-    return std::make_unique<JsonWriter>(out);
+    return std::make_unique<JsonWriter>(out, true);
 }
 
-std::unique_ptr<RowWriter> makeSqlWriter(std::ostream& out, const TableSchema& schema) {
-    return std::make_unique<SqlWriter>(out, schema);
+std::unique_ptr<RowWriter> makeJsonLinesWriter(std::ostream& out) {
+    return std::make_unique<JsonWriter>(out, false);
+}
+
+std::unique_ptr<RowWriter> makeSqlWriter(std::ostream& out, Bytes bytes, const TableSchema& schema) {
+    return std::make_unique<SqlWriter>(out, bytes, schema);
 }
 
 void writeRows(RowWriter& writer, const ResultSet& result, const std::ostream& out) {
+    writer.examine(result);
     writer.begin(result.columns);
     for (const std::vector<Cell>& cells : result.rows) {
         if (!out) {
@@ -161,18 +226,22 @@ void writeRows(RowWriter& writer, const ResultSet& result, const std::ostream& o
 }
 
 void show(const ResultSet& result, Mode mode) {
+    show(std::cout, result, mode, CellWidth::kFitting);
+}
+
+void show(std::ostream& out, const ResultSet& result, Mode mode, CellWidth cellWidth) {
     switch (mode) {
         case Mode::kTable:
-            printAsTable(result);
+            printAsTable(out, result, cellWidth);
             break;
         case Mode::kLine:
-            printAsLines(result);
+            printAsLines(out, result);
             break;
         case Mode::kCsv:
-            writeRows(*makeCsvWriter(std::cout), result, std::cout);
+            writeRows(*makeCsvWriter(out, bytesForOutput()), result, out);
             break;
         case Mode::kJson:
-            writeRows(*makeJsonWriter(std::cout), result, std::cout);
+            writeRows(*makeJsonWriter(out), result, out);
             break;
     }
 }

@@ -4,8 +4,7 @@
 
 namespace Kalt::Vemo::Tool {
 
-/// Talks with a person at a terminal until .quit or the end of the input: line editing, a history that is
-/// kept in $XDG_STATE_HOME/filedb/history, and the completion of keywords, tables, columns and dot commands.
+/// Talks with a person at a terminal until .quit, the end of the input, or Control-C twice in a row.
 void runPrompt(Shell& shell);
 
 }  // namespace Kalt::Vemo::Tool

@@ -13,6 +13,7 @@
 #include "SqlText.h"
 #include "TableMetaData.h"
 #include "Utils.h"
+#include "check/FindingsReport.h"
 #include "check/TableExamination.h"
 #include "console/Printable.h"
 #include "files/RawFile.h"
@@ -217,20 +218,13 @@ const std::string& Session::damageOf(const std::string& table) {
     std::string text;
     // A table that the open transaction made has no file yet.
     if (raw.isRegular()) {
-        const TableExamination examination(namedDirectory_ + "/" + file, raw.text);
-        const Findings& findings = examination.findings();
-        if (!findings.empty()) {
-            text = printable(findings.front().file) + ":" + std::to_string(findings.front().line) + ": " +
-                   findings.front().text;
-            text += findings.size() == 1 ? "" : " (and " + counted(findings.size() - 1, "more finding") + ")";
-        }
+        text = summaryOf(TableExamination(namedDirectory_ + "/" + file, raw.text).findings());
     }
     return damages_.emplace(table, std::move(text)).first->second;
 }
 
 std::string Session::damageWarning(const std::string& table) {
-    const std::string& damage = damageOf(table);
-    return damage.empty() ? "" : "table " + table + " is damaged: " + damage + "; run filedb check";
+    return warningOf(table, damageOf(table));
 }
 
 void Session::requireChangeable(const std::string& table) {

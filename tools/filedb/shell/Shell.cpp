@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -25,13 +27,19 @@ constexpr int kMaxReadDepth = 16;
 constexpr std::string_view kHelp = R"(.help           this list
 .log FILE|off   append the database's log to a file
 .mode MODE      print results as table, line, csv or json
+.pager on|off   show long results with the pager
 .quit           leave; an open transaction is rolled back
 .read FILE      run the statements of a file
 .schema [TABLE] print CREATE TABLE statements
 .tables         list the tables
 .timer on|off   print how long each statement takes
-Statements end with ";". BEGIN; COMMIT; ROLLBACK; drive a transaction. help, quit and exit need no dot.
+.wide on|off    print cells whole that do not fit into the terminal
+Statements end with ";". BEGIN; COMMIT; ROLLBACK; drive a transaction.
+help, quit and exit need no dot. Control-C abandons a statement; a second time it leaves.
 )";
+
+// What people type who do not know of the dot yet.
+constexpr std::array<const char*, 3> kDotless{"exit", "help", "quit"};
 
 std::vector<std::string> wordsOf(const std::string& line) {
     std::istringstream stream(line);
@@ -45,6 +53,25 @@ std::vector<std::string> wordsOf(const std::string& line) {
 std::string withoutBlanksAtStart(const std::string& text) {
     const std::size_t first = text.find_first_not_of(" \t\r\n");
     return first == std::string::npos ? "" : text.substr(first);
+}
+
+// A dot command for one of its words that stands alone, in any case, also with a ";".
+std::string withDot(const std::string& line) {
+    std::string word;
+    for (const char c : line) {
+        word += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    }
+    word = withoutBlanksAtStart(word);
+    word.erase(word.find_last_not_of("; \t\r\n") + 1);
+    const bool isKnown = std::find(kDotless.begin(), kDotless.end(), word) != kDotless.end();
+    return isKnown ? "." + word : line;
+}
+
+bool isOn(const std::string& command, const std::string& word) {
+    if (word != "on" && word != "off") {
+        throw Failure(command + " takes on or off");
+    }
+    return word == "on";
 }
 
 }  // namespace
@@ -103,11 +130,9 @@ void Shell::runStream(std::istream& input, const std::string& name) {
 void Shell::takeLine(const std::string& line, const std::string& mark) {
     if (isBlankSoFar_) {
         pendingMark_ = mark;
-        if (line.rfind('.', 0) == 0) {
-            guarded(mark, line, &Shell::runDotCommand);
-            return;
-        }
-        if (runWordWithoutDot(line)) {
+        const std::string command = withDot(line);
+        if (command.rfind('.', 0) == 0) {
+            guarded(mark, command, &Shell::runDotCommand);
             return;
         }
     }
@@ -137,6 +162,11 @@ void Shell::endOfInput() {
     }
 }
 
+void Shell::abandonStatement() {
+    pending_.clear();
+    isBlankSoFar_ = true;
+}
+
 void Shell::printWarnings() {
     for (const std::string& warning : connection_.takeWarnings()) {
         std::cerr << "warning: " << printable(warning) << '\n';
@@ -155,7 +185,7 @@ bool Shell::runRaw(const std::string& text) {
     const ResultSet result = session_.runRaw(withoutBlanksAtStart(text));
     connection_.forget();
     if (!result.columns.empty()) {
-        show(result, options_.mode);
+        options_.view.show(result, options_.mode);
     }
     return true;
 }
@@ -167,21 +197,11 @@ void Shell::runStatement(const std::string& text) {
     const StatementOutcome outcome = connection_.run(text);
     printWarnings();
     if (outcome.isQuery) {
-        show(outcome.result, options_.mode);
+        options_.view.show(outcome.result, options_.mode);
     } else if (!outcome.changes.empty() && (options_.goesOn || !outcome.isInsert)) {
         // Not between the rows that another program reads.
         std::cerr << outcome.changes << '\n';
     }
-}
-
-// A person who wants to leave types what other programs take.
-bool Shell::runWordWithoutDot(const std::string& line) {
-    const std::string word = line.substr(0, line.find_last_not_of("; \t\r") + 1);
-    if (word != "quit" && word != "exit" && word != "help") {
-        return false;
-    }
-    runDotCommand("." + word);
-    return true;
 }
 
 void Shell::runDotCommand(const std::string& line) {
@@ -193,11 +213,11 @@ void Shell::runDotCommand(const std::string& line) {
         bool needsArgument;
         void (Shell::*run)(const std::string&);
     };
-    static constexpr DotCommand kCommands[] = {{".log", true, true, &Shell::setLog},
-                                               {".mode", true, true, &Shell::setMode},
-                                               {".read", true, true, &Shell::readFile},
-                                               {".schema", true, false, &Shell::printSchema},
-                                               {".timer", true, true, &Shell::setTimer}};
+    static constexpr DotCommand kCommands[] = {
+        {".log", true, true, &Shell::setLog},          {".mode", true, true, &Shell::setMode},
+        {".pager", true, true, &Shell::setPager},      {".read", true, true, &Shell::readFile},
+        {".schema", true, false, &Shell::printSchema}, {".timer", true, true, &Shell::setTimer},
+        {".wide", true, true, &Shell::setWide}};
     if (words.size() > 2) {
         throw Failure(words[0] + " takes one word; .help lists the commands");
     }
@@ -242,10 +262,15 @@ void Shell::setMode(const std::string& name) {
 }
 
 void Shell::setTimer(const std::string& word) {
-    if (word != "on" && word != "off") {
-        throw Failure(".timer takes on or off");
-    }
-    timer_ = word == "on";
+    timer_ = isOn(".timer", word);
+}
+
+void Shell::setPager(const std::string& word) {
+    options_.view.setPaging(isOn(".pager", word));
+}
+
+void Shell::setWide(const std::string& word) {
+    options_.view.setCellWidth(isOn(".wide", word) ? CellWidth::kWhole : CellWidth::kFitting);
 }
 
 void Shell::setLog(const std::string& name) {

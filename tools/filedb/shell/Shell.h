@@ -6,6 +6,7 @@
 #include <string>
 
 #include "rows/RowWriter.h"
+#include "shell/ResultView.h"
 #include "shell/Session.h"
 #include "shell/SqlConnection.h"
 
@@ -19,6 +20,7 @@ public:
         Mode mode = Mode::kTable;
         bool raw = false;     ///< send statements as they stand
         bool goesOn = false;  ///< after a failed statement; otherwise the text ends there
+        ResultView view{false, CellWidth::kFitting};
     };
 
     Shell(Session& session, Options options) : session_(session), connection_(session), options_(options) {}
@@ -38,6 +40,9 @@ public:
     /// Whether a statement has begun whose ";" has not come yet.
     bool isInsideStatement() const { return !isBlankSoFar_; }
 
+    /// Forgets the statement that has begun.
+    void abandonStatement();
+
     /// Whether no more is to be run: after quit, and after a failure unless the shell goes on.
     bool isOver() const { return quit_ || (failed_ && !options_.goesOn); }
 
@@ -47,7 +52,6 @@ public:
 private:
     void runStatement(const std::string& text);
     bool runRaw(const std::string& text);
-    bool runWordWithoutDot(const std::string& line);
     void printWarnings();
     void reportError(const std::string& mark, const std::exception& error);
     void runDotCommand(const std::string& line);
@@ -55,6 +59,8 @@ private:
     void setMode(const std::string& name);
     void setTimer(const std::string& word);
     void setLog(const std::string& name);
+    void setPager(const std::string& word);
+    void setWide(const std::string& word);
     void printSchema(const std::string& table);
     void guarded(const std::string& mark, const std::string& text, void (Shell::*action)(const std::string&));
 

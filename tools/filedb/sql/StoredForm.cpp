@@ -5,7 +5,6 @@
 #include <charconv>
 #include <cstdint>
 
-#include "DatabaseException.h"
 #include "TableMetaData.h"
 #include "Utils.h"
 
@@ -70,14 +69,6 @@ std::optional<std::string> storedText(const std::string& value) {
 }
 
 }  // namespace
-
-bool isPossibleName(const std::string& name) {
-    try {
-        return Utils::validateColumnName(name) == name;
-    } catch (const DatabaseException&) {
-        return false;
-    }
-}
 
 std::string typeOfFlag(long flag) {
     switch (flag & ~static_cast<long>(kNotNullFlag)) {

@@ -3,10 +3,9 @@
 #include <optional>
 #include <string>
 
-namespace Kalt::Vemo::Tool {
+#include "files/EntryName.h"
 
-/// Whether a statement could have made a table or a column of this name.
-bool isPossibleName(const std::string& name);
+namespace Kalt::Vemo::Tool {
 
 /// "INTEGER", "REAL" or "TEXT" for a column's flag number, empty when no statement makes that number: one
 /// type, with or without NOT NULL.

@@ -15,6 +15,9 @@ public:
     static std::unique_ptr<FileSubscriptionDatabase> make(Core::Database::Filedb::Synchronous synchronous) {
         return std::unique_ptr<FileSubscriptionDatabase>(new FileSubscriptionDatabase(synchronous));
     }
+
+    /// The engine of an open store.
+    static Core::Database::IDatabase& database(FileSubscriptionDatabase& store) { return *store.database_; }
 };
 
 }  // namespace Kalt::Vemo::Notification
