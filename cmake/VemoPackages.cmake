@@ -59,7 +59,8 @@ set(CPACK_COMPONENT_FILEDB_DESCRIPTION "look into, check and mend databases of t
 ${vemo_about}
 .
 This package holds the command filedb, which shows, queries, changes, checks
-and repairs such a database.")
+and repairs such a database, and the extension vemofiledb, with which any
+program that has SQLite reads and writes its tables.")
 
 configure_file(${CMAKE_CURRENT_LIST_DIR}/VemoPackageFiles.cmake.in ${PROJECT_BINARY_DIR}/VemoPackageFiles.cmake @ONLY)
 include(CPack)

@@ -84,8 +84,10 @@ check_package libvemofilesubscriptiondb-dev libdevel "libvemofilesubscriptiondb$
 check_package filedb database "libvemofilesubscriptiondb$major (= $VERSION), libc6, libedit2, libsqlite3-0, libstdc++6, libutf8proc2" \
     "look into, check and mend databases of the subscription store" \
     " This package holds the command filedb, which shows, queries, changes, checks
- and repairs such a database." "control md5sums" < <(
+ and repairs such a database, and the extension vemofiledb, with which any
+ program that has SQLite reads and writes its tables." "control md5sums" < <(
     echo "-rwxr-xr-x root/root ./usr/bin/filedb"
+    echo "$file/$LIBDIR/vemofiledb.so"
     echo "$file/share/doc/filedb/changelog.gz"
     echo "$file/share/man/man1/filedb.1.gz"
 )
@@ -103,7 +105,7 @@ done | LC_ALL=C sort | diff -u - <(LC_ALL=C sort "$WORK/control/shlibs") || fail
 for script in postinst postrm; do
     grep -q "^[[:space:]]*ldconfig$" "$WORK/control/$script" || fail "$script does not call ldconfig"
 done
-for binary in "$root/usr/bin/filedb" "$root/usr/$LIBDIR"/lib*.so; do
+for binary in "$root/usr/bin/filedb" "$root/usr/$LIBDIR"/*.so; do
     "$OBJDUMP" -p "$binary" | grep -E "RPATH|RUNPATH" && fail "$binary tells the loader where to look"
     "$FILE" -L "$binary" | grep -q ", stripped" || fail "$binary is not stripped"
 done
@@ -125,3 +127,7 @@ version=$("$root/usr/bin/filedb" --version)
 [[ $version == *"$VERSION"* ]] || fail "filedb --version gives '$version'"
 "$WORK/plain/store" "$WORK/database"
 "$root/usr/bin/filedb" check "$WORK/database"
+
+echo "== extension of SQLite"
+tables=$(sqlite3 :memory: ".load vemofiledb" "SELECT vemofiledb_attach('$WORK/database')")
+[[ $tables -gt 0 ]] || fail "the extension attaches '$tables' tables"

@@ -182,7 +182,7 @@ std::vector<std::string> Session::tables() const {
 }
 
 bool Session::exists(const std::string& table) const {
-    return isPossibleName(table) && dropped_.count(table) == 0 &&
+    return isOpen() && isPossibleName(table) && dropped_.count(table) == 0 &&
            (FileUtils::fileExist(directory_ + "/" + table + kTableSuffix) || !workingCopyOf(table).empty());
 }
 

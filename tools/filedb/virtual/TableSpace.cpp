@@ -20,7 +20,7 @@ void TableSpace::requireUsable() const {
 }
 
 bool TableSpace::isInsideTransaction() const {
-    return isInsideSqlite_ ? isInsideSqlite_() : source_.inTransaction() && !isOwn_;
+    return isInsideSqlite_ ? goesOn_ : source_.inTransaction() && !isOwn_;
 }
 
 // Rolls back what the engine has of the transaction.
@@ -166,10 +166,13 @@ void TableSpace::begin(const Schema& schema) {
         throw;
     }
     transactionStart_ = changes_;
+    // Asked here, because COMMIT has left the transaction when it comes to the tables.
+    goesOn_ = isInsideSqlite_ && isInsideSqlite_();
 }
 
 void TableSpace::end() noexcept {
     isChanging_ = false;
+    savepoints_.clear();
     source_.changesEnd();
     if (source_.isShared()) {
         known_.clear();
@@ -202,14 +205,16 @@ void TableSpace::setSavepoint(int number) {
 }
 
 void TableSpace::rollbackTo(int number) {
-    const auto found = savepoints_.find(number);
-    const std::size_t before = found == savepoints_.end() ? 0 : found->second;
+    // Where there is none of this number, nothing was changed between it and the next one, or at all.
+    const auto found = savepoints_.lower_bound(number);
+    const std::size_t before = found == savepoints_.end() ? changes_ : found->second;
     const std::size_t since = changes_ - before;
     if (pending_.countSince(before) < since) {
         giveUp("the engine cannot take back a part of a transaction");
     }
     pending_.dropSince(before);
     changes_ = before;
+    savepoints_.erase(savepoints_.upper_bound(number), savepoints_.end());
 }
 
 void TableSpace::release(int number) {

@@ -113,6 +113,7 @@ private:
     std::size_t transactionStart_ = 0;       // the same of SQLite's transaction
     std::size_t changes_ = 0;
     std::string defeat_;       // why the transaction was rolled back under SQLite's feet
+    bool goesOn_ = false;      // SQLite's transaction goes on after the statement
     bool isOwn_ = false;       // the transaction was begun here
     bool isChanging_ = false;  // between begin() and end()
     int cursors_ = 0;
