@@ -38,6 +38,8 @@ int run(int argc, char** argv) {
     addSchemaCommand(app, status);
     addExportCommand(app, status);
     addImportCommand(app, status);
+    addWatchCommand(app, status);
+    addDiffCommand(app, status);
     addCheckCommand(app, status);
     addRepairCommand(app, status);
     addSubsCommand(app, status);
