@@ -28,7 +28,7 @@ install_missing() {
 
 build_packages=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcli11-dev libedit-dev libutf8proc-dev)
 package_packages=("${build_packages[@]}" dpkg-dev file)
-test_packages=("${package_packages[@]}" ccache libgtest-dev libgmock-dev locales strace binutils make)
+test_packages=("${package_packages[@]}" ccache libgtest-dev libgmock-dev locales strace binutils make less)
 disk_packages=(e2fsprogs mount)
 bench_packages=(libbenchmark-dev libsqlite3-dev)
 
