@@ -28,7 +28,7 @@ install_missing() {
 
 build_packages=(g++ cmake ninja-build pkg-config nlohmann-json3-dev libcli11-dev libedit-dev libsqlite3-dev libutf8proc-dev)
 package_packages=("${build_packages[@]}" dpkg-dev file)
-test_packages=("${package_packages[@]}" ccache libgtest-dev libgmock-dev locales strace binutils make sqlite3 python3)
+test_packages=("${package_packages[@]}" ccache libgtest-dev libgmock-dev locales strace binutils make less sqlite3 python3)
 disk_packages=(e2fsprogs mount)
 bench_packages=(libbenchmark-dev)
 

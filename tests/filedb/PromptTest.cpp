@@ -97,6 +97,9 @@ TEST_F(PromptTest, ImportShowsItsProgress) {
     EXPECT_EQ(terminal.exitStatus(), 0);
     EXPECT_NE(terminal.shown().find("%  1 row"), std::string::npos) << terminal.shown();
     EXPECT_NE(terminal.shown().find("imported 40 rows into rooms"), std::string::npos) << terminal.shown();
+    TerminalRun dumb({"import", path(), "rooms", temporary.file("rows.csv")}, environment({"TERM=dumb"}));
+    EXPECT_EQ(dumb.exitStatus(), 0);
+    EXPECT_EQ(dumb.shown(), "imported 40 rows into rooms\r\n");
 }
 
 TEST_F(PromptTest, ASignalLeavesNoCopyBehind) {

@@ -1,5 +1,6 @@
 // How results look on a terminal: their row count, cells that are wider than the terminal, and the pager.
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -143,6 +144,22 @@ TEST_F(ResultViewTest, LongResultsGoToThePager) {
         terminal.type("quit\n");
         EXPECT_EQ(terminal.exitStatus(), 0);
     }
+}
+
+TEST_F(ResultViewTest, WithoutAPagerOfTheirOwnPeopleGetLess) {
+    ASSERT_EQ(std::system("command -v less > /dev/null"), 0) << "the test needs the package less";
+    TerminalRun terminal({"shell", path()}, plain({"PAGER", "FILEDB_PAGER", "LESS"}), {6, 80});
+    terminal.waitFor(kPrompt);
+    terminal.type("select storey from rooms;\n");
+    terminal.waitFor("│ storey │");
+    terminal.waitFor(":");  // the first screen is full
+    EXPECT_EQ(terminal.shown().find("2 rows"), std::string::npos) << terminal.shown();
+    terminal.type("G");
+    terminal.waitFor("2 rows");
+    terminal.type("q");
+    terminal.waitFor(kPrompt);
+    terminal.type("quit\n");
+    EXPECT_EQ(terminal.exitStatus(), 0);
 }
 
 TEST_F(ResultViewTest, APagerThatEndsEarlyIsNoErrorAndAMissingOneIs) {

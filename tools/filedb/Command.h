@@ -26,6 +26,7 @@ void warn(const std::string& warning);
 
 // Each adds one command to the program; `status` is set when the command ran.
 void addCheckCommand(CLI::App& app, int& status);
+void addDiffCommand(CLI::App& app, int& status);
 void addDumpCommand(CLI::App& app, int& status);
 void addExportCommand(CLI::App& app, int& status);
 void addImportCommand(CLI::App& app, int& status);
@@ -36,5 +37,6 @@ void addSchemaCommand(CLI::App& app, int& status);
 void addShellCommand(CLI::App& app, int& status);
 void addSubsCommand(CLI::App& app, int& status);
 void addTablesCommand(CLI::App& app, int& status);
+void addWatchCommand(CLI::App& app, int& status);
 
 }  // namespace Kalt::Vemo::Tool

@@ -43,6 +43,8 @@ int run(int argc, char** argv) {
     addImportCommand(app, status);
     addDumpCommand(app, status);
     addLoadCommand(app, status);
+    addWatchCommand(app, status);
+    addDiffCommand(app, status);
     addCheckCommand(app, status);
     addRepairCommand(app, status);
     addRestoreCommand(app, status);

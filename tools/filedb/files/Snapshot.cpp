@@ -80,6 +80,14 @@ Snapshot Snapshot::ofLive(const std::string& directory) {
     }
 }
 
+std::optional<Snapshot> Snapshot::ofLiveAtOnce(const std::string& directory) {
+    Snapshot first(directory);
+    if (first.isCopyingOver() || Snapshot(directory) != first) {
+        return std::nullopt;
+    }
+    return first;
+}
+
 const RawFile& Snapshot::file(const std::string& name) const {
     static const RawFile kNone;
     const auto found = files_.find(name);

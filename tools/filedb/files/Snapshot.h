@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,11 @@ public:
     ///
     /// Throws: Trouble when the directory cannot be read, or does not come to rest.
     static Snapshot ofLive(const std::string& directory);
+
+    /// Reads twice, and gives nothing where the directory is not at rest: the two readings differ, or the
+    /// journal tells of a commit that is under way or was interrupted. Throws: Trouble when it cannot be
+    /// read.
+    static std::optional<Snapshot> ofLiveAtOnce(const std::string& directory);
 
     /// Reads once. Requires: nobody changes the directory meanwhile. Throws: Trouble, as ofLive.
     static Snapshot ofLocked(const std::string& directory);

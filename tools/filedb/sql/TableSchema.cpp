@@ -1,6 +1,7 @@
 #include "sql/TableSchema.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <system_error>
 
 #include "FileUtils.h"
@@ -28,6 +29,33 @@ bool isRowIdWord(std::string name) {
     std::transform(name.begin(), name.end(), name.begin(),
                    [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
     return name == kRowIdColumn;
+}
+
+template <typename Open>
+TableSchema schemaFrom(const std::string& table, Open open) {
+    try {
+        const StreamHandle stream = ownStream(open());
+        if (stream == nullptr) {
+            throw Failure("it is empty");
+        }
+        TableMetaData metaData(nullptr);
+        metaData.readTableMetaData(stream.get());
+        TableSchema schema;
+        schema.name = table;
+        schema.key = metaData.primaryKeyColumns();
+        schema.hasHiddenRowId = !metaData.hasAliasPrimaryKey();
+        for (std::size_t i = 0; i < metaData.visibleColumnCount(); ++i) {
+            const long flag = metaData.flagOf(i);
+            schema.columns.push_back(
+                {metaData.columnNames()[i], typeOf(flag), (flag & kNotNullFlag) != 0, false});
+        }
+        if (schema.columns.empty()) {
+            throw Failure("it names no column");
+        }
+        return schema;
+    } catch (const std::exception&) {
+        throw Failure("table " + table + ": its definition cannot be read; run filedb check");
+    }
 }
 
 }  // namespace
@@ -97,26 +125,12 @@ std::string TableSchema::createStatement() const {
 }
 
 TableSchema readSchema(const std::string& table, const std::string& fileName) {
-    try {
-        const StreamHandle stream = ownStream(FileUtils::openFile(fileName, "r"));
-        TableMetaData metaData(nullptr);
-        metaData.readTableMetaData(stream.get());
-        TableSchema schema;
-        schema.name = table;
-        schema.key = metaData.primaryKeyColumns();
-        schema.hasHiddenRowId = !metaData.hasAliasPrimaryKey();
-        for (std::size_t i = 0; i < metaData.visibleColumnCount(); ++i) {
-            const long flag = metaData.flagOf(i);
-            schema.columns.push_back(
-                {metaData.columnNames()[i], typeOf(flag), (flag & kNotNullFlag) != 0, false});
-        }
-        if (schema.columns.empty()) {
-            throw Failure("it names no column");
-        }
-        return schema;
-    } catch (const std::exception& error) {
-        throw Failure("table " + table + ": its definition cannot be read; run filedb check");
-    }
+    return schemaFrom(table, [&fileName] { return FileUtils::openFile(fileName, "r"); });
+}
+
+TableSchema schemaOfText(const std::string& table, const std::string& text) {
+    std::string copy = text;
+    return schemaFrom(table, [&copy] { return fmemopen(copy.data(), copy.size(), "r"); });
 }
 
 std::vector<std::string> tableNames(const std::string& directory, std::string_view suffix) {

@@ -40,9 +40,10 @@ struct TableSchema {
     std::string createStatement() const;
 };
 
-/// Reads the definition from a table file or a working copy.
+/// Reads the definition from a table file or a working copy, or from the text of one.
 /// Throws: Failure when there is none that can be read.
 TableSchema readSchema(const std::string& table, const std::string& fileName);
+TableSchema schemaOfText(const std::string& table, const std::string& text);
 
 /// Names of the tables that have a file with this suffix in the directory, sorted.
 /// Throws: Trouble when the directory cannot be read.
