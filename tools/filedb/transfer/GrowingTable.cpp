@@ -20,7 +20,7 @@ namespace {
 // Equal for two values of a key's column exactly when the engine finds them equal.
 std::string comparable(const Column& column, std::string_view value) {
     std::string scratch;
-    const std::string text(withoutQuotes(value, scratch));
+    std::string text(withoutQuotes(value, scratch));
     switch (column.type) {
         case Column::Type::kInteger:
             return std::to_string(StringConversion::stringTouint64(text));
