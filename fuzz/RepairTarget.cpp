@@ -36,8 +36,9 @@
 #include "check/DirectoryExamination.h"
 #include "check/DirectoryRepair.h"
 #include "check/FindingsReport.h"
+#include "check/TableLines.h"
+#include "check/ValueForm.h"
 #include "files/JournalUsers.h"
-#include "sql/StoredForm.h"
 
 namespace Kalt::Vemo::Tool {
 
@@ -62,6 +63,7 @@ using Core::Database::Filedb::kNotNullFlag;
 using Core::Database::Filedb::Synchronous;
 using Tool::DirectoryExamination;
 using Tool::DirectoryRepair;
+using Tool::TableLine;
 
 constexpr const char* kTableSuffix = ".table";
 constexpr const char* kRejectsSuffix = ".rejects";
@@ -138,7 +140,11 @@ public:
 
     // The line under which a table keeps the row; nothing when it is not readable, or its row id or key was
     // there before.
-    std::string storedLine(std::string_view line) {
+    std::string storedLine(const TableLine& read) {
+        const std::string_view line = read.text;
+        if (!read.hasLineFeed && !read.isComplete(table_.hasAlias ? UINT64_MAX : INT64_MAX)) {
+            return {};
+        }
         if (line.size() + 1 > kMaxLineLength || line.find('\0') != std::string_view::npos) {
             return {};
         }
@@ -148,12 +154,16 @@ public:
         }
         for (std::size_t column = 0; column < fields.size(); ++column) {
             const bool isRowId = !table_.hasAlias && column + 1 == fields.size();
-            const auto stored = Tool::storedForm(table_.flagOf(column), fields[column]);
-            const bool isNull = stored == "NULL";
-            if (!stored || (isNull && (isRowId || (table_.flagOf(column) & kNotNullFlag) != 0))) {
+            const Tool::ValueForm form = Tool::ValueForm::of(table_.flagOf(column), fields[column]);
+            const bool isNull = fields[column] == "NULL";
+            if (form.kind == Kind::kUnreadable || (isRowId && form.kind == Kind::kReadable) ||
+                (isNull && (isRowId || (table_.flagOf(column) & kNotNullFlag) != 0))) {
                 return {};
             }
-            fields[column] = *stored;
+            fields[column] = form.text;
+        }
+        if (!table_.hasAlias && !isRowNumber(fields.back())) {
+            return {};
         }
         std::string result = plainLine(fields);
         const Fields key = keyOf(fields);
@@ -168,6 +178,14 @@ public:
     }
 
 private:
+    using Kind = Tool::ValueForm::Kind;
+
+    static bool isRowNumber(const std::string& digits) {
+        std::uint64_t number = 0;
+        std::from_chars(digits.data(), digits.data() + digits.size(), number);
+        return number > 0 && number <= INT64_MAX;
+    }
+
     // What the record's key is compared by; nothing when it is equal to no other.
     Fields keyOf(const Fields& fields) const {
         Fields key;
@@ -250,9 +268,9 @@ private:
     // The rows that count are those of the table's file, or of its working copy where an interrupted
     // copy-over is finished; a table that was finished otherwise (dropped, a broken definition, no regular
     // file) is set aside whole, and where a decision is left nothing changes. A row is readable when the
-    // engine reads its line whole (up to 1023 bytes without a NUL; that the last one lacks its line feed is
-    // as if it had it), with a field for each column, and with values that mean something in their columns.
-    // Of rows with the same row id or key the first is readable.
+    // engine reads its line whole (up to 1023 bytes without a NUL; of a last one without a line feed
+    // nothing may be missing), with a field for each column, and with values that mean something in their
+    // columns. Of rows with the same row id or key the first is readable.
     //
     // Each readable row is in the table after the repair, with the same values. Each other line is among the
     // rejected ones, with its number, byte for byte. The table holds nothing else.
@@ -268,18 +286,20 @@ private:
             }
             return;
         }
-        const PlainTable definition(content->definition());
+        const PlainTable definition{content->definition()};
         const auto reject = aside_.find(table + kRejectsSuffix);
         std::string rejected;
         std::multiset<std::string> expected;
         Rows rows(definition);
-        std::string_view rest = std::string_view(content->text()).substr(content->definition().size());
-        for (std::size_t number = 4; !rest.empty(); ++number) {
-            const std::string_view line = rest.substr(0, rest.find('\n'));
-            rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+        std::vector<TableLine> lines = Tool::TableLines::of(content->text()).lines;
+        const bool hasKeyLine =
+            lines.size() > 2 &&
+            plainLine(plainLines(std::string(lines[2].text) + '\n').front()) == plainLine(definition.key);
+        lines.erase(lines.begin(), lines.begin() + (hasKeyLine ? 3 : 2));
+        for (const TableLine& line : lines) {
             const std::string stored = rows.storedLine(line);
             if (stored.empty()) {
-                rejected += std::to_string(number) + '\t' + std::string(line) + '\n';
+                rejected += std::to_string(line.number) + '\t' + std::string(line.text) + '\n';
             } else {
                 expected.insert(stored);
             }

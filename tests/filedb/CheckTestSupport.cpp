@@ -89,6 +89,22 @@ ProgramResult PlantedDirectoryTest::repair(const std::vector<std::string>& optio
     return run("repair", options);
 }
 
+ProgramResult PlantedDirectoryTest::restore(const std::vector<std::string>& options) {
+    std::vector<std::string> arguments = {"db_filedb.repair-1"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    return run("restore", arguments);
+}
+
+std::vector<std::string> PlantedDirectoryTest::sharedFiles() const {
+    std::vector<std::string> shared;
+    for (const auto& entry : std::filesystem::directory_iterator(root_ + "/db_filedb")) {
+        if (entry.is_regular_file() && !entry.is_symlink() && entry.hard_link_count() > 1) {
+            shared.push_back(entry.path().filename().string());
+        }
+    }
+    return shared;
+}
+
 Files PlantedDirectoryTest::filesIn(const std::string& directory) const {
     Files files;
     for (const auto& entry : std::filesystem::directory_iterator(root_ + "/" + directory)) {

@@ -40,6 +40,12 @@ protected:
     ProgramResult check(const std::vector<std::string>& options = {});
     ProgramResult repair(const std::vector<std::string>& options = {});
 
+    /// Takes back what is in "db_filedb.repair-1".
+    ProgramResult restore(const std::vector<std::string>& options = {});
+
+    /// The names of the files of the database and of what was set aside that are one file under two names.
+    std::vector<std::string> sharedFiles() const;
+
     /// The regular files of a directory beside or below the planted one.
     Files filesIn(const std::string& directory) const;
     Files database() const { return filesIn("db_filedb"); }

@@ -17,20 +17,21 @@ namespace fs = std::filesystem;
 
 const std::string kItem = "id~name~price\n257~260~2\nid\n";
 const std::string kNote = "text~ROWID\n4~1\n\n";
-const std::string kInterrupted =
-    "db_filedb/master_rollback:1: mended: state line is \"1\": the copying of working copies over their "
-    "tables was "
-    "interrupted; run \"filedb repair\" before the next init, which would not finish it\n";
-const std::string kReset = "db_filedb/master_rollback: reset to the line \"0\"\n";
+const std::string kReset = "db_filedb/master_rollback: reset to the line \"0\"";
+const std::string kFinished =
+    kReset + ": the commit that it tells of is finished as far as the working copies go\n";
+const std::string kUndone = kReset + ": the transaction that it tells of was not committed\n";
 const std::string kTakesUnnamed =
     "takes the content of its working copy, which no journal line names: the table is what an interrupted "
     "copy-over leaves, and that is finished";
 const std::string kTaken = "set aside: working copy that the table now equals";
-const std::string kUncommitted = "set aside: working copy of a transaction that was not committed";
-const std::string kTellsDecision =
-    "; nothing tells whether it counts: \"filedb repair\" names a command for each way\n";
+const std::string kNothingToTake =
+    "set aside: working copy that no journal line names and nothing can be taken from, for ";
+const std::string kTellsDecision = "; nothing tells whether it counts; repair names a command for each way\n";
 const std::string kOneDecision =
     "1 decision left to you: for each run one of its two commands, then \"filedb repair\" again\n";
+
+const std::string kRemoved = "no longer in the database: ";
 
 std::string takeCommand(bool hasTable) {
     return hasTable ? "mkdir db_filedb/t.kept && cp -p db_filedb/t.table db_filedb/t.kept && "
@@ -94,16 +95,19 @@ protected:
         plant(damage.before);
         const Files planted = database();
 
+        const int status = damage.out.find(kRemoved) == std::string::npos ? 0 : 3;
         const ProgramResult dry = repair({"--dry-run"});
-        EXPECT_EQ(replaced(damage.out, "originals are kept", "originals would be kept"), dry.out);
-        EXPECT_EQ(0, dry.status);
+        EXPECT_EQ(replaced(replaced(damage.out, "originals are kept", "originals would be kept"), kRemoved,
+                           "would no longer be in the database: "),
+                  dry.out);
+        EXPECT_EQ(status, dry.status);
         EXPECT_EQ(planted, database());
         EXPECT_EQ(std::vector<std::string>{"db_filedb"}, listDirectory(root()));
 
         const ProgramResult result = repair();
         EXPECT_EQ(damage.out, result.out);
         EXPECT_EQ("", result.err);
-        EXPECT_EQ(0, result.status);
+        EXPECT_EQ(status, result.status);
         Files after = damage.after;
         after.emplace("master_rollback", "0\n");
         EXPECT_EQ(after, database());
@@ -156,7 +160,7 @@ protected:
                     << "a second run might replace what the first one kept";
             }
             const ProgramResult settled = repair();
-            EXPECT_EQ(0, settled.status) << settled.out;
+            EXPECT_EQ(settled.out.find(kRemoved) == std::string::npos ? 0 : 3, settled.status) << settled.out;
             Files after = {{"master_rollback", "0\n"}};
             if (takes || row.kept) {
                 after["t.table"] = takes ? row.taken : *row.kept;
@@ -193,10 +197,18 @@ std::string at(const std::string& place, const std::string& text) {
     return "db_filedb/" + place + ": " + text + "\n";
 }
 
-std::string done(int actions, int rejects) {
-    return std::to_string(actions) + (actions == 1 ? " action, " : " actions, ") + std::to_string(rejects) +
-           (rejects == 1 ? " rejected line" : " rejected lines") +
-           ": originals are kept in db_filedb.repair-1\n";
+std::string times(int count, const std::string& noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+/// The lines that end a repair: what was done, and what is no longer in the database.
+std::string done(int actions, int rejects, int tables = 0) {
+    const std::string count = times(actions, "action") + ", " + times(rejects, "rejected line") +
+                              ": originals are kept in db_filedb.repair-1\n";
+    return rejects + tables == 0
+               ? count
+               : count + kRemoved + times(tables, "table") + ", " + times(rejects, "row") +
+                     "; correct them in that directory, then run: filedb restore db db_filedb.repair-1\n";
 }
 
 /// A table in which one line is rejected for the reason told and the others stay.
@@ -218,11 +230,11 @@ Damage rejected(const char* title, const std::string& definition, const std::str
 
 /// A table in which one line is put into its stored form.
 Damage mended(const char* title, const std::string& definition, const std::string& line,
-              const std::string& stored, const std::string& finding) {
+              const std::string& stored, const std::string& finding, int records = 1) {
     return {title,
             {{"t.table", definition + line}},
-            at("t.table:4", "mended: " + finding) + at("t.table", "rewritten: 1 record kept, 0 rejected") +
-                done(1, 0),
+            at("t.table:4", "mended: " + finding) +
+                at("t.table", "rewritten: " + times(records, "record") + " kept, 0 rejected") + done(1, 0),
             {{"t.table", definition + stored}},
             {{"t.table", definition + line}}};
 }
@@ -230,7 +242,7 @@ Damage mended(const char* title, const std::string& definition, const std::strin
 Damage brokenDefinition(const char* title, const std::string& text, const std::string& reason) {
     return {title,
             {{"t.table", text}},
-            at("t.table", "set aside: broken definition (" + reason + ")") + done(1, 0),
+            at("t.table", "set aside: broken definition (" + reason + ")") + done(1, 0, 1),
             {},
             {{"t.table", text}}};
 }
@@ -257,7 +269,11 @@ TEST_F(RepairTest, LeavesASoundDirectoryAsItIs) {
 
 TEST_F(RepairTest, MendsWhatNeedsNoGuess) {
     const std::vector<Damage> rows = {
-        mended("no last line feed", kItem, "1~'a'~2", "1~'a'~2\n", kNoLineFeed),
+        mended("no last line feed behind NULL", kItem, "1~'a'~NULL", "1~'a'~NULL\n", kNoLineFeed),
+        mended("no last line feed behind a number that has its exponent", kItem, "1~'a'~1.5e+06",
+               "1~'a'~1.5e+06\n", kNoLineFeed),
+        mended("no last line feed behind the longest ROWID", kNote, "'a'~9223372036854775807",
+               "'a'~9223372036854775807\n", kNoLineFeed),
         mended("empty field in the middle", kItem, "1~~'a'~2\n", "1~'a'~2\n", kEmptyField),
         mended("empty field at the end", kItem, "1~'a'~2~\n", "1~'a'~2\n", kEmptyField),
         mended("integer in quotes", kItem, "'7'~'a'~2\n", "7~'a'~2\n",
@@ -270,8 +286,18 @@ TEST_F(RepairTest, MendsWhatNeedsNoGuess) {
                "column \"price\": value \"2.50\"" + kRealForm),
         mended("real with a large exponent", kItem, "1~'a'~1E3\n", "1~'a'~1000\n",
                "column \"price\": value \"1E3\"" + kRealForm),
-        mended("text without quotes", kItem, "1~it's~2\n", "1~'it's'~2\n",
-               "column \"name\": value \"it's\"" + kTextForm),
+        mended("negative integer", kItem, "-1~'a'~2\n", "18446744073709551615~'a'~2\n",
+               "column \"id\": value \"-1\"" + kIntegerForm),
+        mended("integer with zeros behind the point", kItem, "1.0~'a'~2\n", "1~'a'~2\n",
+               "column \"id\": value \"1.0\"" + kIntegerForm),
+        mended("integer behind a blank", kItem, " 7~'a'~2\n", "7~'a'~2\n",
+               "column \"id\": value \" 7\"" + kIntegerForm),
+        mended("integer before a carriage return", kNote, "'a'~7\r\n'b'~8\n", "'a'~7\n'b'~8\n",
+               "column \"ROWID\": value \"7\\x0d\"" + kIntegerForm, 2),
+        mended("real behind a blank", kItem, "1~'a'~ 2.5\n", "1~'a'~2.5\n",
+               "column \"price\": value \" 2.5\"" + kRealForm),
+        mended("text without quotes", kItem, "1~a b~2\n", "1~'a b'~2\n",
+               "column \"name\": value \"a b\"" + kTextForm),
         mended("text that is one quote", kItem, "1~'~2\n", "1~''~2\n",
                "column \"name\": value \"'\"" + kTextForm),
         mended("ROWID with a leading zero", kNote, "'x'~01\n", "'x'~1\n",
@@ -304,30 +330,34 @@ TEST_F(RepairTest, RejectsLinesThatOnlyAGuessCouldMend) {
         rejected("too few fields", kItem, good, "5~'x'", last, "too few fields: 2 for 3 columns"),
         rejected("too many fields", kItem, good, "5~'x~y'~2", last, "too many fields: 4 for 3 columns"),
         rejected("empty line", kItem, good, "", last, "too few fields: 0 for 3 columns"),
-        rejected("empty field in place of a value", kItem, good, "5~~2", last, kEmptyField),
+        rejected("empty field in place of a value", kItem, good, "5~~2", last,
+                 "too few fields: 2 for 3 columns"),
         rejected("NULL in a key", kItem, good, "NULL~'x'~2", last, "column \"id\": NULL is not allowed"),
         rejected("text with one quote", kItem, good, "5~'x~2", last,
                  "column \"name\": value \"'x\"" + kTextForm),
-        rejected("negative integer", kItem, good, "-5~'x'~2", last,
-                 "column \"id\": value \"-5\"" + kIntegerForm),
-        rejected("integer with a fraction", kItem, good, "5.5~'x'~2", last,
-                 "column \"id\": value \"5.5\"" + kIntegerForm),
         rejected("integer beyond 64 bits", kItem, good, "99999999999999999999~'x'~2", last,
                  "column \"id\": value \"99999999999999999999\"" + kIntegerForm),
         rejected("integer that is text", kItem, good, "five~'x'~2", last,
                  "column \"id\": value \"five\"" + kIntegerForm),
-        rejected("real with more digits than are stored", kItem, good, "5~'x'~3.14159265", last,
-                 "column \"price\": value \"3.14159265\"" + kRealForm),
         rejected("real that is no number", kItem, good, "5~'x'~nan", last,
                  "column \"price\": value \"nan\"" + kRealForm),
         rejected("repeated key", kItem, good, "1~'x'~2", last,
                  "primary key (id = \"1\") repeats that of line 4"),
         rejected("a key that repeats once it is mended", kItem, good, "01~'x'~2", last,
-                 "column \"id\": value \"01\"" + kIntegerForm),
+                 "primary key (id = \"1\") repeats that of line 4"),
+        rejected("a negative integer beyond 63 bits", kItem, good, "-9223372036854775809~'x'~2", last,
+                 "column \"id\": value \"-9223372036854775809\"" + kIntegerForm),
+        rejected("ROWID of 0", kNote, "'a'~3\n", "'b'~0", "'c'~4\n",
+                 "ROWID 0 is not among the row numbers, 1 to 9223372036854775807"),
+        rejected("ROWID that is too large", kNote, "'a'~3\n", "'b'~9223372036854775808", "'c'~4\n",
+                 "ROWID 9223372036854775808 is not among the row numbers, 1 to 9223372036854775807"),
+        rejected("ROWID that is negative", kNote, "'a'~3\n", "'b'~-1", "'c'~4\n",
+                 "ROWID 18446744073709551615 is not among the row numbers, 1 to 9223372036854775807"),
         rejected("line too long", kItem, good, longLine, last,
                  "line is 1027 bytes long with its line feed, the format's limit is 1023"),
-        rejected("line without room for its quotes", kItem, good, "5~" + std::string(1018, 'x') + "~2", last,
-                 "column \"name\": value \"" + std::string(60, 'x') + "\"..." + kTextForm),
+        rejected(
+            "line without room for its quotes", kItem, good, "5~" + std::string(1018, 'x') + "~2", last,
+            "in the stored form, line is 1025 bytes long with its line feed, the format's limit is 1023"),
         rejected("NUL byte", kItem, good, nul, last, "NUL byte: readers end the line there"),
         rejected("repeated ROWID", kNote, "'a'~3\n", "'b'~3", "'c'~4\n", "ROWID 3 repeats that of line 4"),
         rejected("ROWID that is no number", kNote, "'a'~3\n", "'b'~x", "'c'~4\n",
@@ -351,7 +381,7 @@ TEST_F(RepairTest, RejectsLinesThatOnlyAGuessCouldMend) {
 TEST_F(RepairTest, RejectsAnIncompleteLastLine) {
     expectRepair({"cut inside a value",
                   {{"t.table", kItem + "1~'a'~2\n2~'b"}},
-                  at("t.table:5", "rejected: " + kNoLineFeed) +
+                  at("t.table:5", "rejected: too few fields: 2 for 3 columns") +
                       at("t.table", "rewritten: 1 record kept, 1 rejected") + done(1, 1),
                   {{"t.table", kItem + "1~'a'~2\n"}},
                   {{"t.table", kItem + "1~'a'~2\n2~'b"}, {"t.rejects", "5\t2~'b\n"}}});
@@ -360,7 +390,10 @@ TEST_F(RepairTest, RejectsAnIncompleteLastLine) {
 TEST_F(RepairTest, SetsATableWithABrokenDefinitionAside) {
     const std::vector<Damage> rows = {
         brokenDefinition("empty file", "", "line 1: line is missing: the column names"),
-        brokenDefinition("no key line", "a~ROWID\n4~1\n", "line 3: line is missing: the primary key"),
+        brokenDefinition("no key line, and a column that may belong to a key", "a~ROWID\n260~1\n",
+                         "line 3: line is missing: the primary key"),
+        brokenDefinition("no column but the hidden ROWID", "ROWID\n1\n\n1\n2\n",
+                         "line 1: no column but the hidden ROWID: no statement could have made such a table"),
         brokenDefinition("cut in the definition", "id\n257\nid", "line 3: " + kNoLineFeed),
         brokenDefinition("flags are missing", "a~b~ROWID\n4~1\n\n'x'~'y'~1\n",
                          "line 2: 2 flag numbers for 3 columns"),
@@ -395,57 +428,75 @@ std::vector<Damage> interruptedCopyOvers() {
     const std::string takes =
         at("t.table", "takes the content of its working copy: the interrupted copy-over is finished");
     const std::string taken = at("t.backup", "set aside: working copy that the table now equals");
-    const std::string journalLine =
-        at("master_rollback:2",
-           "mended: table \"t\" (UPDATE): the next init takes this line for a state line, keeps the "
-           "table as it is and leaves a working copy where it is");
+    const std::string takenButRejects =
+        at("t.backup", "set aside: working copy that the table now equals, but for the rejected lines");
     const std::string journal = "1\n\x03~t\n";
     return {
         {"before the table was touched",
          {{"master_rollback", journal}, {"t.table", oldText}, {"t.backup", newText}},
-         takes + at("t.table", "rewritten: 1 record kept, 0 rejected") + taken + kInterrupted + journalLine +
-             kReset + done(3, 0),
+         takes + at("t.table", "rewritten: 1 record kept, 0 rejected") + taken + kFinished + done(3, 0),
          {{"t.table", newText}},
          {{"master_rollback", journal}, {"t.table", oldText}, {"t.backup", newText}}},
         {"while the table was overwritten",
          {{"master_rollback", journal}, {"t.table", torn}, {"t.backup", newText}},
-         takes + at("t.table", "rewritten: 1 record kept, 0 rejected") + taken + kInterrupted + journalLine +
-             kReset + done(3, 0),
+         takes + at("t.table", "rewritten: 1 record kept, 0 rejected") + taken + kFinished + done(3, 0),
          {{"t.table", newText}},
          {{"master_rollback", journal}, {"t.table", torn}, {"t.backup", newText}}},
         {"left to the next opening by a database that was closed",
          {{"master_rollback", "0\n3~t\n"}, {"t.table", torn}, {"t.backup", newText}},
-         takes + at("t.table", "rewritten: 1 record kept, 0 rejected") + taken +
-             at("master_rollback:2",
-                "mended: table \"t\" (UPDATE): the next init copies the working copy over the table") +
-             kReset + done(3, 0),
+         takes + at("t.table", "rewritten: 1 record kept, 0 rejected") + taken + kFinished + done(3, 0),
          {{"t.table", newText}},
          {{"master_rollback", "0\n3~t\n"}, {"t.table", torn}, {"t.backup", newText}}},
         {"before the table was made",
          {{"master_rollback", journal}, {"t.backup", newText}},
-         takes + at("t.table", "rewritten: 1 record kept, 0 rejected") + taken + kInterrupted + journalLine +
-             kReset + done(3, 0),
+         takes + at("t.table", "rewritten: 1 record kept, 0 rejected") + taken + kFinished + done(3, 0),
          {{"t.table", newText}},
          {{"master_rollback", journal}, {"t.backup", newText}}},
         {"after the table was written",
          {{"master_rollback", journal}, {"t.table", newText}, {"t.backup", newText}},
-         taken + kInterrupted + journalLine + kReset + done(2, 0),
+         taken + kFinished + done(2, 0),
          {{"t.table", newText}},
          {{"master_rollback", journal}, {"t.backup", newText}}},
         {"a working copy that is not whole is not taken",
          {{"master_rollback", journal}, {"t.table", oldText}, {"t.backup", kNote + "'ne"}},
          at("t.backup",
-            "set aside: working copy is not whole: the copy-over cannot be finished, the table keeps its own "
-            "content") +
-             kInterrupted + journalLine + kReset + done(2, 0),
+            "set aside: the copy-over of this working copy cannot be finished, for its last line has no line "
+            "feed") +
+             kFinished + done(2, 0),
          {{"t.table", oldText}},
          {{"master_rollback", journal}, {"t.backup", kNote + "'ne"}}},
+        {"a working copy that lacks only its last line feed, behind a value that may go on",
+         {{"master_rollback", journal}, {"t.table", oldText}, {"t.backup", newText + "'b'~2"}},
+         takes +
+             at("t.backup:5", "rejected: " + kNoLineFeed + ", and the end of its last value may be missing") +
+             at("t.table", "rewritten: 1 record kept, 1 rejected") + takenButRejects + kFinished + done(3, 1),
+         {{"t.table", newText}},
+         {{"master_rollback", journal},
+          {"t.table", oldText},
+          {"t.backup", newText + "'b'~2"},
+          {"t.rejects", "5\t'b'~2\n"}}},
+        {"a working copy that lacks only its last line feed, of a table that is written already",
+         {{"master_rollback", journal},
+          {"t.table", newText},
+          {"t.backup", newText.substr(0, newText.size() - 1)}},
+         taken + kFinished + done(2, 0),
+         {{"t.table", newText}},
+         {{"master_rollback", journal}, {"t.backup", newText.substr(0, newText.size() - 1)}}},
+        {"a working copy that lacks only its last line feed, behind the longest ROWID",
+         {{"master_rollback", journal},
+          {"t.table", oldText},
+          {"t.backup", kNote + "'b'~9223372036854775807"}},
+         takes + at("t.backup:4", "mended: " + kNoLineFeed) +
+             at("t.table", "rewritten: 1 record kept, 0 rejected") + taken + kFinished + done(3, 0),
+         {{"t.table", kNote + "'b'~9223372036854775807\n"}},
+         {{"master_rollback", journal},
+          {"t.table", oldText},
+          {"t.backup", kNote + "'b'~9223372036854775807"}}},
         {"a whole working copy with a value that is not in its stored form",
          {{"master_rollback", journal}, {"t.table", torn}, {"t.backup", kNote + "5~1\n'x~2\n"}},
          takes + at("t.backup:4", "mended: column \"text\": value \"5\"" + kTextForm) +
              at("t.backup:5", "rejected: column \"text\": value \"'x\"" + kTextForm) +
-             at("t.table", "rewritten: 1 record kept, 1 rejected") + taken + kInterrupted + journalLine +
-             kReset + done(3, 1),
+             at("t.table", "rewritten: 1 record kept, 1 rejected") + takenButRejects + kFinished + done(3, 1),
          {{"t.table", kNote + "'5'~1\n"}},
          {{"master_rollback", journal},
           {"t.table", torn},
@@ -454,8 +505,7 @@ std::vector<Damage> interruptedCopyOvers() {
         {"a whole working copy that has only a line to reject besides what the table holds",
          {{"master_rollback", journal}, {"t.table", newText}, {"t.backup", newText + "'x~2\n"}},
          takes + at("t.backup:5", "rejected: column \"text\": value \"'x\"" + kTextForm) +
-             at("t.table", "rewritten: 1 record kept, 1 rejected") + taken + kInterrupted + journalLine +
-             kReset + done(3, 1),
+             at("t.table", "rewritten: 1 record kept, 1 rejected") + takenButRejects + kFinished + done(3, 1),
          {{"t.table", newText}},
          {{"master_rollback", journal},
           {"t.table", newText},
@@ -528,7 +578,8 @@ TEST_F(RepairTest, SetsAsideAWorkingCopyThatNoJournalLineNamesAndThatHasNothingT
         {"it equals an unsound table",
          {{"t.table", text + "bad\n"}, {"t.backup", text + "bad\n"}},
          at("t.table:5", "rejected: too few fields: 1 for 2 columns") +
-             at("t.table", "rewritten: 1 record kept, 1 rejected") + at("t.backup", kTaken) + done(2, 1),
+             at("t.table", "rewritten: 1 record kept, 1 rejected") +
+             at("t.backup", kTaken + ", but for the rejected lines") + done(2, 1),
          {{"t.table", text}},
          {{"t.table", text + "bad\n"}, {"t.backup", text + "bad\n"}, {"t.rejects", "5\tbad\n"}}},
         {"mended it equals the table",
@@ -538,18 +589,21 @@ TEST_F(RepairTest, SetsAsideAWorkingCopyThatNoJournalLineNamesAndThatHasNothingT
          {{"t.backup", kNote + "a~1\n"}}},
         {"it is not whole, the table is sound",
          {{"t.table", text}, {"t.backup", text + "'b"}},
-         at("t.backup", kUncommitted) + done(1, 0),
+         at("t.backup", kNothingToTake + "its last line has no line feed") + done(1, 0),
          {{"t.table", text}},
          {{"t.backup", text + "'b"}}},
         {"it is not whole, the table has lost the end of its last line",
          {{"t.table", text + "'b'~"}, {"t.backup", kNote + "'"}},
-         at("t.table:5", "rejected: " + kNoLineFeed) + at("t.table", "rewritten: 1 record kept, 1 rejected") +
-             at("t.backup", kUncommitted) + done(2, 1),
+         at("t.table:5", "rejected: too few fields: 1 for 2 columns") +
+             at("t.table", "rewritten: 1 record kept, 1 rejected") +
+             at("t.backup", kNothingToTake + "its last line has no line feed") + done(2, 1),
          {{"t.table", text}},
          {{"t.table", text + "'b'~"}, {"t.backup", kNote + "'"}, {"t.rejects", "5\t'b'~\n"}}},
         {"it is not whole, and there is no table",
          {{"t.backup", ""}},
-         at("t.backup", kUncommitted) + done(1, 0),
+         at("t.backup",
+            kNothingToTake + "its definition is broken (line 1: line is missing: the column names)") +
+             done(1, 0),
          {},
          {{"t.backup", ""}}},
     };
@@ -609,9 +663,13 @@ TEST_F(RepairTest, MendsTheRestOfADirectoryInWhichItLeavesADecision) {
            {"u.table", kNote},
            {"u.backup", kNote + "'u'~1\n"}});
     const ProgramResult result = repair();
-    EXPECT_EQ(1, result.status);
+    EXPECT_EQ(3, result.status);
+    EXPECT_THAT(result.out, ::testing::HasSubstr(
+                                "5 actions, 1 rejected line: originals are kept in db_filedb.repair-1\n" +
+                                kOneDecision + "db_filedb/t.backup:1: warning: "));
     EXPECT_THAT(result.out,
-                ::testing::HasSubstr(done(5, 1) + kOneDecision + "db_filedb/t.backup:1: warning: "));
+                ::testing::EndsWith(kRemoved + "0 tables, 1 row; correct them in that directory, then run: "
+                                               "filedb restore db db_filedb.repair-1\n"));
     EXPECT_EQ((Files{{"master_rollback", "0\n"},
                      {"s.table", kNote},
                      {"t.table", kNote},
@@ -642,71 +700,54 @@ TEST_F(RepairTest, NamesCommandsThatAShellTakesWhateverTheDirectoryIsCalled) {
 
 TEST_F(RepairTest, FinishesEveryTableOfACommit) {
     const std::string journal = "1\n\x01~a\n\x02~b\n5~c\n\x05~d\n";
-    const std::string loaded = "the next init keeps the table as it is and discards a working copy";
     const std::string takes = "takes the content of its working copy: the interrupted copy-over is finished";
     const std::string taken = "set aside: working copy that the table now equals";
-    expectRepair(
-        {"two changed and two dropped tables",
-         {{"master_rollback", journal},
-          {"a.table", kNote},
-          {"a.backup", kNote + "'a'~1\n"},
-          {"b.table", kNote + "'b'~1\n"},
-          {"b.backup", kNote},
-          {"c.table", kNote + "'c'~1\n"},
-          {"d.table", kNote + "'d'~1\n"}},
-         at("a.table", takes) + at("a.table", "rewritten: 1 record kept, 0 rejected") +
-             at("a.backup", taken) + at("b.table", takes) +
-             at("b.table", "rewritten: 0 records kept, 0 rejected") + at("b.backup", taken) +
-             at("c.table", "set aside: the interrupted DROP TABLE is finished") +
-             at("d.table", "set aside: the interrupted DROP TABLE is finished") + kInterrupted +
-             at("master_rollback:2",
-                "mended: table \"a\" (INSERT): the next init takes this line for a state line, keeps "
-                "the table as it is and leaves a working copy where it is") +
-             at("master_rollback:3", "mended: table \"b\" (DELETE): " + loaded) +
-             at("master_rollback:4", "mended: table \"c\" (DROP TABLE): the next init removes the table") +
-             at("master_rollback:5", "mended: table \"d\" (DROP TABLE): " + loaded) + kReset + done(7, 0),
-         {{"a.table", kNote + "'a'~1\n"}, {"b.table", kNote}},
-         {{"master_rollback", journal},
-          {"a.table", kNote},
-          {"a.backup", kNote + "'a'~1\n"},
-          {"b.table", kNote + "'b'~1\n"},
-          {"b.backup", kNote},
-          {"c.table", kNote + "'c'~1\n"},
-          {"d.table", kNote + "'d'~1\n"}}});
+    expectRepair({"two changed and two dropped tables",
+                  {{"master_rollback", journal},
+                   {"a.table", kNote},
+                   {"a.backup", kNote + "'a'~1\n"},
+                   {"b.table", kNote + "'b'~1\n"},
+                   {"b.backup", kNote},
+                   {"c.table", kNote + "'c'~1\n"},
+                   {"d.table", kNote + "'d'~1\n"}},
+                  at("a.table", takes) + at("a.table", "rewritten: 1 record kept, 0 rejected") +
+                      at("a.backup", taken) + at("b.table", takes) +
+                      at("b.table", "rewritten: 0 records kept, 0 rejected") + at("b.backup", taken) +
+                      at("c.table", "set aside: the interrupted DROP TABLE is finished") +
+                      at("d.table", "set aside: the interrupted DROP TABLE is finished") + kFinished +
+                      done(7, 0),
+                  {{"a.table", kNote + "'a'~1\n"}, {"b.table", kNote}},
+                  {{"master_rollback", journal},
+                   {"a.table", kNote},
+                   {"a.backup", kNote + "'a'~1\n"},
+                   {"b.table", kNote + "'b'~1\n"},
+                   {"b.backup", kNote},
+                   {"c.table", kNote + "'c'~1\n"},
+                   {"d.table", kNote + "'d'~1\n"}}});
 }
 
 TEST_F(RepairTest, DropsATableWhoseWorkingCopyIsStillThere) {
     const Files before = {
         {"master_rollback", "1\n5~t\n"}, {"t.table", kNote}, {"t.backup", kNote + "'a'~1\n"}};
-    expectRepair(
-        {"changed and then dropped",
-         before,
-         at("t.table", "set aside: the interrupted DROP TABLE is finished") +
-             at("t.backup", "set aside: working copy of a dropped table") + kInterrupted +
-             at("master_rollback:2",
-                "mended: table \"t\" (DROP TABLE): the next init takes this line for a state line, keeps "
-                "the table as it is and leaves a working copy where it is") +
-             kReset + done(3, 0),
-         {},
-         before});
+    expectRepair({"changed and then dropped",
+                  before,
+                  at("t.table", "set aside: the interrupted DROP TABLE is finished") +
+                      at("t.backup", "set aside: working copy of a dropped table") + kFinished + done(3, 0),
+                  {},
+                  before});
 }
 
 TEST_F(RepairTest, KeepsTheTablesOfATransactionThatWasNotCommitted) {
     const std::string journal = "0\n\x01~t\n5~u\n";
-    expectRepair(
-        {"a changed table, and one that was changed and then dropped",
-         {{"master_rollback", journal},
-          {"t.table", kNote},
-          {"t.backup", kNote + "'a'~1\n"},
-          {"u.table", kNote + "'u'~1\n"}},
-         at("t.backup", "set aside: working copy of a transaction that was not committed") +
-             at("master_rollback:2",
-                "mended: table \"t\" (INSERT): the next init keeps the table as it is and "
-                "discards a working copy") +
-             at("master_rollback:3", "mended: table \"u\" (DROP TABLE): the next init removes the table") +
-             kReset + done(2, 0),
-         {{"t.table", kNote}, {"u.table", kNote + "'u'~1\n"}},
-         {{"master_rollback", journal}, {"t.backup", kNote + "'a'~1\n"}}});
+    expectRepair({"a changed table, and one that was changed and then dropped",
+                  {{"master_rollback", journal},
+                   {"t.table", kNote},
+                   {"t.backup", kNote + "'a'~1\n"},
+                   {"u.table", kNote + "'u'~1\n"}},
+                  at("t.backup", "set aside: working copy of a transaction that was not committed") +
+                      kUndone + done(2, 0),
+                  {{"t.table", kNote}, {"u.table", kNote + "'u'~1\n"}},
+                  {{"master_rollback", journal}, {"t.backup", kNote + "'a'~1\n"}}});
 }
 
 TEST_F(RepairTest, ResetsAJournalThatCannotBeRead) {
@@ -725,7 +766,8 @@ TEST_F(RepairTest, ResetsAJournalThatCannotBeRead) {
 TEST_F(RepairTest, WritesAMissingJournal) {
     plant("t.table", kNote);
     const ProgramResult result = repair();
-    EXPECT_EQ(at("master_rollback:1", "mended: journal is missing: the next init makes a new one") + kReset +
+    EXPECT_EQ(kReset +
+                  ": journal is missing: the next init makes a new one\n"
                   "1 action, 0 rejected lines: originals are kept in db_filedb.repair-1\n",
               result.out);
     EXPECT_EQ((Files{{"master_rollback", "0\n"}, {"t.table", kNote}}), database());
@@ -733,13 +775,14 @@ TEST_F(RepairTest, WritesAMissingJournal) {
 }
 
 TEST_F(RepairTest, SetsForeignFilesAside) {
-    expectRepair({"a note, an editor's copy and impossible names",
-                  {{"README", "hello"}, {"t.table~", "old"}, {"my-table.table", kNote}, {"t.table", kNote}},
-                  at("README", "set aside: not a file of a database") +
-                      at("my-table.table", "set aside: not a file of a database") +
-                      at("t.table~", "set aside: not a file of a database") + done(3, 0),
-                  {{"t.table", kNote}},
-                  {{"README", "hello"}, {"t.table~", "old"}, {"my-table.table", kNote}}});
+    expectRepair(
+        {"a note, an editor's copy and impossible names",
+         {{"README", "hello"}, {"t.table~", "old"}, {"my-table.table", kNote}, {"t.table", kNote}},
+         at("README", "set aside: not a file of a database") +
+             at("my-table.table", "set aside: table name \"my-table\": no statement could have made it") +
+             at("t.table~", "set aside: not a file of a database") + done(3, 0),
+         {{"t.table", kNote}},
+         {{"README", "hello"}, {"t.table~", "old"}, {"my-table.table", kNote}}});
 }
 
 TEST_F(RepairTest, SetsAsideWhatStandsInThePlaceOfAFile) {
@@ -755,8 +798,8 @@ TEST_F(RepairTest, SetsAsideWhatStandsInThePlaceOfAFile) {
         at("sub", "set aside: not a file of a database") + at("d.table", "set aside: not a regular file") +
             at("f.table", "set aside: not a regular file") + at("g.backup", "set aside: not a regular file") +
             at("l.table", "set aside: not a regular file") +
-            at("master_rollback:1", "mended: journal is a directory") +
-            at("master_rollback", "set aside, and written anew with the line \"0\"") + done(6, 0),
+            at("master_rollback", "set aside, and written anew with the line \"0\": journal is a directory") +
+            done(6, 0),
         result.out);
     EXPECT_EQ(0, result.status);
     EXPECT_EQ(std::vector<std::string>{"master_rollback"}, listDirectory(root() + "/db_filedb"));
@@ -773,7 +816,7 @@ TEST_F(RepairTest, NeverWritesThroughALink) {
     writeFile(outside, kNote + "'a'~1\nx\n");
     plant("master_rollback", "0\n");
     fs::create_symlink(outside, path("t.table"));
-    EXPECT_EQ(0, repair().status);
+    EXPECT_EQ(3, repair().status);
     EXPECT_EQ(kNote + "'a'~1\nx\n", readFile(outside));
     EXPECT_EQ((Files{{"master_rollback", "0\n"}, {"t.table", kNote + "'a'~1\n"}}), database());
     EXPECT_EQ(outside, fs::read_symlink(root() + "/db_filedb.repair-1/t.table").string());
@@ -791,7 +834,7 @@ TEST_F(RepairTest, ATableBehindALinkThatIsSoundStaysALink) {
 TEST_F(RepairTest, KeepsThePermissionsOfATable) {
     plant({{"master_rollback", "0\n"}, {"t.table", kNote + "x\n"}});
     ASSERT_EQ(0, chmod(path("t.table").c_str(), 0640));
-    ASSERT_EQ(0, repair().status);
+    ASSERT_EQ(3, repair().status);
     struct stat status {};
     ASSERT_EQ(0, stat(path("t.table").c_str(), &status));
     EXPECT_EQ(0640U, status.st_mode & 07777U);
@@ -799,10 +842,10 @@ TEST_F(RepairTest, KeepsThePermissionsOfATable) {
 
 TEST_F(RepairTest, KeepsEveryRepairsOriginalsApart) {
     plant({{"master_rollback", "0\n"}, {"t.table", kNote + "x\n"}});
-    ASSERT_EQ(0, repair().status);
+    ASSERT_EQ(3, repair().status);
     plant("t.table", kNote + "y\n");
     const ProgramResult second = repair();
-    EXPECT_THAT(second.out, ::testing::EndsWith("originals are kept in db_filedb.repair-2\n"));
+    EXPECT_THAT(second.out, ::testing::HasSubstr("originals are kept in db_filedb.repair-2\n"));
     EXPECT_EQ((Files{{"t.table", kNote + "x\n"}, {"t.rejects", "4\tx\n"}}), filesIn("db_filedb.repair-1"));
     EXPECT_EQ((Files{{"t.table", kNote + "y\n"}, {"t.rejects", "4\ty\n"}}), filesIn("db_filedb.repair-2"));
 }
@@ -812,7 +855,7 @@ TEST_F(RepairTest, KeepsOriginalsBesideTheDirectoryThatALinkLeadsTo) {
     fs::create_directory(root() + "/elsewhere");
     fs::rename(root() + "/db_filedb", root() + "/elsewhere/real");
     fs::create_symlink("elsewhere/real", root() + "/db_filedb");
-    ASSERT_EQ(0, repair().status);
+    ASSERT_EQ(3, repair().status);
     EXPECT_EQ((Files{{"t.table", kNote + "x\n"}, {"t.rejects", "4\tx\n"}}),
               filesIn("elsewhere/real.repair-1"));
     EXPECT_EQ((Files{{"master_rollback", "0\n"}, {"t.table", kNote}}), database());
@@ -821,7 +864,9 @@ TEST_F(RepairTest, KeepsOriginalsBesideTheDirectoryThatALinkLeadsTo) {
 TEST_F(RepairTest, ClearsUpAfterARepairThatWasStopped) {
     expectRepair({"its half-written file",
                   {{"t.table", kNote + "x\n"}, {"t.table.repair-tmp", "half"}},
-                  at("t.table.repair-tmp", "set aside: not a file of a database") +
+                  at("t.table.repair-tmp",
+                     "set aside: left by a process that was stopped while it made the file; nothing reads "
+                     "it, and it can be removed") +
                       at("t.table:4", "rejected: too few fields: 1 for 2 columns") +
                       at("t.table", "rewritten: 0 records kept, 1 rejected") + done(2, 1),
                   {{"t.table", kNote}},
@@ -841,9 +886,9 @@ TEST_F(RepairTest, RefusesADatabaseThatAProcessHasOpen) {
               refused.err);
     EXPECT_EQ("", refused.out);
     EXPECT_EQ(2, refused.status);
-    EXPECT_EQ(0, dry.status);
+    EXPECT_EQ(3, dry.status);
     EXPECT_EQ(before, database());
-    EXPECT_EQ(0, repair().status);
+    EXPECT_EQ(3, repair().status);
 }
 
 TEST_F(RepairTest, TellsTroubleFromFindings) {
@@ -868,7 +913,7 @@ TEST_F(RepairTest, SurvivesGarbage) {
            {"tildes.table", kNote + std::string(1000, '~')},
            {"bad\x1bname\xff", "x"}});
     const ProgramResult result = repair();
-    EXPECT_EQ(0, result.status) << result.err;
+    EXPECT_EQ(3, result.status) << result.err;
     EXPECT_EQ((Files{{"b.table", kNote + "'kept'~1\n"},
                      {"huge.table", kNote},
                      {"master_rollback", "0\n"},

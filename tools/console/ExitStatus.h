@@ -9,8 +9,9 @@ namespace Kalt::Vemo::Tool {
 /// What the program's exit status says.
 enum ExitStatus : int {
     kDone = 0,
-    kFailed = 1,  ///< a statement failed, an operation was refused, or a check has findings
-    kTrouble = 2  ///< wrong usage, or something could not be read or written
+    kFailed = 1,   ///< a statement failed, an operation was refused, or a check has findings
+    kTrouble = 2,  ///< wrong usage, or something could not be read or written
+    kRemoved = 3   ///< a repair has set aside a table, or rows, that were in the database
 };
 
 /// Ends a command without a word: the program that reads standard output has left, as `head` does when it has

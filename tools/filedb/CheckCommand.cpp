@@ -16,7 +16,8 @@ namespace Kalt::Vemo::Tool {
 namespace {
 
 constexpr const char* kFooter =
-    R"(Findings are printed one a line, FILE:LINE: error|warning: what is wrong; the last line counts them.
+    R"(Findings are printed one a line, FILE:LINE: error|warning: what is wrong; what repair does
+about it. The last line counts them.
 An error is damage, or data that the next start of the database would lose. A warning is what sound
 software does not leave behind: a working copy, a journal that tells of an unfinished transaction, a
 file that is none of the database's. While a process has a transaction open, its working copies and
@@ -37,7 +38,8 @@ void printJson(const std::string& directory, const DirectoryExamination& examina
         findings.push_back({{"file", printable(directory + "/" + finding.file)},
                             {"line", finding.line},
                             {"severity", severityName(finding.severity)},
-                            {"text", finding.text}});
+                            {"text", finding.text},
+                            {"remedy", finding.remedy}});
     }
     const std::size_t errors = examination.errorCount();
     const nlohmann::ordered_json document = {{"directory", printable(directory)},

@@ -28,6 +28,7 @@ void addExportCommand(CLI::App& app, int& status);
 void addImportCommand(CLI::App& app, int& status);
 void addLoadCommand(CLI::App& app, int& status);
 void addRepairCommand(CLI::App& app, int& status);
+void addRestoreCommand(CLI::App& app, int& status);
 void addSchemaCommand(CLI::App& app, int& status);
 void addShellCommand(CLI::App& app, int& status);
 void addSubsCommand(CLI::App& app, int& status);

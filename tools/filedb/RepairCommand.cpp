@@ -15,9 +15,10 @@ namespace Kalt::Vemo::Tool {
 namespace {
 
 constexpr const char* kFooter =
-    R"(Mended is what needs no guess: a copy-over that was interrupted is finished from the working copies; a
-missing last line feed is added behind a complete record; empty fields, quotes around numbers and the like
-are put into the form in which the database stores them; records are sorted by ROWID.
+    R"(Kept is what the engine reads. Mended is what needs no guess: a copy-over that was interrupted is finished from
+the working copies; carriage returns and a byte-order mark are taken out; a last line feed is added where
+nothing else can be missing; empty fields, quotes around numbers and the like are put into the form in which
+the database stores the same value; records are sorted by ROWID.
 
 After a crash and a new start of the program no journal line names the working copy any more. It is then
 taken only for a table that is empty, or unsound and a beginning of the copy followed by other bytes. A
@@ -27,31 +28,45 @@ for each are printed, the exit status is 1. Run one of the two, then the repair 
 Everything else is set aside, nothing is deleted: the directory PATH_filedb.repair-N beside the database
 takes the original of every changed file, the working copies of transactions that were not committed,
 tables with a broken definition, files that are none of the database's, and TABLE.rejects with the
-lines that cannot be read, each behind its line number and a tabulator.
+lines that cannot be kept, each behind its line number and a tabulator. Originals are linked where the
+system can do that; --aside leads to another directory, also on another file system. "filedb restore" takes
+back what is corrected there.
 
 Stop the process that uses the database first: repair refuses to run while a process has it open, and keeps
 other processes out while it works. A repair that was itself interrupted is simply run again.
 
-Exit status: 0 the database is sound, 1 findings or a decision are left, 2 wrong usage, a database in use,
-or a file that could not be read or written.
+Exit status: 0 the database is sound and has all it had, 1 findings or a decision are left, 2 wrong usage, a
+database in use, or a file that could not be read or written, 3 a table or a row was set aside; the last
+line counts them.
 
 Examples:
   filedb repair /var/lib/app/subscriptions --dry-run
   filedb repair /var/lib/app/subscriptions
 )";
 
-int repair(const std::string& path, bool dryRun) {
-    const PathArgument argument(path);
+struct Options {
+    std::string path;
+    std::string aside;
+    bool dryRun = false;
+};
+
+int repair(const Options& options) {
+    const PathArgument argument(options.path);
     argument.requireDirectory();
     const std::string& directory = argument.directory();
-    DirectoryRepair repair(directory, dryRun, std::cout);
+    DirectoryRepair repair(directory, options.dryRun, std::cout, options.aside);
     repair.run();
-    if (dryRun) {
-        return repair.leavesDecision() ? kFailed : kDone;
+    bool isSound = !repair.leavesDecision();
+    if (!options.dryRun) {
+        const DirectoryExamination after(Snapshot::ofLocked(directory));
+        printFindings(std::cout, directory, after.findings());
+        isSound = after.findings().empty();
     }
-    const DirectoryExamination after(Snapshot::ofLocked(directory));
-    printFindings(std::cout, directory, after.findings());
-    return after.findings().empty() ? kDone : kFailed;
+    repair.countRemoved(options.path);
+    if (repair.hasRemoved()) {
+        return kRemoved;
+    }
+    return isSound ? kDone : kFailed;
 }
 
 }  // namespace
@@ -59,13 +74,16 @@ int repair(const std::string& path, bool dryRun) {
 void addRepairCommand(CLI::App& app, int& status) {
     CLI::App* const command =
         app.add_subcommand("repair", "Mend the files of a database, setting aside what cannot be mended");
-    const auto path = std::make_shared<std::string>();
-    const auto dryRun = std::make_shared<bool>(false);
-    addPath(*command, *path);
-    command->add_flag("--dry-run", *dryRun, "print the actions and do none of them");
+    const auto options = std::make_shared<Options>();
+    addPath(*command, options->path);
+    command->add_flag("--dry-run", options->dryRun, "print the actions and do none of them");
+    command
+        ->add_option("--aside", options->aside,
+                     "The directory in which PATH_filedb.repair-N is made, instead of beside the database")
+        ->type_name("DIR");
     command->footer(kFooter);
     command->callback(
-        [path, dryRun, &status] { status = runCommand("repair", [&] { return repair(*path, *dryRun); }); });
+        [options, &status] { status = runCommand("repair", [&] { return repair(*options); }); });
 }
 
 }  // namespace Kalt::Vemo::Tool

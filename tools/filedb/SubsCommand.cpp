@@ -101,8 +101,13 @@ public:
         return given == names.size();
     }
 
-    [[noreturn]] void refuse(const std::string& forms) const {
-        throw Trouble("these options do not make an operation; there are\n" + forms);
+    /// Says which options make an operation of the verb.
+    [[noreturn]] void refuse(const std::vector<std::string>& forms) const {
+        std::string text = "these options do not make an operation; give ";
+        for (std::size_t index = 0; index < forms.size(); ++index) {
+            text += (index == 0 ? "" : ", or ") + forms[index];
+        }
+        throw Trouble(text);
     }
 
     /// What the verb does when the command line names it.
@@ -176,9 +181,8 @@ int save(const Verb& verb) {
     const Options& options = verb.options();
     SubscriptionRecord record = recordOf(options);
     if (options.mine != verb.has("--request")) {
-        verb.refuse(
-            "  --device D --resource R --uri U --notify N\n"
-            "  --mine --request NUMBER --device D --resource R [--uri U] --notify N");
+        verb.refuse({"--device D --resource R --uri U --notify N",
+                     "--mine --request NUMBER --device D --resource R [--uri U] --notify N"});
     }
     change(options, [&](ISubscriptionDB& store) {
         return options.mine ? store.savePendingMySubscription(options.requestId, record)
@@ -196,9 +200,7 @@ int list(const Verb& verb) {
         });
     }
     if (options.mine || !verb.hasJust({})) {
-        verb.refuse(
-            "  (no option)\n"
-            "  --mine --device D");
+        verb.refuse({"no option", "--mine --device D"});
     }
     return query(options,
                  [](ISubscriptionDB& store, Records& records) { return store.getSubscriptions(records); });
@@ -220,12 +222,9 @@ int findMine(const Verb& verb) {
                              options.device, {options.resources.begin(), options.resources.end()}, records);
         });
     }
-    verb.refuse(
-        "  --id ID\n"
-        "  --resource R             as a whole word of the resources\n"
-        "  --resource R --resource S  any of them, anywhere in the resources\n"
-        "  --mine --uri U\n"
-        "  --mine --device D --resource R");
+    verb.refuse({"--id ID", "--resource R (as a whole word of the resources)",
+                 "--resource R --resource S (any of them, anywhere in the resources)", "--mine --uri U",
+                 "--mine --device D --resource R"});
 }
 
 int find(const Verb& verb) {
@@ -263,10 +262,8 @@ int update(const Verb& verb) {
             return store.updateMySubscriptionBySubscriptionUri(options.uri, record.subscribedResource);
         });
     }
-    verb.refuse(
-        "  --id ID --device D --resource R --notify N\n"
-        "  --mine --request NUMBER --uri U   the answer to a request\n"
-        "  --mine --uri U --resource R");
+    verb.refuse({"--id ID --device D --resource R --notify N",
+                 "--mine --request NUMBER --uri U (the answer to a request)", "--mine --uri U --resource R"});
 }
 
 int remove(const Verb& verb) {
@@ -288,9 +285,7 @@ int remove(const Verb& verb) {
         });
     }
     verb.refuse(
-        "  --id ID\n"
-        "  --mine --request NUMBER   a request without an answer\n"
-        "  --mine --device D --uri U");
+        {"--id ID", "--mine --request NUMBER (a request without an answer)", "--mine --device D --uri U"});
 }
 
 int provision(const Verb& verb) {

@@ -5,8 +5,10 @@
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <string>
 
 #include "Command.h"
+#include "UnknownCommand.h"
 #include "console/ExitStatus.h"
 
 namespace {
@@ -17,7 +19,8 @@ constexpr const char* kDescription =
     "PATH is the path that the database was opened with, or its directory, whose name ends in _filedb.";
 
 constexpr const char* kFooter =
-    R"(Exit status: 0 done, 1 findings or a failed statement, 2 wrong usage or trouble.
+    R"(Exit status: 0 done, 1 findings or a failed statement, 2 wrong usage or trouble, 3 a repair has set aside a
+table or rows.
 
 Examples:
   filedb tables /var/lib/app/subscriptions
@@ -42,10 +45,16 @@ int run(int argc, char** argv) {
     addLoadCommand(app, status);
     addCheckCommand(app, status);
     addRepairCommand(app, status);
+    addRestoreCommand(app, status);
     addSubsCommand(app, status);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
+        const std::string unknown = error.get_exit_code() == 0 ? "" : describeUnknownCommand(app);
+        if (!unknown.empty()) {
+            std::cerr << "filedb: " << unknown << '\n';
+            return kTrouble;
+        }
         return app.exit(error) == 0 ? kDone : kTrouble;
     }
     return status;

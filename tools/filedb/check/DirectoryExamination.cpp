@@ -15,6 +15,15 @@ using namespace Core::Database::Filedb;
 
 namespace {
 
+constexpr const char* kNamesCommands = "repair names a command for each way";
+
+// What is no regular file, or may not be read.
+Finding withoutFile(const std::string& name, const RawFile& file) {
+    const bool isUnreadable = file.kind == RawFile::Kind::kUnreadable;
+    return {name, 1, Finding::Severity::kError, file.problem,
+            isUnreadable ? "see to the cause, or move the file out of the directory" : Remedy::kSetsAside};
+}
+
 const char* describeAge(const RawFile& copy, const RawFile& content) {
     const auto age = [](const RawFile& file) {
         return std::tuple(file.changed.tv_sec, file.changed.tv_nsec);
@@ -28,7 +37,7 @@ const char* describeAge(const RawFile& copy, const RawFile& content) {
 // Whether the table is what a stopped copy-over leaves: a beginning of the working copy, and what else was
 // there before. A copy-over never changes a definition, and an empty table is one that was just made.
 bool isTorn(const TableExamination& table, const TableExamination& copy) {
-    if (table.isSound()) {
+    if (table.isSound() || table.hasForeignForm()) {
         return false;
     }
     if (table.hasSoundDefinition()) {
@@ -54,6 +63,7 @@ DirectoryExamination::DirectoryExamination(const Snapshot& snapshot)
     for (const std::string& name : names) {
         examineEntry(snapshot, name, found[name]);
     }
+    nameRemedies(found);
     for (const auto& [name, findings] : found) {
         findings_.insert(findings_.end(), findings.begin(), findings.end());
     }
@@ -77,19 +87,39 @@ void DirectoryExamination::examineEntry(const Snapshot& snapshot, const std::str
             examineCopy(name, snapshot, entry.table, found);
             return;
         case EntryName::Kind::kUnfinished:
-            found.push_back({name, 1, Finding::Severity::kWarning,
-                             "left by a process that was stopped while it made the "
-                             "file; nothing reads it, and it can be removed"});
+            foreignEntries_.push_back({name, 1, Finding::Severity::kWarning,
+                                       "left by a process that was stopped while it made the file; nothing "
+                                       "reads it, and it can be removed",
+                                       Remedy::kSetsAside});
             break;
         case EntryName::Kind::kImpossible:
-            found.push_back({name, 1, Finding::Severity::kError,
-                             "table name " + quoted(entry.table) + ": no statement could have made it"});
+            foreignEntries_.push_back(
+                {name, 1, Finding::Severity::kError,
+                 "table name " + quoted(entry.table) + ": no statement could have made it",
+                 Remedy::kSetsAside});
             break;
         case EntryName::Kind::kForeign:
-            found.push_back({name, 1, Finding::Severity::kWarning, "not a file of a database"});
+            foreignEntries_.push_back(
+                {name, 1, Finding::Severity::kWarning, "not a file of a database", Remedy::kSetsAside});
             break;
     }
-    foreignEntries_.push_back(name);
+    found.push_back(foreignEntries_.back());
+}
+
+// What is wrong with a table goes when its working copy takes its place, or with the table.
+void DirectoryExamination::nameRemedies(std::map<std::string, Findings>& found) const {
+    for (const auto& [table, files] : tables_) {
+        const auto entry = journal_->entries().find(table);
+        const bool isDropped = journal_->isCopying() && entry != journal_->entries().end() &&
+                               entry->second.operation == Operation::dropTable;
+        const char* const remedy = isDropped                              ? "repair finishes the DROP TABLE"
+                                   : files.copyUse == CopyUse::kFinish    ? "repair finishes the copy-over"
+                                   : files.copyUse == CopyUse::kUndecided ? kNamesCommands
+                                                                          : nullptr;
+        for (Finding& finding : found[table + kTableSuffix]) {
+            finding.remedy = remedy == nullptr ? finding.remedy : remedy;
+        }
+    }
 }
 
 void DirectoryExamination::noteUnreadable(const std::string& name, const RawFile& file) {
@@ -103,7 +133,7 @@ void DirectoryExamination::examineTable(const std::string& name, const RawFile& 
     tables_[table].kind = file.kind;
     ++tableCount_;
     if (!file.isRegular()) {
-        found.push_back({name, 1, Finding::Severity::kError, file.problem});
+        found.push_back(withoutFile(name, file));
         noteUnreadable(name, file);
         return;
     }
@@ -119,7 +149,7 @@ void DirectoryExamination::examineCopy(const std::string& name, const Snapshot& 
     Table& files = tables_[table];
     files.copyKind = file.kind;
     if (!file.isRegular()) {
-        found.push_back({name, 1, Finding::Severity::kError, file.problem});
+        found.push_back(withoutFile(name, file));
         noteUnreadable(name, file);
         return;
     }
@@ -127,8 +157,7 @@ void DirectoryExamination::examineCopy(const std::string& name, const Snapshot& 
     const auto entry = journal_->entries().find(table);
     files.copyUse =
         entry == journal_->entries().end() ? useOfUnnamedCopy(files) : useOfNamedCopy(files, entry->second);
-    found.push_back({name, 1, Finding::Severity::kWarning,
-                     describeCopy(table, file, snapshot.file(table + kTableSuffix))});
+    found.push_back(describeCopy(table, file, snapshot.file(table + kTableSuffix)));
 }
 
 DirectoryExamination::CopyUse DirectoryExamination::useOfNamedCopy(
@@ -137,7 +166,15 @@ DirectoryExamination::CopyUse DirectoryExamination::useOfNamedCopy(
     if (!isDecided || entry.operation == Operation::dropTable) {
         return CopyUse::kUncommitted;
     }
-    return files.copy->isWhole() ? CopyUse::kFinish : CopyUse::kCutShort;
+    if (files.copy->isWhole()) {
+        return CopyUse::kFinish;
+    }
+    if (!files.copy->lacksOnlyLineFeed()) {
+        return CopyUse::kCutShort;
+    }
+    // The journal tells that it was whole once.
+    return files.content != nullptr && files.content->text() == files.copy->text() + '\n' ? CopyUse::kEqual
+                                                                                          : CopyUse::kFinish;
 }
 
 // The start of the engine after an interrupted copy-over resets the journal and leaves the working copy of
@@ -158,37 +195,32 @@ DirectoryExamination::CopyUse DirectoryExamination::useOfUnnamedCopy(const Table
     return copy.rejects().empty() && isTorn(*files.content, copy) ? CopyUse::kFinish : CopyUse::kUndecided;
 }
 
-std::string DirectoryExamination::describeCopy(const std::string& table, const RawFile& copyFile,
-                                               const RawFile& contentFile) const {
+Finding DirectoryExamination::describeCopy(const std::string& table, const RawFile& copyFile,
+                                           const RawFile& contentFile) const {
     const Table& files = tables_.at(table);
     const TableExamination& copy = *files.copy;
-    std::string text = "leftover working copy";
     const bool isNamed = journal_->entries().count(table) > 0;
-    text += isNamed ? ": " : ", not in the journal: ";
+    std::string text = isNamed ? "leftover working copy: " : "leftover working copy, not in the journal: ";
     if (!copy.isWhole()) {
-        text += "not whole";
-        return copy.isSound() ? text
-                              : text + " (line " + std::to_string(copy.findings().front().line) + ": " +
-                                    copy.findings().front().text + ")";
+        text += "not whole, " + copy.whyNotWhole();
+    } else if (files.content != nullptr && copy.text() == files.content->text()) {
+        text += "whole, equal to the table";
+    } else {
+        text += "whole, " + counted(copy.recordCount(), "record");
+        text += files.content == nullptr
+                    ? ", there is no table"
+                    : " where the table has " + std::to_string(files.content->recordCount()) + ", " +
+                          describeAge(copyFile, contentFile);
     }
-    text += "whole, ";
-    if (files.content != nullptr && copy.text() == files.content->text()) {
-        return text + "equal to the table";
-    }
-    text += counted(copy.recordCount(), "record");
-    text += files.content == nullptr
-                ? ", there is no table"
-                : " where the table has " + std::to_string(files.content->recordCount()) + ", " +
-                      describeAge(copyFile, contentFile);
-    if (isNamed) {
-        return text;
-    }
+    std::string remedy = Remedy::kSetsAside;
     if (files.copyUse == CopyUse::kFinish) {
-        text += "; the table is what an interrupted copy-over leaves: \"filedb repair\" finishes it";
+        text += isNamed ? "" : "; the table is what an interrupted copy-over leaves";
+        remedy = "repair finishes the copy-over";
     } else if (files.copyUse == CopyUse::kUndecided) {
-        text += "; nothing tells whether it counts: \"filedb repair\" names a command for each way";
+        text += "; nothing tells whether it counts";
+        remedy = kNamesCommands;
     }
-    return text;
+    return {table + kBackupSuffix, 1, Finding::Severity::kWarning, std::move(text), std::move(remedy)};
 }
 
 }  // namespace Kalt::Vemo::Tool

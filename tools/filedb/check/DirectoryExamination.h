@@ -20,7 +20,7 @@ public:
         kNone,         // there is none, or no regular file
         kFinish,       // its copy-over was interrupted: the table is to hold its content
         kEqual,        // the table holds its content already
-        kCutShort,     // its copy-over was interrupted, but it is not whole
+        kCutShort,     // its copy-over was interrupted, but more than a last line feed is missing
         kUncommitted,  // it was never to be copied over the table
         kUndecided     // it may be either of kFinish and kUncommitted, and only a person can tell
     };
@@ -52,8 +52,8 @@ public:
     /// The tables and working copies whose names a statement can have made.
     const std::map<std::string, Table>& tables() const { return tables_; }
 
-    /// The entries that no database makes.
-    const std::vector<std::string>& foreignEntries() const { return foreignEntries_; }
+    /// The entries that no database makes, each with what it is.
+    const std::vector<Finding>& foreignEntries() const { return foreignEntries_; }
 
 private:
     void examineEntry(const Snapshot& snapshot, const std::string& name, Findings& found);
@@ -63,13 +63,14 @@ private:
                      Findings& found);
     CopyUse useOfNamedCopy(const Table& files, const JournalExamination::Entry& entry) const;
     static CopyUse useOfUnnamedCopy(const Table& files);
-    std::string describeCopy(const std::string& table, const RawFile& copy, const RawFile& content) const;
+    void nameRemedies(std::map<std::string, Findings>& found) const;
+    Finding describeCopy(const std::string& table, const RawFile& copy, const RawFile& content) const;
     void noteUnreadable(const std::string& name, const RawFile& file);
 
     RawFile journalFile_;
     std::unique_ptr<JournalExamination> journal_;
     std::map<std::string, Table> tables_;
-    std::vector<std::string> foreignEntries_;
+    Findings foreignEntries_;
     Findings findings_;
     std::string unreadable_;
     std::size_t tableCount_ = 0;

@@ -1,9 +1,12 @@
 #include "check/DirectoryRepair.h"
 
+#include <exception>
+#include <system_error>
 #include <utility>
 
 #include "FileUtils.h"
 #include "Journal.h"
+#include "check/WriteRemedy.h"
 #include "console/ExitStatus.h"
 #include "console/Printable.h"
 #include "files/DurableFiles.h"
@@ -14,7 +17,6 @@ using namespace Core::Database::Filedb;
 
 namespace {
 
-constexpr const char* kRejectsSuffix = ".rejects";
 constexpr const char* kKeptSuffix = ".kept";
 
 // One line a rejected line: its number in the original, a tabulator, and its bytes.
@@ -30,14 +32,21 @@ std::string lineOf(const std::string& name, std::size_t line) {
     return name + ":" + std::to_string(line);
 }
 
+// A sound table that equals its working copy has all lines of that.
+bool lacksRejects(const DirectoryExamination::Table& files) {
+    const bool isEqual = files.copyUse == DirectoryExamination::CopyUse::kEqual && files.content->isSound();
+    return !isEqual && !files.copy->rejects().empty();
+}
+
 }  // namespace
 
-DirectoryRepair::DirectoryRepair(std::string directory, bool dryRun, std::ostream& out)
+DirectoryRepair::DirectoryRepair(std::string directory, bool dryRun, std::ostream& out,
+                                 const std::string& asideParent)
     : directory_(std::move(directory)),
       use_(dryRun ? std::nullopt : std::make_optional<DirectoryUse>(directory_)),
       out_(out),
       examination_(dryRun ? Snapshot::ofLive(directory_) : Snapshot::ofLocked(directory_)),
-      aside_(directory_) {
+      aside_(directory_, ".repair-", asideParent) {
     if (use_) {
         use_->announce();  // the examination has read the journal
     }
@@ -47,24 +56,49 @@ void DirectoryRepair::run() {
     if (!examination_.unreadable().empty()) {
         throw Trouble(examination_.unreadable() + "; nothing was changed");
     }
+    try {
+        work();
+    } catch (const std::system_error& error) {
+        if (actionCount_ > 0) {
+            conclude();
+        }
+        throw Trouble(std::string(error.what()) + "; " +
+                      (actionCount_ == 0 ? "nothing was changed" : "what was printed is done, nothing else") +
+                      ": " + remedyFor(error.code()) + ", then run the repair again");
+    }
+    conclude();
+}
+
+void DirectoryRepair::work() {
     setForeignAside();
     for (const auto& [table, files] : examination_.tables()) {
         mendTable(table, files);
     }
     resetJournal();
-    conclude();
 }
 
 void DirectoryRepair::say(const std::string& place, const std::string& text) {
-    out_ << printable(directory_ + "/" + place) << ": " << text << '\n';
+    said_ += printable(directory_ + "/" + place) + ": " + text + '\n';
+}
+
+void DirectoryRepair::print() {
+    out_ << said_ << std::flush;
+    said_.clear();
 }
 
 void DirectoryRepair::act(const std::function<void()>& action) {
-    ++actionCount_;
     if (use_) {
-        use_->lockNew();
-        action();
+        try {
+            use_->lockNew();
+            action();
+            aside_.settle();
+        } catch (const std::exception&) {
+            aside_.takeBack();
+            throw;
+        }
     }
+    ++actionCount_;
+    print();
 }
 
 void DirectoryRepair::setAside(const std::string& name, const std::string& reason) {
@@ -108,6 +142,7 @@ void DirectoryRepair::settleContent(const std::string& table, const Table& files
     } else if (!files.content->hasSoundDefinition()) {
         const Finding& finding = files.content->findings().front();
         setAside(name, "broken definition (line " + std::to_string(finding.line) + ": " + finding.text + ")");
+        ++tableCount_;
     } else if (!files.content->isSound()) {
         useContent(table, files, *files.content, false);
     }
@@ -136,20 +171,20 @@ void DirectoryRepair::useContent(const std::string& table, const Table& files,
     for (const TableExamination::Reject& reject : content.rejects()) {
         say(lineOf(source, reject.line), "rejected: " + reject.reason);
     }
-    rejectCount_ += content.rejects().size();
     say(name, "rewritten: " + counted(content.recordCount() - content.rejects().size(), "record") +
                   " kept, " + std::to_string(content.rejects().size()) + " rejected");
     act([&] {
         if (files.kind == RawFile::Kind::kUnusable) {
             aside_.moveIn(name);
         } else if (files.kind != RawFile::Kind::kMissing) {
-            aside_.keepCopy(name);
+            aside_.keep(name);
         }
         if (!content.rejects().empty()) {
-            aside_.write(table + kRejectsSuffix, rejectsText(content));
+            aside_.write(rejectsName(table), rejectsText(content));
         }
         DurableFiles::replace(directory_, name, text);
     });
+    rejectCount_ += content.rejects().size();
 }
 
 void DirectoryRepair::settleCopy(const std::string& table, const Table& files) {
@@ -160,16 +195,20 @@ void DirectoryRepair::settleCopy(const std::string& table, const Table& files) {
             break;
         case CopyUse::kFinish:
         case CopyUse::kEqual:
-            setAside(name, "working copy that the table now equals");
+            setAside(name, std::string("working copy that the table now equals") +
+                               (lacksRejects(files) ? ", but for the rejected lines" : ""));
             break;
         case CopyUse::kCutShort:
-            setAside(name,
-                     "working copy is not whole: the copy-over cannot be finished, the table keeps its own "
-                     "content");
+            setAside(name, "the copy-over of this working copy cannot be finished, for " +
+                               files.copy->whyNotWhole());
             break;
         case CopyUse::kUncommitted:
-            setAside(name, isDropFinished(table) ? "working copy of a dropped table"
-                                                 : "working copy of a transaction that was not committed");
+            setAside(name,
+                     isDropFinished(table) ? "working copy of a dropped table"
+                     : journalEntry(table) != nullptr
+                         ? "working copy of a transaction that was not committed"
+                         : "working copy that no journal line names and nothing can be taken from, for " +
+                               files.copy->whyNotWhole());
             break;
         case CopyUse::kUndecided:
             leaveDecision(table, files.content != nullptr);
@@ -204,11 +243,12 @@ void DirectoryRepair::leaveDecision(const std::string& table, bool hasTable) {
             "without it: " +
                 keep + "mv " + copy + " " + kept);
     }
+    print();
 }
 
 void DirectoryRepair::setForeignAside() {
-    for (const std::string& name : examination_.foreignEntries()) {
-        setAside(name, "not a file of a database");
+    for (const Finding& entry : examination_.foreignEntries()) {
+        setAside(entry.file, entry.text);
     }
 }
 
@@ -218,17 +258,15 @@ void DirectoryRepair::resetJournal() {
     if (file.isRegular() && file.text == atRest) {
         return;
     }
-    for (const Finding& finding : examination_.journal().findings()) {
-        say(lineOf(finding.file, finding.line), "mended: " + finding.text);
-    }
+    const std::string reason = ": " + examination_.journal().state();
     if (!file.exists() || file.isRegular()) {
-        say(kJournalName, "reset to the line \"0\"");
+        say(kJournalName, "reset to the line \"0\"" + reason);
     } else {
-        say(kJournalName, "set aside, and written anew with the line \"0\"");
+        say(kJournalName, "set aside, and written anew with the line \"0\"" + reason);
     }
     act([&] {
         if (file.isRegular()) {
-            aside_.keepCopy(kJournalName);
+            aside_.keep(kJournalName);
         } else if (file.exists()) {
             aside_.moveIn(kJournalName);
             use_->lockNew();
@@ -239,6 +277,7 @@ void DirectoryRepair::resetJournal() {
 }
 
 void DirectoryRepair::conclude() {
+    said_.clear();
     if (actionCount_ > 0) {
         out_ << counted(actionCount_, "action") << ", " << counted(rejectCount_, "rejected line")
              << ": originals " << (use_ ? "are kept in " : "would be kept in ") << printable(aside_.path())
@@ -250,6 +289,16 @@ void DirectoryRepair::conclude() {
         out_ << counted(decisionCount_, "decision")
              << " left to you: for each run one of its two commands, then \"filedb repair\" again\n";
     }
+}
+
+void DirectoryRepair::countRemoved(const std::string& path) const {
+    if (!hasRemoved()) {
+        return;
+    }
+    out_ << (use_ ? "no longer in the database: " : "would no longer be in the database: ")
+         << counted(tableCount_, "table") << ", " << counted(rejectCount_, "row")
+         << "; correct them in that directory, then run: filedb restore " << shellPath(path) << ' '
+         << shellPath(aside_.path()) << '\n';
 }
 
 }  // namespace Kalt::Vemo::Tool

@@ -11,7 +11,8 @@ const char* severityName(Finding::Severity severity) {
 void printFindings(std::ostream& out, const std::string& directory, const Findings& findings) {
     for (const Finding& finding : findings) {
         out << printable(directory + "/" + finding.file) << ':' << finding.line << ": "
-            << severityName(finding.severity) << ": " << finding.text << '\n';
+            << severityName(finding.severity) << ": " << finding.text << (finding.remedy.empty() ? "" : "; ")
+            << finding.remedy << '\n';
     }
 }
 

@@ -1,5 +1,6 @@
 #include "check/JournalExamination.h"
 
+#include <algorithm>
 #include <string_view>
 
 #include "FileUtils.h"
@@ -53,10 +54,19 @@ JournalExamination::JournalExamination(const RawFile& file) {
     } else {
         examineLines(file.text);
     }
+    const bool isDecided = std::any_of(entries_.begin(), entries_.end(),
+                                       [](const auto& entry) { return entry.second.isCopiedAtInit; });
+    if (isCopying_ || isDecided) {
+        state_ = "the commit that it tells of is finished as far as the working copies go";
+    } else if (!entries_.empty()) {
+        state_ = "the transaction that it tells of was not committed";
+    } else if (!findings_.empty()) {
+        state_ = findings_.front().text;
+    }
 }
 
 void JournalExamination::report(std::size_t line, Finding::Severity severity, std::string text) {
-    findings_.push_back({kJournalName, line, severity, std::move(text)});
+    findings_.push_back({kJournalName, line, severity, std::move(text), Remedy::kResets});
 }
 
 void JournalExamination::examineLines(const std::string& text) {
@@ -65,37 +75,52 @@ void JournalExamination::examineLines(const std::string& text) {
     while (lines.next()) {
         const std::vector<std::string> fields(lines.fields().begin(), lines.fields().end());
         const bool isWellFormed = lines.line() == FileUtils::recordLine(fields);
-        if (lines.line().find('\0') != std::string_view::npos) {
-            report(line, Finding::Severity::kError, "NUL byte: readers end the line there");
-        } else if (!isWellFormed) {
-            report(line, Finding::Severity::kError,
-                   lines.line().back() == '\n'
-                       ? "empty field (\"~~\", or \"~\" at an end of the line)"
-                       : (lines.line().size() == kMaxLineLength ? "line is longer than the format allows"
-                                                                : "last line has no line feed"));
-        }
         if (lines.isFirst()) {
-            isCopying_ = fields.size() == 1 && fields[0] == kCopyingState && isWellFormed;
-            if (isCopying_) {
-                report(line, Finding::Severity::kError,
-                       "state line is \"1\": the copying of working copies over their tables was "
-                       "interrupted; run "
-                       "\"filedb repair\" before the next init, which would not finish it");
-            } else if (fields != std::vector<std::string>{kAtRestState}) {
-                report(line, Finding::Severity::kError,
-                       "state line is " + quoted(lines.line().substr(0, lines.line().find('\n'))) +
-                           ", neither \"0\" nor \"1\"");
-            }
-        } else if (const auto entry = lines.entry()) {
-            examineTableLine(line, fields[0], *entry, lines.isStateLine());
+            examineStateLine(line, fields, lines.line(), isWellFormed);
         } else {
-            report(line, Finding::Severity::kError,
-                   counted(fields.size(), "field") +
-                       " instead of an operation and a table: the next init skips the line");
+            examineForm(line, lines.line(), isWellFormed);
+            if (const auto entry = lines.entry()) {
+                examineTableLine(line, fields[0], *entry, lines.isStateLine());
+            } else {
+                report(line, Finding::Severity::kError,
+                       counted(fields.size(), "field") +
+                           " instead of an operation and a table: the next init skips the line");
+            }
         }
         if (lines.line().back() == '\n') {
             ++line;
         }
+    }
+}
+
+void JournalExamination::examineForm(std::size_t line, std::string_view text, bool isWellFormed) {
+    if (text.find('\0') != std::string_view::npos) {
+        report(line, Finding::Severity::kError, "NUL byte: readers end the line there");
+    } else if (!isWellFormed) {
+        report(line, Finding::Severity::kError,
+               text.back() == '\n' ? "empty field (\"~~\", or \"~\" at an end of the line)"
+                                   : (text.size() == kMaxLineLength ? "line is longer than the format allows"
+                                                                    : "last line has no line feed"));
+    }
+}
+
+void JournalExamination::examineStateLine(std::size_t line, const std::vector<std::string>& fields,
+                                          std::string_view text, bool isWellFormed) {
+    if (text == kAtRestState || text == kCopyingState) {
+        report(line, Finding::Severity::kError,
+               "state line " + quoted(text) + " has no line feed: readers lose the state");
+        return;
+    }
+    examineForm(line, text, isWellFormed);
+    isCopying_ = fields.size() == 1 && fields[0] == kCopyingState && isWellFormed;
+    if (isCopying_) {
+        report(line, Finding::Severity::kError,
+               "state line is \"1\": the copying of working copies over their tables was interrupted; run "
+               "\"filedb repair\" before the next init, which would not finish it");
+        findings_.back().remedy.clear();
+    } else if (fields != std::vector<std::string>{kAtRestState}) {
+        report(line, Finding::Severity::kError,
+               "state line is " + quoted(text.substr(0, text.find('\n'))) + ", neither \"0\" nor \"1\"");
     }
 }
 

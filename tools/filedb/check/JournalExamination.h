@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <map>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "Journal.h"
 #include "check/Finding.h"
@@ -28,6 +30,9 @@ public:
     /// change that the journal names was decided.
     bool isCopying() const { return isCopying_; }
 
+    /// What is to be said of the journal when it is reset: what it stands for, or why it cannot be read.
+    const std::string& state() const { return state_; }
+
     /// The tables that the journal names, each with its first line. Lines that no statement could have
     /// written are not among them.
     const std::map<std::string, Entry>& entries() const { return entries_; }
@@ -35,11 +40,15 @@ public:
 private:
     void report(std::size_t line, Finding::Severity severity, std::string text);
     void examineLines(const std::string& text);
+    void examineForm(std::size_t line, std::string_view text, bool isWellFormed);
+    void examineStateLine(std::size_t line, const std::vector<std::string>& fields, std::string_view text,
+                          bool isWellFormed);
     void examineTableLine(std::size_t line, const std::string& codeField,
                           const Core::Database::Filedb::JournalReader::Entry& entry, bool isStateLine);
 
     Findings findings_;
     bool isCopying_ = false;
+    std::string state_;
     std::map<std::string, Entry> entries_;
     std::map<std::string, std::size_t> loaded_;  // the tables that the next start goes by, with their lines
 };

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <charconv>
-#include <optional>
+#include <limits>
 
 #include "Comparison.h"
 #include "FileUtils.h"
-#include "RecordReader.h"
+#include "check/ValueForm.h"
 #include "console/Printable.h"
 #include "sql/StoredForm.h"
 
@@ -20,17 +20,6 @@ constexpr std::size_t kMetaLineCount = 3;
 constexpr const char* const kMetaLineNames[kMetaLineCount] = {"the column names", "the flag numbers",
                                                               "the primary key"};
 
-std::vector<std::string> fieldsOf(std::string_view lineText) {
-    const std::string line = std::string(lineText) + '\n';
-    Record record{std::string_view(line)};
-    return {record.all().begin(), record.all().end()};
-}
-
-bool hasEmptyField(std::string_view line) {
-    return !line.empty() && (line.front() == FIELD_SEPARATOR || line.back() == FIELD_SEPARATOR ||
-                             line.find(std::string(2, FIELD_SEPARATOR)) != std::string_view::npos);
-}
-
 std::string describeLength(std::size_t length) {
     return "line is " + std::to_string(length) + " bytes long with its line feed, the format's limit is " +
            std::to_string(kMaxLineLength);
@@ -40,15 +29,25 @@ constexpr const char* kEmptyField =
     "empty field (\"~~\", or \"~\" at an end of the line): readers skip it and move the later fields";
 constexpr const char* kNulByte = "NUL byte: readers end the line there";
 constexpr const char* kNoLineFeed = "last line has no line feed: readers lose its last character";
+constexpr const char* kCutLine =
+    "last line has no line feed: readers lose its last character, and the end of its last value may be "
+    "missing";
+constexpr const char* kSetsTableAside = "repair sets the table aside";
+constexpr auto kLargestRowId = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
 
 }  // namespace
 
 TableExamination::TableExamination(std::string file, std::string text)
     : file_(std::move(file)), text_(std::move(text)) {
-    const std::vector<Line> lines = cutIntoLines();
-    recordCount_ = lines.size() - std::min(lines.size(), kMetaLineCount);
+    TableLines read = TableLines::of(text_);
+    std::vector<TableLine>& lines = read.lines;
+    examineForm(read);
     examineDefinition(lines);
+    recordCount_ = lines.size() - std::min(lines.size(), kMetaLineCount);
     if (!hasSoundDefinition_) {
+        for (Finding& finding : findings_) {
+            finding.remedy = kSetsTableAside;
+        }
         return;
     }
     for (std::size_t index = kMetaLineCount; index < lines.size(); ++index) {
@@ -56,16 +55,29 @@ TableExamination::TableExamination(std::string file, std::string text)
     }
 }
 
-bool TableExamination::isWhole() const {
-    return hasSoundDefinition_ && text_.back() == '\n' && text_.find('\0') == std::string::npos;
+std::string TableExamination::whyNotWhole() const {
+    if (!hasSoundDefinition_) {
+        const Finding& first = findings_.front();
+        return "its definition is broken (line " + std::to_string(first.line) + ": " + first.text + ")";
+    }
+    if (text_.find('\0') != std::string::npos) {
+        return "it holds a NUL byte";
+    }
+    return text_.back() == '\n' ? "" : "its last line has no line feed";
 }
 
-std::string_view TableExamination::definition() const {
-    std::size_t end = 0;
-    for (std::size_t line = 0; line < kMetaLineCount; ++line) {
-        end = text_.find('\n', end) + 1;
+bool TableExamination::lacksOnlyLineFeed() const {
+    if (!hasSoundDefinition_ || text_.back() == '\n' || text_.find('\0') != std::string::npos) {
+        return false;
     }
-    return std::string_view(text_).substr(0, end);
+    const TableExamination completed(file_, text_ + '\n');
+    const std::size_t last = recordCount_ + kMetaLineCount;
+    return recordCount_ > 0 && (completed.rejects().empty() || completed.rejects().back().line != last);
+}
+
+std::string TableExamination::definition() const {
+    return FileUtils::recordLine(names_) + FileUtils::recordLine(flagTexts_) +
+           FileUtils::recordLine(keyNames_);
 }
 
 std::string TableExamination::mendedText() const {
@@ -74,8 +86,7 @@ std::string TableExamination::mendedText() const {
         std::stable_sort(records.begin(), records.end(),
                          [](const Record& a, const Record& b) { return a.rowId < b.rowId; });
     }
-    std::string text =
-        FileUtils::recordLine(names_) + FileUtils::recordLine(flagTexts_) + FileUtils::recordLine(keyNames_);
+    std::string text = definition();
     for (const Record& record : records) {
         text += record.line;
     }
@@ -83,57 +94,94 @@ std::string TableExamination::mendedText() const {
 }
 
 void TableExamination::report(std::size_t line, std::string text) {
-    findings_.push_back({file_, line, Finding::Severity::kError, std::move(text)});
+    findings_.push_back({file_, line, Finding::Severity::kError, std::move(text), Remedy::kMends});
+}
+
+void TableExamination::reject(std::size_t line, std::string reason) {
+    if (rejection_.empty()) {
+        rejection_ = reason;
+    }
+    report(line, std::move(reason));
 }
 
 std::string TableExamination::labelOf(std::size_t column) const {
     return "column " + quoted(names_[column]) + ": ";
 }
 
-std::vector<TableExamination::Line> TableExamination::cutIntoLines() const {
-    std::vector<Line> lines;
-    std::string_view rest = text_;
-    while (!rest.empty()) {
-        const std::size_t end = rest.find('\n');
-        const bool hasLineFeed = end != std::string_view::npos;
-        const std::string_view line = rest.substr(0, end);
-        lines.push_back({lines.size() + 1, line, hasLineFeed});
-        rest.remove_prefix(line.size() + (hasLineFeed ? 1 : 0));
-    }
-    return lines;
-}
-
 // ---- The definition
 
-void TableExamination::examineDefinition(const std::vector<Line>& lines) {
-    bool isReadable = true;
-    for (std::size_t index = 0; index < kMetaLineCount; ++index) {
-        if (index >= lines.size()) {
-            report(index + 1, std::string("line is missing: ") + kMetaLineNames[index]);
-            isReadable = false;
-        } else {
-            isReadable = examineMetaLine(lines[index]) && isReadable;
+void TableExamination::examineForm(const TableLines& lines) {
+    hasForeignForm_ = lines.hasMark || lines.hasCarriageReturns;
+    if (lines.hasMark) {
+        report(1, "byte-order mark before the first line: readers take it for a part of the first name");
+    }
+    if (lines.hasCarriageReturns) {
+        report(
+            1,
+            "carriage return before every line feed: readers take it for a part of the last field; the file "
+            "was saved in the form of another system");
+    }
+}
+
+void TableExamination::examineDefinition(std::vector<TableLine>& lines) {
+    const std::size_t readable = std::min(lines.size(), kMetaLineCount - 1);
+    bool isReadable = readable == kMetaLineCount - 1;
+    for (std::size_t index = 0; index < readable; ++index) {
+        isReadable = examineMetaLine(lines[index]) && isReadable;
+    }
+    std::size_t before = findings_.size();
+    if (isReadable) {
+        names_ = lines[0].fields();
+        flagTexts_ = lines[1].fields();
+        examineColumns();
+        if (findings_.size() == before) {
+            addMissingKeyLine(lines);
         }
     }
-    if (!isReadable) {
+    bool hasSoundColumns = isReadable && (findings_.size() == before || hasAddedKeyLine_);
+    for (std::size_t index = lines.size(); index < kMetaLineCount; ++index) {
+        report(index + 1, std::string("line is missing: ") + kMetaLineNames[index]);
+        hasSoundColumns = false;
+    }
+    if (lines.size() < kMetaLineCount || !examineMetaLine(lines[kMetaLineCount - 1]) || !hasSoundColumns) {
         return;
     }
-    names_ = fieldsOf(lines[0].text);
-    flagTexts_ = fieldsOf(lines[1].text);
-    keyNames_ = fieldsOf(lines[2].text);
-    const std::size_t before = findings_.size();
-    examineColumns();
-    if (findings_.size() == before) {
-        examineKey();
-    }
+    keyNames_ = lines[kMetaLineCount - 1].fields();
+    before = findings_.size();
+    examineKey();
     hasSoundDefinition_ = findings_.size() == before;
     if (hasSoundDefinition_) {
         mends_ = findings_;
     }
 }
 
-bool TableExamination::examineMetaLine(const Line& line) {
-    if (hasEmptyField(line.text)) {
+// The third line of a table without a key is empty, and looks as if it could be left out. Where no column is
+// NOT NULL, as those of a key are, there can have been no key.
+void TableExamination::addMissingKeyLine(std::vector<TableLine>& lines) {
+    const bool hasKey =
+        std::any_of(flags_.begin(), flags_.end(), [](long flag) { return (flag & kNotNullFlag) != 0; });
+    if (hasKey || names_.back() != kRowIdColumn || flags_.back() != kIntegerFlag) {
+        return;
+    }
+    const std::size_t index = kMetaLineCount - 1;
+    if (lines.size() > index) {
+        const std::vector<std::string> fields = lines[index].fields();
+        const bool isRecord = fields.size() == names_.size() &&
+                              std::find(names_.begin(), names_.end(), fields.front()) == names_.end();
+        if (!isRecord) {
+            return;
+        }
+    }
+    lines.insert(lines.begin() + static_cast<std::ptrdiff_t>(index), TableLine{index + 1, "", true});
+    hasForeignForm_ = true;
+    hasAddedKeyLine_ = true;
+    report(
+        index + 1,
+        "the empty line of a table without a primary key is missing: readers take the first record for it");
+}
+
+bool TableExamination::examineMetaLine(const TableLine& line) {
+    if (line.hasEmptyField()) {
         report(line.number, kEmptyField);
     }
     const std::size_t before = findings_.size();
@@ -152,6 +200,9 @@ bool TableExamination::examineMetaLine(const Line& line) {
 void TableExamination::examineColumns() {
     if (names_.empty()) {
         report(1, "no column names");
+    }
+    if (names_ == std::vector<std::string>{kRowIdColumn} && flagTexts_ == std::vector<std::string>{"1"}) {
+        report(1, "no column but the hidden ROWID: no statement could have made such a table");
     }
     // A client may have a column ROWID of its own in front of the hidden one.
     const bool endsInRowId = !names_.empty() && names_.back() == kRowIdColumn;
@@ -207,132 +258,145 @@ void TableExamination::examineKey() {
 
 // ---- The records
 
-void TableExamination::examineRecord(const Line& line) {
+void TableExamination::examineRecord(const TableLine& line) {
     const std::size_t before = findings_.size();
-    std::vector<std::string> fields = fieldsOf(line.text);
+    rejection_.clear();
+    std::vector<std::string> fields = line.fields();
     std::uint64_t rowId = 0;
     std::string key;
-    // Every examination reports all it sees, so each of them runs.
-    bool isKept = examineShape(line);
-    if (isKept) {
-        isKept = examineValues(line, fields);
+    examineShape(line, fields);
+    if (fields.size() == names_.size() && line.text.find('\0') == std::string_view::npos &&
+        line.text.size() + 1 <= kMaxLineLength) {
+        // Every examination reports all it sees, so each of them runs.
+        examineValues(line, fields);
         if (hasHiddenRowId_) {
-            isKept = examineRowId(line, fields.back(), rowId) && isKept;
+            rowId = examineRowId(line, fields.back());
         }
-        isKept = examineKeyOf(line, fields, key) && isKept;
+        key = examineKeyOf(line, fields);
+        const std::size_t length = FileUtils::recordLine(fields).size();
+        if (length > kMaxLineLength) {
+            reject(line.number, "in the stored form, " + describeLength(length));
+        }
     }
-    std::string stored = FileUtils::recordLine(fields);
-    if (isKept && stored.size() > kMaxLineLength) {
-        isKept = false;  // the stored form needs more room than the line gives
+    if (!rejection_.empty()) {
+        for (std::size_t index = before; index < findings_.size(); ++index) {
+            findings_[index].remedy = Remedy::kRejects;
+        }
+        rejects_.push_back({line.number, std::string(line.text), rejection_});
+        return;
     }
-    if (isKept) {
-        // Only what is kept takes a ROWID and a key: a later record with the same is not lost to a line that
-        // is.
-        linesOfRowIds_.emplace(rowId, line.number);
-        linesOfKeys_.emplace(std::move(key), line.number);
-        records_.push_back({rowId, std::move(stored)});
-        mends_.insert(mends_.end(), findings_.begin() + static_cast<std::ptrdiff_t>(before), findings_.end());
-    } else {
-        rejects_.push_back({line.number, std::string(line.text), findings_[before].text});
-    }
+    // Only what is kept takes a ROWID and a key: a later record with the same is not lost to a line that is.
+    linesOfRowIds_.emplace(rowId, line.number);
+    linesOfKeys_.emplace(std::move(key), line.number);
+    records_.push_back({rowId, FileUtils::recordLine(fields)});
+    mends_.insert(mends_.end(), findings_.begin() + static_cast<std::ptrdiff_t>(before), findings_.end());
 }
 
-bool TableExamination::examineShape(const Line& line) {
-    const std::size_t before = findings_.size();
-    if (line.text.size() + 1 > kMaxLineLength) {
-        report(line.number, describeLength(line.text.size() + 1));
+void TableExamination::examineShape(const TableLine& line, const std::vector<std::string>& fields) {
+    const bool isTooLong = line.text.size() + 1 > kMaxLineLength;
+    const bool hasNulByte = line.text.find('\0') != std::string_view::npos;
+    if (isTooLong) {
+        reject(line.number, describeLength(line.text.size() + 1));
     }
-    if (line.text.find('\0') != std::string_view::npos) {
-        report(line.number, kNulByte);
+    if (hasNulByte) {
+        reject(line.number, kNulByte);
     }
-    bool isReadable = findings_.size() == before;
-    if (!line.hasLineFeed) {
-        report(line.number, kNoLineFeed);
-    }
-    if (!isReadable) {
-        return false;
-    }
-    if (hasEmptyField(line.text)) {
+    const bool isReadable = !isTooLong && !hasNulByte;
+    const bool hasAllFields = fields.size() == names_.size();
+    if (isReadable && line.hasEmptyField()) {
         report(line.number, kEmptyField);
     }
-    const std::size_t count = fieldsOf(line.text).size();
-    if (count != names_.size()) {
-        report(line.number, (count < names_.size() ? "too few fields: " : "too many fields: ") +
-                                std::to_string(count) + " for " + counted(names_.size(), "column"));
-        isReadable = false;
+    if (isReadable && !hasAllFields) {
+        reject(line.number, (fields.size() < names_.size() ? "too few fields: " : "too many fields: ") +
+                                std::to_string(fields.size()) + " for " + counted(names_.size(), "column"));
     }
-    return isReadable;
+    if (line.hasLineFeed) {
+        return;
+    }
+    if (!isReadable || !hasAllFields || line.isComplete(largestLastNumber())) {
+        report(line.number, kNoLineFeed);
+    } else {
+        reject(line.number, kCutLine);
+    }
 }
 
-bool TableExamination::examineValues(const Line& line, std::vector<std::string>& fields) {
+// Of a hidden ROWID, and of what else can be in the last column.
+std::uint64_t TableExamination::largestLastNumber() const {
+    return hasHiddenRowId_ ? kLargestRowId : std::numeric_limits<std::uint64_t>::max();
+}
+
+void TableExamination::examineValues(const TableLine& line, std::vector<std::string>& fields) {
     const std::size_t valueCount = fields.size() - (hasHiddenRowId_ ? 1 : 0);
-    bool isKept = true;
     for (std::size_t column = 0; column < fields.size(); ++column) {
         std::string& value = fields[column];
         const long flag = flags_[column];
         if (column < valueCount && value == kNullWord && (flag & kNotNullFlag) != 0) {
-            report(line.number, labelOf(column) + "NULL is not allowed");
-            isKept = false;
+            reject(line.number, labelOf(column) + "NULL is not allowed");
             continue;
         }
-        std::optional<std::string> stored = storedForm(flag, value);
-        if (stored == value) {
+        const ValueForm form = ValueForm::of(flag, value);
+        const bool isReadable = form.kind == ValueForm::Kind::kReadable && column < valueCount;
+        if (form.kind == ValueForm::Kind::kStored || isReadable) {
             continue;
         }
-        report(line.number, labelOf(column) + "value " + quoted(value) + " is not in the stored form of " +
-                                typeOfFlag(flag) + ", " + describeStoredForm(flag));
-        isKept = isKept && stored;
-        value = stored.value_or(value);
+        std::string text = labelOf(column) + "value " + quoted(value) + " is not in the stored form of " +
+                           typeOfFlag(flag) + ", " + describeStoredForm(flag);
+        if (form.kind == ValueForm::Kind::kMended) {
+            report(line.number, std::move(text));
+            value = form.text;
+        } else {
+            reject(line.number, std::move(text));
+        }
     }
-    return isKept;
 }
 
-bool TableExamination::examineRowId(const Line& line, const std::string& value, std::uint64_t& rowId) {
+std::uint64_t TableExamination::examineRowId(const TableLine& line, const std::string& value) {
+    std::uint64_t rowId = 0;
     const char* const end = value.data() + value.size();
     const auto [rest, error] = std::from_chars(value.data(), end, rowId);
     if (error != std::errc() || rest != end) {
         if (value == kNullWord) {
-            report(line.number, labelOf(names_.size() - 1) + "NULL is no row number");
+            reject(line.number, labelOf(names_.size() - 1) + "NULL is no row number");
         }
-        return false;
+        return 0;
+    }
+    if (rowId == 0 || rowId > kLargestRowId) {
+        reject(line.number,
+               "ROWID " + value + " is not among the row numbers, 1 to " + std::to_string(kLargestRowId));
+        return 0;
     }
     const auto first = linesOfRowIds_.find(rowId);
-    const bool isNew = first == linesOfRowIds_.end();
-    if (!isNew) {
-        report(line.number, "ROWID " + value + " repeats that of line " + std::to_string(first->second));
+    if (first != linesOfRowIds_.end()) {
+        reject(line.number, "ROWID " + value + " repeats that of line " + std::to_string(first->second));
     } else if (rowId < largestRowId_) {
         report(line.number,
                "ROWID " + value + " is out of order: it follows " + std::to_string(largestRowId_));
     }
-    largestRowId_ = std::max(largestRowId_, rowId);
-    return isNew;
+    if (rejection_.empty()) {
+        largestRowId_ = std::max(largestRowId_, rowId);
+    }
+    return rowId;
 }
 
 // Compares as the engine does: without the quotes, and a NULL is equal to nothing. Gives the text to compare,
 // empty for a record that is equal to none.
-bool TableExamination::examineKeyOf(const Line& line, const std::vector<std::string>& fields,
-                                    std::string& key) {
-    if (key_.empty()) {
-        return true;
-    }
+std::string TableExamination::examineKeyOf(const TableLine& line, const std::vector<std::string>& fields) {
     std::string joined;
     std::string description;
     for (const std::size_t column : key_) {
         if (fields[column] == kNullWord) {
-            return true;
+            return "";
         }
         std::string scratch;
         joined.append(withoutQuotes(fields[column], scratch)) += FIELD_SEPARATOR;
         description += (description.empty() ? "" : ", ") + names_[column] + " = " + quoted(fields[column]);
     }
-    key = std::move(joined);
-    const auto first = linesOfKeys_.find(key);
-    const bool isNew = first == linesOfKeys_.end();
-    if (!isNew) {
-        report(line.number,
+    const auto first = linesOfKeys_.find(joined);
+    if (!joined.empty() && first != linesOfKeys_.end()) {
+        reject(line.number,
                "primary key (" + description + ") repeats that of line " + std::to_string(first->second));
     }
-    return isNew;
+    return joined;
 }
 
 }  // namespace Kalt::Vemo::Tool

@@ -9,15 +9,16 @@
 #include <vector>
 
 #include "check/Finding.h"
+#include "check/TableLines.h"
 
 namespace Kalt::Vemo::Tool {
 
 /// Reads the text of a table file, or of a working copy, line by line, tells what is wrong with it and what
 /// of it can be kept.
 ///
-/// After a broken definition the records are not looked at. A record is kept when its content is beyond
-/// doubt; it is then held in the form in which the engine stores it. Of such records with the same ROWID or
-/// the same primary key the first is kept.
+/// After a broken definition the records are not looked at. A record is kept when the engine reads it and its
+/// content is beyond doubt; what has a stored form of the same value is held in that form. Of such records
+/// with the same ROWID or the same primary key the first is kept.
 class TableExamination {
 public:
     /// A line that cannot be kept.
@@ -36,12 +37,21 @@ public:
     bool isSound() const { return findings_.empty(); }
     bool hasSoundDefinition() const { return hasSoundDefinition_; }
 
-    /// Whether it ends like a file that was written to its end: a sound definition, no NUL byte, a line feed
-    /// as the last byte. Records with wrong content may be in it.
-    bool isWhole() const;
+    /// Whether another program has given the whole file another form: a byte-order mark, carriage returns, no
+    /// third line. No writer that was stopped leaves that.
+    bool hasForeignForm() const { return hasForeignForm_; }
 
-    /// The first three lines, each with its line feed. Requires: hasSoundDefinition().
-    std::string_view definition() const;
+    /// Why it does not end like a file that was written to its end: no sound definition, a NUL byte, no line
+    /// feed as the last byte. Empty for a whole file; records with wrong content may be in it.
+    std::string whyNotWhole() const;
+    bool isWhole() const { return whyNotWhole().empty(); }
+
+    /// Whether it would be whole, with a last record that can be kept, if it had a last line feed.
+    bool lacksOnlyLineFeed() const;
+
+    /// The first three lines, each with its line feed, as the engine writes them.
+    /// Requires: hasSoundDefinition().
+    std::string definition() const;
 
     std::size_t recordCount() const { return recordCount_; }
     const std::string& text() const { return text_; }
@@ -54,26 +64,24 @@ public:
     std::string mendedText() const;
 
 private:
-    struct Line {
-        std::size_t number;
-        std::string_view text;  // without the line feed
-        bool hasLineFeed;
-    };
     struct Record {
         std::uint64_t rowId;
         std::string line;
     };
 
-    std::vector<Line> cutIntoLines() const;
-    void examineDefinition(const std::vector<Line>& lines);
-    bool examineMetaLine(const Line& line);
+    void examineForm(const TableLines& lines);
+    void examineDefinition(std::vector<TableLine>& lines);
+    bool examineMetaLine(const TableLine& line);
+    void addMissingKeyLine(std::vector<TableLine>& lines);
     void examineColumns();
     void examineKey();
-    void examineRecord(const Line& line);
-    bool examineShape(const Line& line);
-    bool examineValues(const Line& line, std::vector<std::string>& fields);
-    bool examineRowId(const Line& line, const std::string& value, std::uint64_t& rowId);
-    bool examineKeyOf(const Line& line, const std::vector<std::string>& fields, std::string& key);
+    void examineRecord(const TableLine& line);
+    void examineShape(const TableLine& line, const std::vector<std::string>& fields);
+    void examineValues(const TableLine& line, std::vector<std::string>& fields);
+    std::uint64_t examineRowId(const TableLine& line, const std::string& value);
+    std::string examineKeyOf(const TableLine& line, const std::vector<std::string>& fields);
+    void reject(std::size_t line, std::string reason);
+    std::uint64_t largestLastNumber() const;
     void report(std::size_t line, std::string text);
     std::string labelOf(std::size_t column) const;
 
@@ -81,6 +89,9 @@ private:
     const std::string text_;
     Findings findings_;
     bool hasSoundDefinition_ = false;
+    bool hasForeignForm_ = false;
+    bool hasAddedKeyLine_ = false;
+    std::string rejection_;  // why the record at hand cannot be kept; empty as long as it can
     std::size_t recordCount_ = 0;
 
     std::vector<std::string> names_;

@@ -9,15 +9,13 @@
 #include <filesystem>
 #include <system_error>
 
-#include "files/RawFile.h"
+#include "files/EntryCopy.h"
+#include "files/EntryName.h"
+#include "files/NewFile.h"
 
 namespace Kalt::Vemo::Tool {
 
 namespace {
-
-// Behind the name of the file that is being replaced. Such a file is what a stopped run leaves; the next one
-// sets it aside as it does with every file that is none of the database's.
-constexpr const char* kTemporarySuffix = ".repair-tmp";
 
 void require(bool succeeded, const std::string& path) {
     if (!succeeded) {
@@ -25,58 +23,7 @@ void require(bool succeeded, const std::string& path) {
     }
 }
 
-class Output {
-public:
-    Output(const std::string& path, mode_t mode)
-        : path_(path),
-          descriptor_(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode)) {
-        require(descriptor_ >= 0, path_);
-    }
-    Output(const Output&) = delete;
-    Output& operator=(const Output&) = delete;
-    ~Output() {
-        if (descriptor_ >= 0) {
-            close(descriptor_);
-        }
-    }
-
-    void takeOwnerAndPermissions(const struct stat& status) {
-        require(fchown(descriptor_, status.st_uid, status.st_gid) == 0, path_);
-        require(fchmod(descriptor_, status.st_mode & 07777) == 0, path_);
-    }
-
-    void write(std::string_view text) {
-        while (!text.empty()) {
-            const ssize_t written = ::write(descriptor_, text.data(), text.size());
-            require(written >= 0, path_);
-            text.remove_prefix(static_cast<std::size_t>(written));
-        }
-    }
-
-    void finish() {
-        require(fsync(descriptor_) == 0, path_);
-        const int closing = descriptor_;
-        descriptor_ = -1;
-        require(close(closing) == 0, path_);
-    }
-
-private:
-    const std::string path_;
-    int descriptor_;
-};
-
-constexpr mode_t kFilePermissions = 0666;  // less the process's umask
-constexpr mode_t kDirectoryPermissions = 0777;
-
-void syncDirectory(const std::string& path) {
-    const int descriptor = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    require(descriptor >= 0, path);
-    const int result = fsync(descriptor);
-    const int cause = errno;
-    close(descriptor);
-    errno = cause;
-    require(result == 0 || cause == EINVAL, path);  // some file systems know no syncing of a directory
-}
+constexpr mode_t kDirectoryPermissions = 0777;  // less the process's umask
 
 void requireMissing(const std::string& path) {
     struct stat status {};
@@ -87,60 +34,80 @@ void requireMissing(const std::string& path) {
 
 }  // namespace
 
+void DurableFiles::syncDirectory(const std::string& path) {
+    const int descriptor = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    require(descriptor >= 0, path);
+    const int result = fsync(descriptor);
+    const int cause = errno;
+    close(descriptor);
+    errno = cause;
+    require(result == 0 || cause == EINVAL, path);  // some file systems know no syncing of a directory
+}
+
 void DurableFiles::replace(const std::string& directory, const std::string& name, std::string_view text,
                            const std::function<void(const std::string& file)>& prepare) {
     const std::string path = directory + "/" + name;
-    const std::string temporary = path + kTemporarySuffix;
+    const std::string temporary = directory + "/" + kTemporaryName;
+    static_cast<void>(unlink(temporary.c_str()));  // what a stopped run left
     struct stat status {};
     const bool isRegular = lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
-    Output output(temporary, kFilePermissions);
-    if (isRegular) {
-        output.takeOwnerAndPermissions(status);
+    {
+        NewFile output(temporary);
+        if (isRegular) {
+            output.takeOwnerAndPermissions(status);
+        }
+        output.write(text);
+        output.finish();
     }
-    output.write(text);
-    output.finish();
-    if (prepare) {
-        prepare(temporary);
+    try {
+        if (prepare) {
+            prepare(temporary);
+        }
+        require(std::rename(temporary.c_str(), path.c_str()) == 0, path);
+    } catch (const std::exception&) {
+        static_cast<void>(unlink(temporary.c_str()));
+        throw;
     }
-    require(std::rename(temporary.c_str(), path.c_str()) == 0, path);
     syncDirectory(directory);
 }
 
 void DurableFiles::writeNew(const std::string& directory, const std::string& name, std::string_view text) {
-    Output output(directory + "/" + name, kFilePermissions);
+    NewFile output(directory + "/" + name);
     output.write(text);
     output.finish();
     syncDirectory(directory);
 }
 
-void DurableFiles::copy(const std::string& from, const std::string& to, const std::string& name) {
+void DurableFiles::link(const std::string& from, const std::string& to, const std::string& name) {
     const std::string source = from + "/" + name;
-    struct stat status {};
-    require(lstat(source.c_str(), &status) == 0, source);
-    if (S_ISLNK(status.st_mode)) {
-        const std::string target = std::filesystem::read_symlink(source).string();
-        require(symlink(target.c_str(), (to + "/" + name).c_str()) == 0, to + "/" + name);
-        syncDirectory(to);
-        return;
+    const std::string destination = to + "/" + name;
+    // A link to a symbolic link is what some file systems refuse and others follow.
+    const bool isLinked =
+        !std::filesystem::is_symlink(source) && ::link(source.c_str(), destination.c_str()) == 0;
+    if (!isLinked) {
+        copyEntry(source, destination);
     }
-    const RawFile file = RawFile::read(source);
-    if (!file.isRegular()) {
-        throw std::system_error(EIO, std::generic_category(), source + " " + file.problem);
-    }
-    Output output(to + "/" + name, kFilePermissions);
-    output.takeOwnerAndPermissions(status);
-    output.write(file.text);
-    output.finish();
     syncDirectory(to);
 }
 
-void DurableFiles::move(const std::string& from, const std::string& to, const std::string& name) {
+void DurableFiles::move(const std::string& from, const std::string& name, const std::string& to,
+                        const std::string& newName) {
     const std::string source = from + "/" + name;
-    const std::string destination = to + "/" + name;
+    const std::string destination = to + "/" + newName;
     requireMissing(destination);
-    require(std::rename(source.c_str(), destination.c_str()) == 0, source);
+    if (std::rename(source.c_str(), destination.c_str()) != 0) {
+        require(errno == EXDEV, source);
+        copyEntry(source, destination);
+        syncDirectory(to);
+        std::filesystem::remove_all(source);
+    }
     syncDirectory(to);
     syncDirectory(from);
+}
+
+void DurableFiles::remove(const std::string& directory, const std::string& name) {
+    std::filesystem::remove(directory + "/" + name);
+    syncDirectory(directory);
 }
 
 bool DurableFiles::makeDirectory(const std::string& path) {

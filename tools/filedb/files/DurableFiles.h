@@ -7,8 +7,8 @@
 namespace Kalt::Vemo::Tool {
 
 /// File operations that are on the disk when they return. Throws, each of them: std::system_error, with the
-/// path in its text; the files are then as they were, except that a file may have been left behind under the
-/// temporary name.
+/// path in its text; the files are then as they were. Only a process that is killed leaves a file behind,
+/// under the name kTemporaryName.
 class DurableFiles {
 public:
     DurableFiles() = delete;
@@ -23,13 +23,21 @@ public:
     /// Writes a file that is not there yet.
     static void writeNew(const std::string& directory, const std::string& name, std::string_view text);
 
-    /// Copies the entry `name`, a regular file or a symbolic link, to another directory that has no such
-    /// entry.
-    static void copy(const std::string& from, const std::string& to, const std::string& name);
+    /// Gives the entry `name` the same name in another directory that has no such entry. The two are one
+    /// file, where the system can do that, or else the other is a copy: so the one is to be replaced, not
+    /// written to.
+    static void link(const std::string& from, const std::string& to, const std::string& name);
 
-    /// Moves the entry `name`, whatever it is, to another directory of the same file system that has no such
-    /// entry.
-    static void move(const std::string& from, const std::string& to, const std::string& name);
+    /// Moves the entry `name`, whatever it is, to a name that no entry of another directory has, also on
+    /// another file system.
+    static void move(const std::string& from, const std::string& name, const std::string& to,
+                     const std::string& newName);
+
+    /// Removes the entry `name`, no directory.
+    static void remove(const std::string& directory, const std::string& name);
+
+    /// Waits until what was made, renamed and removed in the directory is on the disk.
+    static void syncDirectory(const std::string& path);
 
     /// Makes a directory. On failure: false when something of that name is there.
     static bool makeDirectory(const std::string& path);

@@ -20,10 +20,13 @@ std::string stemOf(const std::string& name, std::string_view suffix) {
     return hasSuffix ? name.substr(0, name.size() - suffix.size()) : std::string();
 }
 
+// What a repair of an earlier version put behind a file's name.
+constexpr const char* kEarlierSuffix = ".repair-tmp";
+
 bool isUnfinished(const std::string& name) {
     const std::string replaced = stemOf(name, kNewSuffix);
-    return replaced == kJournalName || !stemOf(replaced, kBackupSuffix).empty() ||
-           !stemOf(replaced, kTableSuffix).empty();
+    return name == kTemporaryName || !stemOf(name, kEarlierSuffix).empty() || replaced == kJournalName ||
+           !stemOf(replaced, kBackupSuffix).empty() || !stemOf(replaced, kTableSuffix).empty();
 }
 
 }  // namespace

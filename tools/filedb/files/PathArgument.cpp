@@ -49,9 +49,17 @@ PathArgument::PathArgument(const std::string& text) : text_(text) {
 
 void PathArgument::requireDirectory() const {
     std::error_code error;
-    if (!std::filesystem::is_directory(directory_, error)) {
-        throw Trouble("no database at " + text_ + ": " + directory_ + " is not a directory; check the path");
+    const std::filesystem::file_status status = std::filesystem::status(directory_, error);
+    if (status.type() == std::filesystem::file_type::directory) {
+        return;
     }
+    // Of a link that leads in a circle and of a path without permission nobody knows what is behind it.
+    if (status.type() == std::filesystem::file_type::none) {
+        throw Trouble(
+            directory_ + ": cannot be looked at: " + error.message() +
+            "; run the command as a user who may, or check the permissions of the directories above");
+    }
+    throw Trouble("no database at " + text_ + ": " + directory_ + " is not a directory; check the path");
 }
 
 }  // namespace Kalt::Vemo::Tool
