@@ -124,6 +124,7 @@ void readCsv(CountedInput& input, char delimiter, const TakeHeading& takeHeading
         throw ImportError(1, "the file is empty; its first line names the columns");
     }
     std::vector<std::string> names;
+    names.reserve(heading.size());
     for (const CsvField& field : heading) {
         names.push_back(field.text);
     }

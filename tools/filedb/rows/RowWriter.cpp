@@ -84,7 +84,7 @@ private:
     }
 
     std::string field(const std::string& value) {
-        const std::string text = text_.of(value);
+        std::string text = text_.of(value);
         if (!text.empty() && text.find_first_of(special_) == std::string::npos) {
             return text;
         }

@@ -1,6 +1,7 @@
 #include "transfer/GrowingTable.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <string_view>
 
@@ -17,15 +18,21 @@ using Platform::StringConversion;
 
 namespace {
 
+std::string exactDigits(float number) {
+    std::array<char, 32> digits{};
+    const std::to_chars_result end = std::to_chars(digits.data(), digits.data() + digits.size(), number);
+    return {digits.data(), end.ptr};
+}
+
 // Equal for two values of a key's column exactly when the engine finds them equal.
 std::string comparable(const Column& column, std::string_view value) {
     std::string scratch;
-    const std::string text(withoutQuotes(value, scratch));
+    std::string text(withoutQuotes(value, scratch));
     switch (column.type) {
         case Column::Type::kInteger:
             return std::to_string(StringConversion::stringTouint64(text));
         case Column::Type::kReal:
-            return std::to_string(StringConversion::stringToFloat(text) + 0.0F);  // -0 and 0 are equal
+            return exactDigits(StringConversion::stringToFloat(text) + 0.0F);  // -0 and 0 are equal
         case Column::Type::kText:
         case Column::Type::kUnknown:
             break;
