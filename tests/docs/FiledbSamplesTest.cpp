@@ -30,6 +30,9 @@ struct Command {
 const std::vector<PageOfSessions>& pages() {
     static const std::vector<PageOfSessions> all{
         {"filedb", {"synopsis"}, 30},
+#ifdef WITH_SQLITE_EXTENSION
+        {"sqlite-extension", {}, 6},
+#endif
         {"filedb-check", {"grammar", "picture"}, 12},
         // Its statements and files are those of the engine, and run in docs_sql_test.
         {"file-format", {"abnf", "hexdump", "picture", "sql", "text"}, 15},
@@ -68,7 +71,8 @@ std::string outputOf(const std::string& command, const std::string& directory) {
     const TemporaryDirectory files;
     const std::string programs = std::filesystem::path(FILEDB_PROGRAM).parent_path();
     writeFile(files.file("command"), "cd '" + directory + "'\nPATH='" + programs +
-                                         "':$PATH\nexport PATH LC_ALL=C.UTF-8\n" + command + "\n");
+                                         "':$PATH\nLD_LIBRARY_PATH='" + programs +
+                                         "'\nexport PATH LD_LIBRARY_PATH LC_ALL=C.UTF-8\n" + command + "\n");
     const std::string run =
         "sh '" + files.file("command") + "' > '" + files.file("out") + "' 2>&1 < /dev/null";
     EXPECT_NE(std::system(run.c_str()), -1);
