@@ -28,7 +28,7 @@ bool isInstalled(const std::string& program) {
     const char* const places = std::getenv("PATH");
     std::istringstream directories(places == nullptr ? "" : places);
     for (std::string directory; std::getline(directories, directory, ':');) {
-        if (access((directory + "/" + program).c_str(), X_OK) == 0) {
+        if (access(directory.append("/").append(program).c_str(), X_OK) == 0) {
             return true;
         }
     }

@@ -116,22 +116,18 @@ bool Watch::waitForEvent() {
 }
 
 bool Watch::waitForCommit() {
-    for (;;) {
+    do {
         problems_.clear();
         std::optional<DatabaseState> state = read();
         if (!state) {
             problems_.insert("a commit does not end; waiting for it");
-        }
-        if (state && isNextState(std::move(*state))) {
+        } else if (isNextState(*std::move(state))) {
             return true;
-        }
-        if (state && problems_.empty()) {
+        } else if (problems_.empty()) {
             told_.clear();
         }
-        if (!waitForEvent()) {
-            return false;
-        }
-    }
+    } while (waitForEvent());
+    return false;
 }
 
 }  // namespace Kalt::Vemo::Tool
