@@ -61,6 +61,12 @@ TEST_F(SqlTest, ComparesIntegersAsSignedNumbers) {
     EXPECT_EQ(csv("select rowid, watts from lamps where rowid = -3"), "rowid,watts\n-3,5\n");
 }
 
+TEST_F(SqlTest, PrintsNumbersInTheirFewestDigits) {
+    EXPECT_EQ(csv("select 100000.0, 0.1 + 0.2, -2.0, 1e15, 1e-5, 0.0, 9e999, 1234570.0, 0.00025"),
+              "100000.0,0.1 + 0.2,-2.0,1e15,1e-5,0.0,9e999,1234570.0,0.00025\n"
+              "100000,0.30000000000000004,-2,1e+15,1e-05,0,inf,1234570,0.00025\n");
+}
+
 TEST_F(SqlTest, PrintsExpressionsAsJsonOfTheirOwnType) {
     EXPECT_EQ(shell({"select count(*) n, 1.5 x, 'a' s, null z from rooms"}, {"--mode", "json"}).out,
               "[\n{\"n\":3,\"x\":1.5,\"s\":\"a\",\"z\":null}\n]\n");

@@ -98,8 +98,17 @@ std::optional<double> realNumber(const std::string& text) {
 }
 
 std::string shortestDigits(double number) {
+    // As a person writes a number, where that is not long.
+    constexpr double kSmallest = 1e-4;
+    constexpr double kLarge = 1e15;
+    const double size = std::abs(number);
+    const bool isPlain = size == 0 || (size >= kSmallest && size < kLarge);
     std::array<char, 32> digits{};
-    return {digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr};
+    const std::to_chars_result end =
+        isPlain
+            ? std::to_chars(digits.data(), digits.data() + digits.size(), number, std::chars_format::fixed)
+            : std::to_chars(digits.data(), digits.data() + digits.size(), number);
+    return {digits.data(), end.ptr};
 }
 
 std::string storedLiteral(const Column& column, const Literal& literal) {

@@ -42,7 +42,8 @@ std::string shownValue(const Column& column, const std::string& cell);
 std::optional<std::uint64_t> wholeNumber(const std::string& text);
 std::optional<double> realNumber(const std::string& text);
 
-/// The fewest digits that read back as the same number, without a point where none is needed.
+/// The fewest digits that read back as the same number, without a point where none is needed, and without an
+/// exponent unless the number is very large or small.
 std::string shortestDigits(double number);
 
 /// Whether a cell of the column can stand as a number in JSON or SQL text.
