@@ -153,7 +153,7 @@ std::string jsonOf(const Change& change) {
     } else {
         object["definition"] = change.schema == nullptr ? Json(nullptr) : Json(change.schema->definition());
     }
-    return object.dump();
+    return printableJson(object.dump());
 }
 
 }  // namespace Kalt::Vemo::Tool
