@@ -28,7 +28,9 @@ protected:
 
     void prepareOther(const std::vector<std::string>& statements) const {
         for (const std::string& statement : statements) {
-            ASSERT_EQ(runProgram({"shell", other(), "-c", statement}), (ProgramResult{0, "", ""}));
+            const ProgramResult result = runProgram({"shell", other(), "-c", statement});
+            ASSERT_EQ(result.status, 0) << result;
+            ASSERT_EQ(result.out, "");
         }
     }
 };

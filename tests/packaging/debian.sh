@@ -85,7 +85,7 @@ check_package filedb database "libvemofilesubscriptiondb$major (= $VERSION), lib
     "look into, check and mend databases of the subscription store" \
     " This package holds the command filedb, which shows, queries, changes, checks
  and repairs such a database, and the extension vemofiledb, with which any
- program that has SQLite reads and writes its tables." "control md5sums" < <(
+ program that has SQLite reads and writes its tables." "control md5sums postinst postrm" < <(
     echo "-rwxr-xr-x root/root ./usr/bin/filedb"
     echo "$file/$LIBDIR/vemofiledb.so"
     echo "$file/share/doc/filedb/changelog.gz"
