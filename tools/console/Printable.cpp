@@ -124,6 +124,17 @@ bool isUtf8(std::string_view bytes) {
     return true;
 }
 
+std::string hexadecimal(std::string_view bytes) {
+    std::string text;
+    for (const char byte : bytes) {
+        std::array<char, 3> digits{};
+        static_cast<void>(std::snprintf(digits.data(), digits.size(), "%02x",
+                                        static_cast<unsigned int>(static_cast<unsigned char>(byte))));
+        text += digits.data();
+    }
+    return text;
+}
+
 std::string printableJson(std::string_view json) {
     std::string text;
     while (!json.empty()) {

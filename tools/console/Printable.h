@@ -19,6 +19,9 @@ std::string printable(std::string_view bytes, Escapes escapes = Escapes::kHexade
 /// Whether the bytes are well-formed UTF-8.
 bool isUtf8(std::string_view bytes);
 
+/// Two digits a byte, in lower case.
+std::string hexadecimal(std::string_view bytes);
+
 /// A JSON document that means the same and is safe on a terminal: the characters that printable() writes out
 /// stand as \uNNNN. Requires: outside of its texts it has no control characters.
 std::string printableJson(std::string_view json);

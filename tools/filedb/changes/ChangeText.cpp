@@ -1,7 +1,5 @@
 #include "changes/ChangeText.h"
 
-#include <array>
-#include <cstdio>
 #include <nlohmann/json.hpp>
 
 #include "TableFormat.h"
@@ -50,24 +48,8 @@ std::string rowLine(const Change& change) {
 
 // ---- For programs
 
-std::string hexadecimal(const std::string& bytes) {
-    std::string text;
-    for (const char byte : bytes) {
-        std::array<char, 3> digits{};
-        static_cast<void>(std::snprintf(digits.data(), digits.size(), "%02x",
-                                        static_cast<unsigned int>(static_cast<unsigned char>(byte))));
-        text += digits.data();
-    }
-    return text;
-}
-
 Json jsonText(const std::string& text) {
-    try {
-        static_cast<void>(nlohmann::json(text).dump());
-        return text;
-    } catch (const nlohmann::json::exception&) {
-        return Json{{"hex", hexadecimal(text)}};
-    }
+    return isUtf8(text) ? Json(text) : Json{{"hex", hexadecimal(text)}};
 }
 
 Json jsonValue(const Column& column, const std::string& stored) {

@@ -1,6 +1,3 @@
-#include <array>
-#include <cstdio>
-
 #include "console/Printable.h"
 #include "rows/JsonText.h"
 #include "transfer/DumpFormat.h"
@@ -8,17 +5,6 @@
 namespace Kalt::Vemo::Tool {
 
 namespace {
-
-std::string hexadecimal(const std::string& bytes) {
-    std::string text;
-    for (const char byte : bytes) {
-        std::array<char, 3> digits{};
-        static_cast<void>(std::snprintf(digits.data(), digits.size(), "%02x",
-                                        static_cast<unsigned int>(static_cast<unsigned char>(byte))));
-        text += digits.data();
-    }
-    return text;
-}
 
 std::string dumpedValue(const Column& column, const Cell& cell) {
     if (cell && !isUtf8(*cell)) {
