@@ -283,6 +283,34 @@ TEST_F(ExtensionTest, SavepointsTakeBackWhatWasNotSent) {
               (ProgramResult{0, "(4, 4)\n", ""}));
 }
 
+TEST_F(ExtensionTest, ARollbackToASavepointFromBeforeTheFirstChangeKeepsNoChange) {
+    for (const std::string statements :
+         {"savepoint a; insert into rooms values ('x', 1, 1); update rooms set floor = 7; rollback to a; "
+          "release a;",
+          "savepoint a; update rooms set floor = 7; rollback to a; release a;",
+          "begin; savepoint a; savepoint b; insert into rooms values ('x', 1, 1); release b; rollback to a; "
+          "commit;",
+          "begin; savepoint a; insert into rooms values ('x', 1, 1); savepoint b; update rooms set floor = "
+          "7; "
+          "rollback to a; commit;",
+          "begin; savepoint a; update rooms set floor = 7; select * from rooms; rollback to a; commit;"}) {
+        sqlite("select vemofiledb_attach('" + path() + "', 'write');\n" + statements + "\n");
+        EXPECT_EQ(readFile(tableFile("rooms")), sound_) << statements;
+    }
+}
+
+TEST_F(ExtensionTest, AnAttachedDirectoryStaysTheSameInAnotherWorkingDirectory) {
+    EXPECT_EQ(python("import os\n"
+                     "os.chdir(os.path.dirname(path))\n"
+                     "db.execute(\"select vemofiledb_attach(?, 'write')\", (os.path.basename(path),))\n"
+                     "os.chdir('/')\n"
+                     "db.execute('update rooms set floor = 3')\n"
+                     "db.commit()\n"
+                     "print(db.execute('select sum(floor) from rooms').fetchone())\n"),
+              (ProgramResult{0, "(6,)\n", ""}));
+    EXPECT_NE(readFile(tableFile("rooms")), sound_);
+}
+
 TEST_F(ExtensionTest, RefusesToChangeADamagedTable) {
     writeFile(tableFile("rooms"), sound_ + "'x'~two~NULL~3\n");
     const ProgramResult result =

@@ -47,6 +47,17 @@ TEST_P(PromptKeysTest, ControlCAbandonsTheLineAndTheStatementThatHasBegun) {
     EXPECT_EQ(terminal.shown().find("once more"), std::string::npos) << terminal.shown();
 }
 
+TEST_P(PromptKeysTest, ATabulatorInsideOfATextIsAPartOfIt) {
+    TerminalRun terminal({"shell", path()}, environment());
+    terminal.waitFor(kPrompt);
+    terminal.type("update rooms set name = 'a\tb\tro' where storey = 2;\n");
+    terminal.waitFor("changed");
+    terminal.waitFor(kPrompt);
+    terminal.type(".quit\n");
+    EXPECT_EQ(terminal.exitStatus(), 0);
+    EXPECT_NE(readFile(tableFile("rooms")).find("'a\tb\tro'"), std::string::npos) << terminal.shown();
+}
+
 TEST_P(PromptKeysTest, ASecondControlCLeaves) {
     TerminalRun terminal({"shell", path()}, environment());
     terminal.waitFor(kPrompt);

@@ -161,6 +161,30 @@ TEST_F(ReadableRowsTest, ARepairChangesNothingThatTheEngineReads) {
     }
 }
 
+TEST_F(ReadableRowsTest, WhatMayBeTheBeginningOfATextIsNotCompleted) {
+    const std::string first = "id~t\n257~4\nid\n1~'a'\n";
+    for (const std::string& field : {"inf", "-inf", "1e+05", "18446744073709551615"}) {
+        SCOPED_TRACE(field);
+        clear();
+        plant({{"master_rollback", "0\n"}, {"t.table", first + "2~" + field}});
+        EXPECT_EQ(3, repair().status);
+        EXPECT_EQ(first, readFile(path("t.table")));
+    }
+}
+
+TEST_F(ReadableRowsTest, ACarriageReturnOfSomeLinesIsNoPartOfTheirValues) {
+    const std::string first = "id~t\n257~4\nid\n1~'a'\n";
+    for (const std::string& field : {"NULL", "'b'"}) {
+        SCOPED_TRACE(field);
+        clear();
+        plant({{"master_rollback", "0\n"}, {"t.table", first + "2~" + field + "\r\n"}});
+        EXPECT_EQ(1, check().status);
+        EXPECT_EQ(0, repair().status);
+        EXPECT_EQ(first + "2~" + field + "\n", readFile(path("t.table")));
+        EXPECT_EQ(0, check().status);
+    }
+}
+
 TEST_F(ReadableRowsTest, NoRowOfATableThatIsCutAnywhereIsMadeUp) {
     const std::vector<std::string> tables = {
         "text~ROWID\n4~1\n\n'it's'~7\n'a'~12\n'end''~305\n",

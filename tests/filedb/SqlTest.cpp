@@ -190,6 +190,26 @@ TEST_F(SqlTest, ARowIdThatIsThereTwiceChangesNothing) {
     EXPECT_EQ(readFile(tableFile("rooms")), damaged);
 }
 
+TEST_F(SqlTest, ARowWhoseRowIdIsNotPlainDigitsIsNotMetByAChange) {
+    struct Case {
+        std::string table;
+        std::string statement;
+    };
+    for (const Case& each :
+         {Case{"name~ROWID\n4~1\n\n'a'~3\n'b'~4x\n'c'~4\n'd'~5\n",
+               "delete from odd where name in ('a', 'c', 'd')"},
+          Case{"name~ROWID\n4~1\n\n'a'~ 3\n", "delete from odd"},
+          Case{"name~ROWID\n4~1\n\n'a'~NULL\n", "update odd set name = 'b'"},
+          Case{"name~ROWID\n4~1\n\n'a'~99999999999999999999999\n", "delete from odd"},
+          Case{"id~name\n257~4\nid\n5~'a'\n5.5~'b'\n", "delete from odd where name = 'a'"},
+          Case{"id~name\n257~4\nid\n1~'a'\n1e5~'b'\n", "update odd set name = 'c' where id = 1"}}) {
+        SCOPED_TRACE(each.table);
+        writeFile(tableFile("odd"), each.table);
+        EXPECT_EQ(shell({each.statement}, {"--force"}).status, 1);
+        EXPECT_EQ(readFile(tableFile("odd")), each.table);
+    }
+}
+
 TEST_F(SqlTest, OfNamesThatDifferInCaseTheFirstIsShown) {
     prepare({"create table Rooms (Name text, name text)"});
     EXPECT_EQ(

@@ -122,7 +122,7 @@ std::string tableOfRejects(const std::string& name) {
         if (name.size() <= suffix.size()) {
             continue;
         }
-        const std::string table = name.substr(0, name.size() - suffix.size());
+        std::string table = name.substr(0, name.size() - suffix.size());
         if (rejectsName(table) == name) {
             return table;
         }

@@ -28,6 +28,8 @@ std::string describeLength(std::size_t length) {
 constexpr const char* kEmptyField =
     "empty field (\"~~\", or \"~\" at an end of the line): readers skip it and move the later fields";
 constexpr const char* kNulByte = "NUL byte: readers end the line there";
+constexpr const char* kCarriageReturn =
+    "carriage return before the line feed: readers take it for a part of the last field";
 constexpr const char* kNoLineFeed = "last line has no line feed: readers lose its last character";
 constexpr const char* kCutLine =
     "last line has no line feed: readers lose its last character, and the end of its last value may be "
@@ -258,12 +260,25 @@ void TableExamination::examineKey() {
 
 // ---- The records
 
+// Of a line, where not all lines have it. No stored value ends in one.
+void TableExamination::takeCarriageReturn(const TableLine& line, std::vector<std::string>& fields) {
+    if (fields.empty() || !line.hasLineFeed || fields.back().back() != '\r') {
+        return;
+    }
+    fields.back().pop_back();
+    if (fields.back().empty()) {
+        fields.pop_back();
+    }
+    report(line.number, kCarriageReturn);
+}
+
 void TableExamination::examineRecord(const TableLine& line) {
     const std::size_t before = findings_.size();
     rejection_.clear();
     std::vector<std::string> fields = line.fields();
     std::uint64_t rowId = 0;
     std::string key;
+    takeCarriageReturn(line, fields);
     examineShape(line, fields);
     if (fields.size() == names_.size() && line.text.find('\0') == std::string_view::npos &&
         line.text.size() + 1 <= kMaxLineLength) {
@@ -313,7 +328,7 @@ void TableExamination::examineShape(const TableLine& line, const std::vector<std
     if (line.hasLineFeed) {
         return;
     }
-    if (!isReadable || !hasAllFields || line.isComplete(largestLastNumber())) {
+    if (!isReadable || !hasAllFields || line.isComplete(flags_.back(), largestLastNumber())) {
         report(line.number, kNoLineFeed);
     } else {
         reject(line.number, kCutLine);

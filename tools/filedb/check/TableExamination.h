@@ -77,6 +77,7 @@ private:
     void examineColumns();
     void examineKey();
     void examineRecord(const TableLine& line);
+    void takeCarriageReturn(const TableLine& line, std::vector<std::string>& fields);
     void examineShape(const TableLine& line, const std::vector<std::string>& fields);
     void examineValues(const TableLine& line, std::vector<std::string>& fields);
     std::uint64_t examineRowId(const TableLine& line, const std::string& value);

@@ -58,10 +58,16 @@ bool TableLine::hasEmptyField() const {
                              text.find(std::string(2, FIELD_SEPARATOR)) != std::string_view::npos);
 }
 
-bool TableLine::isComplete(std::uint64_t largest) const {
+// In another column than one of numbers any of these may be the beginning of a text without quotes.
+bool TableLine::isComplete(long flag, std::uint64_t largest) const {
     const std::string_view field = text.substr(text.rfind(FIELD_SEPARATOR) + 1);
-    return field.empty() || field == kNullWord || field == "inf" || field == "-inf" ||
-           endsInExponent(field) || isLongestNumber(field, largest);
+    if (field.empty() || field == kNullWord) {
+        return true;
+    }
+    if ((flag & kRealFlag) != 0) {
+        return field == "inf" || field == "-inf" || endsInExponent(field) || isLongestNumber(field, largest);
+    }
+    return (flag & kIntegerFlag) != 0 && isLongestNumber(field, largest);
 }
 
 TableLines TableLines::of(std::string_view text) {

@@ -22,8 +22,9 @@ struct TableLine {
     /// Of a line without a line feed: whether nothing of its last field can be missing with that. A number
     /// may have had more digits, and a text with a closing quote may have had that quote inside.
     ///
+    /// @param flag    the flag number of the last column
     /// @param largest the largest number that the last field can hold, when it holds digits
-    bool isComplete(std::uint64_t largest) const;
+    bool isComplete(long flag, std::uint64_t largest) const;
 };
 
 /// The lines of a table file, without what an editor of another system adds to all of them.

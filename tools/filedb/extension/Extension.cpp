@@ -6,6 +6,7 @@
 //     SELECT vemofiledb_attach('/data/home', 'write');
 
 #include <exception>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
@@ -44,8 +45,10 @@ struct Attachment {
 /// The attachments of one connection; each lives as long as a table of it.
 class Attachments {
 public:
-    std::shared_ptr<Attachment> find(sqlite3* database, const std::string& path,
+    std::shared_ptr<Attachment> find(sqlite3* database, const std::string& given,
                                      DirectorySource::Access access) {
+        // The program may go to another directory later.
+        const std::string path = given.empty() ? given : std::filesystem::absolute(given).string();
         std::weak_ptr<Attachment>& known = known_[{PathArgument(path).directory(), access}];
         std::shared_ptr<Attachment> attachment = known.lock();
         if (!attachment) {
@@ -152,6 +155,7 @@ std::vector<std::string> shownTables(DirectorySource& source) {
         }
     }
     std::vector<std::string> names;
+    names.reserve(shown.size());
     for (const auto& [upper, table] : shown) {
         names.push_back(table);
     }

@@ -19,6 +19,10 @@ namespace {
 
 constexpr mode_t kPermissions = 07777;
 
+std::string inDirectory(const std::string& directory, const std::string& name) {
+    return directory + "/" + name;
+}
+
 void require(bool succeeded, const std::string& path) {
     if (!succeeded) {
         throw std::system_error(errno, std::generic_category(), path);
@@ -75,7 +79,7 @@ void copyAny(const std::string& source, const std::string& destination) {
     } else if (S_ISDIR(status.st_mode)) {
         require(mkdir(destination.c_str(), S_IRWXU) == 0, destination);
         for (const std::string& name : entriesOf(source)) {
-            copyAny(source + "/" + name, destination + "/" + name);
+            copyAny(inDirectory(source, name), inDirectory(destination, name));
         }
         takeWhatMayBeTaken(destination, status);
         DurableFiles::syncDirectory(destination);

@@ -1,7 +1,10 @@
 #include "rows/RowWriter.h"
 
+#include <sqlite3.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <iostream>
 #include <string>
 
@@ -138,6 +141,16 @@ private:
     bool isFirst_ = true;
 };
 
+// In quotes where SQLite would take it for something else.
+std::string sqlName(const std::string& name) {
+    const bool isPlain =
+        std::all_of(name.begin(), name.end(),
+                    [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; }) &&
+        std::isdigit(static_cast<unsigned char>(name.front())) == 0;
+    const bool isKeyword = sqlite3_keyword_check(name.c_str(), static_cast<int>(name.size())) != 0;
+    return isPlain && !isKeyword ? name : '"' + name + '"';
+}
+
 class SqlWriter : public RowWriter {
 public:
     SqlWriter(std::ostream& out, Bytes bytes, const TableSchema& schema)
@@ -149,7 +162,7 @@ public:
     }
 
     void row(const std::vector<Cell>& cells) override {
-        out_ << "INSERT INTO " << schema_.name << " VALUES (";
+        out_ << "INSERT INTO " << sqlName(schema_.name) << " VALUES (";
         for (std::size_t i = 0; i < cells.size(); ++i) {
             out_ << (i == 0 ? "" : ", ") << value(columns_[i], cells[i]);
         }

@@ -78,6 +78,16 @@ char* nextCandidate(const char* start, int state) {
     return next < candidates.size() ? strdup(candidates[next++].c_str()) : nullptr;
 }
 
+// A tabulator inside of a text is part of it; it may have been pasted.
+int completeOrInsert(int /*count*/, int key) {
+    const std::string before(rl_line_buffer, static_cast<std::size_t>(rl_point));
+    if (std::count(before.begin(), before.end(), '\'') % 2 == 0) {
+        return rl_complete(0, key);
+    }
+    rl_insert_text("\t");
+    return 0;
+}
+
 char** complete(const char* start, int /*first*/, int /*end*/) {
     rl_attempted_completion_over = 1;  // no names of files
     return rl_completion_matches(start, nextCandidate);
@@ -149,6 +159,7 @@ public:
         const InterruptKey key(InterruptKey::Ends::kNothing);
         rl_initialize();
         rl_add_defun("filedb-interrupt", interrupt, InterruptKey::kCharacter);
+        rl_add_defun("filedb-complete", completeOrInsert, '\t');
         history_.emplace();
     }
 

@@ -22,6 +22,11 @@ std::string quotedName(const std::string& name) {
     return "\"" + name + "\"";
 }
 
+std::string describeHidden(const std::string& column, const std::string& table) {
+    return "column " + column + " of table " + table +
+           " differs from another in case only; statements mean the other, --raw reaches it";
+}
+
 bool isOneOf(const std::string& word, std::initializer_list<const char*> words) {
     for (const char* each : words) {
         if (word == each) {
@@ -301,8 +306,7 @@ void SqlConnection::disconnect(const std::string& table) {
 std::unique_ptr<VirtualTable> SqlConnection::makeTable(const std::string& table) {
     auto result = std::make_unique<VirtualTable>(space_, session_.schemaOf(table));
     for (const std::string& column : result->hiddenColumns()) {
-        warn("column " + column + " of table " + table +
-             " differs from another in case only; statements mean the other, --raw reaches it");
+        warn(describeHidden(column, table));
     }
     return result;
 }

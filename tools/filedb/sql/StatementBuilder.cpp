@@ -4,8 +4,6 @@
 
 namespace Kalt::Vemo::Tool {
 
-using Core::Database::Value;
-
 namespace {
 
 // A value that the check of any value for this column accepts.

@@ -1,8 +1,8 @@
 #include "virtual/TableRows.h"
 
 #include <algorithm>
-#include <optional>
 
+#include "StringConversion.h"
 #include "sql/Literals.h"
 
 namespace Kalt::Vemo::Tool {
@@ -47,10 +47,12 @@ TableRows::TableRows(const TableSchema& schema, const std::vector<std::vector<Ce
             result.values.push_back(valueOf(schema.columns[i], row[i]));
         }
         const std::string id = idColumn < row.size() ? row[idColumn].value_or("") : "";
-        const std::optional<std::uint64_t> number = wholeNumber(id);
-        // The engine takes for 0 what is no number.
-        result.rowId = number.value_or(0);
-        hasPlainRowIds_ = hasPlainRowIds_ && number && std::to_string(*number) == id;
+        // As the engine reads it, which takes 4 for "4x", and 0 for what is no number.
+        result.rowId = Platform::StringConversion::stringTouint64(id);
+        if (std::to_string(result.rowId) != id) {
+            hasPlainRowIds_ = false;
+            oddRowIds_.insert(result.rowId);
+        }
         sortedRowIds_.push_back(result.rowId);
         rows_.push_back(std::move(result));
     }

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <variant>
@@ -37,6 +38,9 @@ public:
     /// How many rows have the ROWID.
     std::size_t count(std::uint64_t rowId) const;
 
+    /// Whether a row that the engine reads this ROWID of has it in another form than plain digits.
+    bool isOdd(std::uint64_t rowId) const { return oddRowIds_.count(rowId) > 0; }
+
     /// Whether no ROWID lies between the two. Requires: first < last.
     bool areNeighbours(std::uint64_t first, std::uint64_t last) const;
 
@@ -46,6 +50,7 @@ public:
 private:
     std::vector<TableRow> rows_;
     std::vector<std::uint64_t> sortedRowIds_;
+    std::set<std::uint64_t> oddRowIds_;
     std::unordered_map<std::uint64_t, std::size_t> positions_;  // empty unless hasPlainRowIds_
     bool hasPlainRowIds_ = true;
 };

@@ -81,6 +81,12 @@ PendingChanges::Target TableSpace::changeableRow(const Schema& schema, std::uint
                       std::to_string(static_cast<std::int64_t>(rowId)) +
                       ", so none of them can be changed; run filedb repair");
     }
+    if (!known.hasPlainRowIds && known.rows->isOdd(rowId)) {
+        throw Failure("table " + schema->name +
+                      " has a row whose ROWID does not stand in plain digits, which the engine reads as " +
+                      std::to_string(static_cast<std::int64_t>(rowId)) +
+                      "; it cannot be changed before the file is corrected");
+    }
     return {schema, known.rows, known.hasPlainRowIds};
 }
 
@@ -165,7 +171,9 @@ void TableSpace::begin(const Schema& schema) {
         }
         throw;
     }
-    transactionStart_ = changes_;
+    if (isFirst) {
+        transactionStart_ = changes_;
+    }
     // Asked here, because COMMIT has left the transaction when it comes to the tables.
     goesOn_ = isInsideSqlite_ && isInsideSqlite_();
 }
@@ -205,9 +213,9 @@ void TableSpace::setSavepoint(int number) {
 }
 
 void TableSpace::rollbackTo(int number) {
-    // Where there is none of this number, nothing was changed between it and the next one, or at all.
-    const auto found = savepoints_.lower_bound(number);
-    const std::size_t before = found == savepoints_.end() ? changes_ : found->second;
+    // One that is not known was set before the first table was changed.
+    const auto found = savepoints_.find(number);
+    const std::size_t before = found == savepoints_.end() ? transactionStart_ : found->second;
     const std::size_t since = changes_ - before;
     if (pending_.countSince(before) < since) {
         giveUp("the engine cannot take back a part of a transaction");
