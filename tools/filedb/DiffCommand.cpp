@@ -55,7 +55,7 @@ DatabaseState readAll(const std::string& path) {
     const Snapshot snapshot = Snapshot::ofLive(directory);
     for (const auto& [name, file] : snapshot.files()) {
         if (EntryName::of(name).kind == EntryName::Kind::kTable && !file.isRegular()) {
-            throw Trouble(directory + "/" + name + ": " + file.problem);
+            throw Trouble(pathIn(directory, name) + ": " + file.problem);
         }
     }
     return tablesOf(snapshot);

@@ -57,7 +57,8 @@ std::string textOf(Moment moment, bool isComplete) {
     std::tm parts{};
     static_cast<void>(isComplete ? gmtime_r(&seconds, &parts) : localtime_r(&seconds, &parts));
     std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), isComplete ? "%Y-%m-%dT%H:%M:%S" : "%H:%M:%S", &parts);
+    static_cast<void>(
+        std::strftime(text.data(), text.size(), isComplete ? "%Y-%m-%dT%H:%M:%S" : "%H:%M:%S", &parts));
     std::array<char, 8> rest{};
     static_cast<void>(std::snprintf(rest.data(), rest.size(), ".%03d%s", static_cast<int>(milliseconds),
                                     isComplete ? "Z" : ""));

@@ -20,7 +20,7 @@ namespace Kalt::Vemo::Tool {
 ///
 /// Threads: SQLite sees to it that one thread at a time uses a connection, and so its sources. Objects of
 /// several connections may be used at the same time.
-class DirectorySource : public TableSource {
+class DirectorySource final : public TableSource {
 public:
     enum class Access { kRead, kWrite };
 

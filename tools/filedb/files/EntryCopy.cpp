@@ -19,10 +19,6 @@ namespace {
 
 constexpr mode_t kPermissions = 07777;
 
-std::string inDirectory(const std::string& directory, const std::string& name) {
-    return directory + "/" + name;
-}
-
 void require(bool succeeded, const std::string& path) {
     if (!succeeded) {
         throw std::system_error(errno, std::generic_category(), path);
@@ -79,7 +75,7 @@ void copyAny(const std::string& source, const std::string& destination) {
     } else if (S_ISDIR(status.st_mode)) {
         require(mkdir(destination.c_str(), S_IRWXU) == 0, destination);
         for (const std::string& name : entriesOf(source)) {
-            copyAny(inDirectory(source, name), inDirectory(destination, name));
+            copyAny(pathIn(source, name), pathIn(destination, name));
         }
         takeWhatMayBeTaken(destination, status);
         DurableFiles::syncDirectory(destination);

@@ -99,6 +99,10 @@ RawFile RawFile::read(const std::string& path) {
     }
 }
 
+std::string pathIn(const std::string& directory, const std::string& name) {
+    return directory + "/" + name;
+}
+
 std::vector<std::string> entriesOf(const std::string& directory) {
     const int descriptor = openForReading(directory, O_DIRECTORY);
     DIR* const opened = descriptor < 0 ? nullptr : fdopendir(descriptor);

@@ -26,6 +26,9 @@ struct RawFile {
     static RawFile read(const std::string& path);
 };
 
+/// The path of an entry.
+std::string pathIn(const std::string& directory, const std::string& name);
+
 /// Names of a directory's entries, sorted by their bytes. Throws: std::system_error.
 std::vector<std::string> entriesOf(const std::string& directory);
 

@@ -44,7 +44,7 @@ std::vector<std::string> namesIn(const std::string& directory) {
 Snapshot::Snapshot(const std::string& directory) {
     for (std::string& name : namesIn(directory)) {
         if (EntryName::of(name).isOfDatabase()) {
-            RawFile file = RawFile::read(directory + "/" + name);
+            RawFile file = RawFile::read(pathIn(directory, name));
             if (!file.exists()) {
                 continue;  // it has vanished meanwhile
             }
