@@ -145,13 +145,20 @@ public:
     // there before.
     std::string storedLine(const TableLine& read) {
         const std::string_view line = read.text;
-        if (!read.hasLineFeed && !read.isComplete(table_.hasAlias ? UINT64_MAX : INT64_MAX)) {
+        const long lastFlag = table_.flagOf(table_.names.size() - 1);
+        if (!read.hasLineFeed && !read.isComplete(lastFlag, table_.hasAlias ? UINT64_MAX : INT64_MAX)) {
             return {};
         }
         if (line.size() + 1 > kMaxLineLength || line.find('\0') != std::string_view::npos) {
             return {};
         }
         Fields fields = plainLines(std::string(line) + '\n').front();
+        if (read.hasLineFeed && !fields.empty() && !fields.back().empty() && fields.back().back() == '\r') {
+            fields.back().pop_back();
+        }
+        if (!fields.empty() && fields.back().empty()) {
+            fields.pop_back();
+        }
         if (fields.size() != table_.names.size()) {
             return {};
         }

@@ -163,7 +163,7 @@ TEST_F(ReadableRowsTest, ARepairChangesNothingThatTheEngineReads) {
 
 TEST_F(ReadableRowsTest, WhatMayBeTheBeginningOfATextIsNotCompleted) {
     const std::string first = "id~t\n257~4\nid\n1~'a'\n";
-    for (const std::string& field : {"inf", "-inf", "1e+05", "18446744073709551615"}) {
+    for (const std::string field : {"inf", "-inf", "1e+05", "18446744073709551615"}) {
         SCOPED_TRACE(field);
         clear();
         plant({{"master_rollback", "0\n"}, {"t.table", first + "2~" + field}});
@@ -174,7 +174,7 @@ TEST_F(ReadableRowsTest, WhatMayBeTheBeginningOfATextIsNotCompleted) {
 
 TEST_F(ReadableRowsTest, ACarriageReturnOfSomeLinesIsNoPartOfTheirValues) {
     const std::string first = "id~t\n257~4\nid\n1~'a'\n";
-    for (const std::string& field : {"NULL", "'b'"}) {
+    for (const std::string field : {"NULL", "'b'"}) {
         SCOPED_TRACE(field);
         clear();
         plant({{"master_rollback", "0\n"}, {"t.table", first + "2~" + field + "\r\n"}});
