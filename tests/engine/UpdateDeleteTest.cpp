@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -35,7 +36,28 @@ protected:
 
 // UPDATE: form of the statement
 
-class UpdateTest : public ChangeTest {};
+class UpdateTest : public ChangeTest {
+protected:
+    // What an UPDATE of a table logs of the comparisons of keys.
+    void expectCompared(const std::string& content, const std::string& assignments,
+                        const std::vector<const char*>& values, const std::vector<std::string>& expected) {
+        static const std::regex operands("left:\\[(.*)\\] right:\\[(.*)\\] operator:\\[=\\]");
+        SCOPED_TRACE(content + assignments);
+        writeFile(tableFile("p"), content);
+        log.clear();
+        execWith("UPDATE p SET " + assignments + ";", values);
+        std::vector<std::string> compared;
+        bool isCondition = false;
+        for (const LoggedMessage& message : log.messages()) {
+            std::smatch match;
+            isCondition = message.text == "evaluate" || (isCondition && message.text.find("Result") != 0);
+            if (!isCondition && std::regex_match(message.text, match, operands)) {
+                compared.push_back(match[1].str() + " " + match[2].str());
+            }
+        }
+        EXPECT_EQ(compared, expected);
+    }
+};
 
 TEST_F(UpdateTest, ChangesTheRecordsOfTheCondition) {
     run("UPDATE t SET a = ?, b = '?' WHERE b = '?';", "9", "new", "x");
@@ -248,6 +270,33 @@ TEST_F(UpdateTest, KeyOfSeveralColumnsCollidesWhenAllAreEqual) {
                     {"1", "x"}}});
     run("UPDATE p SET a = ?;", "2");
     EXPECT_EQ(table("p"), "a~b~ROWID\n257~260~1\na~b\n2~'x'~1\n2~'y'~2\n");
+}
+
+TEST_F(UpdateTest, EachChangedRecordIsComparedWithAllOthersInTheirOrder) {
+    const struct {
+        std::string records, statement;
+        std::vector<const char*> values;
+        std::vector<std::string> compared;
+    } cases[] = {
+        {"'x'~1\n'y'~2\n'x'~3\n", "name = '?' WHERE ROWID = 2", {"z"}, {"1 2", "3 2"}},
+        {"'x'~1\n'y'~2\n'x'~3\n", "id = ? WHERE ROWID = 2", {"9"}, {"1 9", "3 9"}},
+        {"'x'~1\n'y'~2\n'x'~3\n'x'~4\n", "id = ? WHERE ROWID = 2", {"3"}, {"1 3", "3 3"}},
+        {"'x'~1\n'y'~2\n'x'~03\n", "id = ? WHERE ROWID = 2", {"3"}, {"1 3", "03 3"}},
+        {"'x'~1\n'y'~2\n'x'~3\n", "id = ? WHERE ROWID = 2", {kNull}, {"1 NULL", "3 NULL"}},
+        {"'x'~1\n'y'~2\n'x'~3\n", "id = ? WHERE ROWID = 2", {"x"}, {"1 x", "3 x"}},
+        {"'x'~1\n", "id = ? WHERE ROWID = 1", {"9"}, {}},
+        {"'x'~1\n'y'~2\n'x'~3\n", "name = '?' WHERE name = 'x'", {"z"}, {"2 1", "3 1", "1 3", "2 3"}},
+        {"'x'~1\n'y'~2\n'x'~3\n", "id = ? WHERE name = 'x'", {"7"}, {"2 7", "3 7", "7 7"}},
+        {"'x'~1\n'y'~2\n'x'~3\n",
+         "id = ? WHERE name = 'x'",
+         {kNull},
+         {"2 NULL", "3 NULL", "NULL NULL", "2 NULL"}},
+    };
+    for (const auto& test : cases) {
+        expectCompared("name~id\n4~257\nid\n" + test.records, test.statement, test.values, test.compared);
+    }
+    expectCompared("a~b~ROWID\n257~260~1\na~b\n1~'x'~1\n1~'it''s'~2\n2~'x'~3\n", "a = ? WHERE ROWID > 0",
+                   {"1"}, {"1 1", "it's x", "2 1", "1 1", "x it's", "2 1", "1 1", "x x"});
 }
 
 // DELETE

@@ -139,6 +139,11 @@ struct ComparedValue {
     std::string scratch;  ///< holds a text that was rewritten
 };
 
+/// Whether "=" holds: it compares texts, whatever the type.
+inline bool areEqual(const ComparedValue& left, const ComparedValue& right) {
+    return !left.isNull && !right.isNull && isEqual(left.text, right.text);
+}
+
 /// Applies an operator. A comparison with NULL does not hold.
 ///
 /// @param type how the ordering operators compare
@@ -154,7 +159,7 @@ inline bool apply(const OperatorEntry& entry, ValueType type, const ComparedValu
         case Operator::meaningless:
             return false;
         case Operator::equal:
-            return !isNull && isEqual(left.text, right.text);
+            return areEqual(left, right);
         case Operator::like:
             return !isNull && matchesPattern(left.text, right.text);
         default:

@@ -49,7 +49,6 @@ struct Operand {
 /// A condition that asks for one row: the column of the ids, "=", and canonical digits, with or without
 /// quotes. "=" compares texts.
 struct RowIdCondition {
-    std::size_t column;
     std::uint64_t id;
     std::string_view idText;
     std::string_view op;

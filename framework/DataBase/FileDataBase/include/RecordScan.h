@@ -39,6 +39,9 @@ public:
     /// Whether the record satisfies the condition.
     bool isMatch() const { return isMatch_; }
 
+    /// The index that leads to the one record that can satisfy the condition; null when all are read.
+    const RowIndex* rowIndex() const { return rows_; }
+
     /// Number of the records before this one.
     std::size_t row() const { return row_; }
 

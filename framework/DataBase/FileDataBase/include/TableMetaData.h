@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "TableFormat.h"
@@ -96,6 +97,11 @@ public:
 
     /// Whether the primary key stood for the ROWID when the metadata was read last.
     bool hasAliasPrimaryKey() const { return aliasPrimaryKey_; }
+
+    /// Name of the column that holds the records' ids: ROWID, or the key that stands for it.
+    std::string_view idColumn() const {
+        return aliasPrimaryKey_ ? std::string_view(primaryKeyColumns_.front()) : kRowIdColumn;
+    }
 
     const std::vector<std::string>& columnNames() const { return columnNames_; }
     const std::vector<std::string>& columnFlags() const { return columnFlags_; }

@@ -35,9 +35,8 @@ struct TableVersion {
     /// The lines of the records. Requires: readMetaData() was called.
     std::string_view recordText() const { return text.view().substr(recordsStart); }
 
-    /// The index of the rows by the ids in this column; null when the text has none. Requires: readMetaData()
-    /// was called.
-    [[nodiscard]] const RowIndex* rowIndex(std::size_t idColumn);
+    /// The index of the rows by their ids; null when the text has none. Requires: readMetaData() was called.
+    [[nodiscard]] const RowIndex* rowIndex();
     bool mayHaveIndex() const { return indexRoom > 0; }
 
     /// Number of bytes of memory that the index takes, that all takes, and the definition of it.

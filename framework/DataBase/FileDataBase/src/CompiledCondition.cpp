@@ -107,7 +107,6 @@ CompiledCondition::CompiledCondition(const std::vector<std::string>& postfix, co
     loneOperandHolds_ = postfix.front() != "0";
 }
 
-// The operand that already stands for the same column, otherwise `operand` itself.
 std::optional<RowIdCondition> CompiledCondition::lookup() const {
     if (steps_.size() != 1 || steps_.front().hasTooFewOperands || steps_.front().op->op != Operator::equal) {
         return std::nullopt;
@@ -117,17 +116,15 @@ std::optional<RowIdCondition> CompiledCondition::lookup() const {
     if (left.kind != Operand::Kind::column || right.kind != Operand::Kind::literal) {
         return std::nullopt;
     }
-    const std::string_view idColumn = metaData_.hasAliasPrimaryKey()
-                                          ? std::string_view(metaData_.primaryKeyColumns().front())
-                                          : std::string_view(kRowIdColumn);
     const std::string_view text = right.value.text;
     const std::optional<std::uint64_t> id = plainNumber(text);
-    if (*left.name != idColumn || !id || (text.front() == '0' && text.size() > 1)) {
+    if (*left.name != metaData_.idColumn() || !id || (text.front() == '0' && text.size() > 1)) {
         return std::nullopt;
     }
-    return RowIdCondition{left.column, *id, text, steps_.front().op->text};
+    return RowIdCondition{*id, text, steps_.front().op->text};
 }
 
+// The operand that already stands for the same column, otherwise `operand` itself.
 Operand* CompiledCondition::knownColumn(Operand& operand) {
     if (operand.kind != Operand::Kind::column) {
         return &operand;

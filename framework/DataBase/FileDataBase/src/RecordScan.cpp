@@ -13,7 +13,7 @@ RecordScan::RecordScan(RecordReader& reader, WhereClause& where, TableVersion* t
         lookup_ = where.lookup();
     }
     if (lookup_) {
-        rows_ = table->rowIndex(lookup_->column);
+        rows_ = table->rowIndex();
     }
 }
 

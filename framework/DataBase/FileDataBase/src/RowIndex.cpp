@@ -13,7 +13,7 @@ static_assert(kMaxLineLength <= std::numeric_limits<std::uint16_t>::max());
 
 std::optional<RowIndex> RowIndex::of(std::string_view text, std::size_t recordsStart, std::size_t columns,
                                      std::size_t idColumn, std::size_t room) {
-    if (text.size() > std::numeric_limits<std::uint32_t>::max()) {
+    if (text.size() > std::numeric_limits<std::uint32_t>::max() || idColumn >= columns) {
         return std::nullopt;
     }
     RowIndex index(columns, idColumn, room);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "ChangedKeys.h"
 #include "DatabaseException.h"
 #include "EngineErrors.h"
 #include "EngineLog.h"
@@ -133,13 +134,18 @@ NewRow getROWID(TableText& table, std::size_t rowIdColumn) {
     return {position, static_cast<std::int64_t>(rowId)};
 }
 
-void checkPrimaryKey(const TableMetaData& metaData, const TableText& table,
-                     const std::vector<std::string>& record) {
+void checkPrimaryKey(TableText& table, const std::vector<std::string>& record) {
+    const TableMetaData& metaData = table.metaData();
     if (metaData.primaryKeyColumns().empty()) {
         return;
     }
-    Record inserted(record);
     PrimaryKey key(metaData);
+    const RowIndex* const rows = metaData.hasAliasPrimaryKey() ? table.version().rowIndex() : nullptr;
+    if (rows != nullptr) {
+        key.requireUnique(record, *rows, table.version().text.view());
+        return;
+    }
+    Record inserted(record);
     RecordReader reader = table.records();
     while (reader.next()) {
         key.requireDifferent(reader.record(), inserted);
@@ -175,18 +181,6 @@ std::vector<std::string> changedRecord(RecordReader& reader, const std::vector<N
         record[newValue.column] = newValue.value;
     }
     return record;
-}
-
-// The records of a table with a primary key, to compare each changed one with; none of any other table.
-std::vector<std::vector<std::string>> keyedRecords(const TableMetaData& metaData, const TableText& table) {
-    std::vector<std::vector<std::string>> result;
-    if (!metaData.primaryKeyColumns().empty()) {
-        RecordReader reader = table.records();
-        while (reader.next()) {
-            result.emplace_back(reader.fields().begin(), reader.fields().end());
-        }
-    }
-    return result;
 }
 
 }  // namespace
@@ -282,7 +276,7 @@ std::optional<std::int64_t> Statements::insertTable(const SqlText::Change& state
             row = getROWID(old, record.size());
             record.push_back(std::to_string(row.id));
         }
-        checkPrimaryKey(metaData, old, record);
+        checkPrimaryKey(old, record);
 
         const std::string line = storableLine("insertTable", record);
         store_.change(Operation::insertRow, place, std::move(table.origin),
@@ -322,11 +316,10 @@ void Statements::updateTable(const SqlText::Change& statement, const Values& val
                                    static_cast<unsigned int>(newValues.size()), values);
         }
 
-        std::vector<std::vector<std::string>> keyed = keyedRecords(metaData, old);
-        PrimaryKey key(metaData);
         TableText::Rewriter rewriter(old);
         RecordReader reader = old.records();
         RecordScan scan(reader, where, &old.version());
+        ChangedKeys keys(old, scan);
         while (scan.next()) {
             if (!scan.isMatch()) {
                 rewriter.keep(reader);
@@ -334,10 +327,7 @@ void Statements::updateTable(const SqlText::Change& statement, const Values& val
             }
             std::vector<std::string> record = changedRecord(reader, newValues);
             rewriter.replace(reader, storableLine("updateTable", record));
-            if (!keyed.empty()) {
-                keyed[scan.row()] = std::move(record);
-                key.requireUnique(keyed, keyed.size(), scan.row());
-            }
+            keys.change(scan.row(), std::move(record));
         }
         store_.change(Operation::updateRows, place, std::move(table.origin), rewriter.finish());
     } catch (const std::exception& error) {

@@ -33,11 +33,13 @@ TableMetaData& TableVersion::readMetaData() {
     return *metaData;
 }
 
-const RowIndex* TableVersion::rowIndex(std::size_t idColumn) {
+const RowIndex* TableVersion::rowIndex() {
     if (!rows && fitsIndex && mayHaveIndex() && metaData->wasWellFormed()) {
+        const std::vector<std::string>& names = metaData->columnNames();
+        const auto idColumn = static_cast<std::size_t>(
+            std::find(names.begin(), names.end(), metaData->idColumn()) - names.begin());
         try {
-            rows =
-                RowIndex::of(text.view(), recordsStart, metaData->columnNames().size(), idColumn, indexRoom);
+            rows = RowIndex::of(text.view(), recordsStart, names.size(), idColumn, indexRoom);
         } catch (const std::bad_alloc&) {
             return nullptr;  // the records are read one after the other
         }
