@@ -292,7 +292,7 @@ private:
         const auto& content = isFinished ? files.copy : files.content;
         const auto now = after_.find(table + kTableSuffix);
         const bool isKept = now != after_.end() && content != nullptr && content->hasSoundDefinition() &&
-                            files.copyUse != DirectoryExamination::CopyUse::kUndecided;
+                            !DirectoryExamination::isLeft(files.copyUse);
         if (!isKept) {
             if (isFinished) {
                 fail("the interrupted copy-over of " + table + " is not finished");

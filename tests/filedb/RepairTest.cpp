@@ -28,6 +28,10 @@ const std::string kTaken = "set aside: working copy that the table now equals";
 const std::string kNothingToTake =
     "set aside: working copy that no journal line names and nothing can be taken from, for ";
 const std::string kTellsDecision = "; nothing tells whether it counts; repair names a command for each way\n";
+const std::string kTellsDamage =
+    "; its transaction was committed, and it has records that the table lacks; repair names a command for "
+    "each "
+    "way\n";
 const std::string kOneDecision =
     "1 decision left to you: for each run one of its two commands, then \"filedb repair\" again\n";
 
@@ -41,6 +45,16 @@ std::string takeCommand(bool hasTable) {
 
 std::string keepCommand() {
     return "mkdir db_filedb/t.kept && mv db_filedb/t.backup db_filedb/t.kept";
+}
+
+/// What a repair prints about a damaged working copy of a committed transaction.
+std::string decisionOnDamage(bool hasTable, const std::string& damage) {
+    const std::string place = "db_filedb/t.backup: ";
+    return place + "left in place" + (hasTable ? ", as is the table" : ", and there is no table") +
+           ": its transaction was committed and it has records that the table lacks, but it is not whole, "
+           "for " +
+           damage + "\n" + place + "to take what is in it: " + takeCommand(hasTable) + "\n" + place +
+           "to do without it: " + keepCommand() + "\n";
 }
 
 /// What a repair prints about a working copy that a person has to decide about.
@@ -74,14 +88,15 @@ struct Damage {
     Files aside;
 };
 
-/// A table (none: it is missing) and its working copy that no journal line names, and the content that the
-/// table ends up with when a person keeps the table, or takes the copy.
+/// A table (none: it is missing) and its working copy, and the content that the table ends up with when a
+/// person keeps the table, or takes the copy. No journal line names the copy, or it is damaged.
 struct Decision {
     const char* title;
     std::optional<std::string> table;
     std::string copy;
     std::optional<std::string> kept;
     std::string taken;
+    std::string damage = "";
 };
 
 class RepairTest : public PlantedDirectoryTest {
@@ -124,9 +139,10 @@ protected:
     /// good, and, for each of the two commands, once more after that command.
     void expectDecision(const Decision& row) {
         SCOPED_TRACE(row.title);
+        const bool isNamed = !row.damage.empty();
         const auto plantRow = [&] {
             clear();
-            plant({{"master_rollback", "0\n"}, {"t.backup", row.copy}});
+            plant({{"master_rollback", isNamed ? "1\n\x03~t\n" : "0\n"}, {"t.backup", row.copy}});
             if (row.table) {
                 plant("t.table", *row.table);
             }
@@ -136,13 +152,14 @@ protected:
         for (const bool takes : {true, false}) {
             SCOPED_TRACE(takes ? "taking the copy" : "keeping the table");
             const Files planted = plantRow();
-            const std::string report = decision(hasTable) + kOneDecision;
+            const std::string report =
+                (isNamed ? decisionOnDamage(hasTable, row.damage) : decision(hasTable)) + kOneDecision;
             const ProgramResult dry = repair({"--dry-run"});
             EXPECT_EQ(report, dry.out);
             EXPECT_EQ(1, dry.status);
             for (int run = 0; run < 2; ++run) {
                 const ProgramResult found = check();
-                EXPECT_THAT(found.out, ::testing::HasSubstr(kTellsDecision));
+                EXPECT_THAT(found.out, ::testing::HasSubstr(isNamed ? kTellsDamage : kTellsDecision));
                 EXPECT_EQ(1, found.status);
                 const ProgramResult result = repair();
                 EXPECT_EQ(report + found.out.substr(0, found.out.rfind('\n', found.out.size() - 2) + 1),
@@ -637,6 +654,25 @@ TEST_F(RepairTest, LeavesATableAndAWorkingCopyThatNoJournalLineNamesForAPersonTo
     }
 }
 
+TEST_F(RepairTest, LeavesTheDecisionOnADamagedWorkingCopyThatHasFurtherRecords) {
+    const std::string oldText = kNote + "'old'~1\n";
+    const std::string newText = kNote + "'new'~1\n'more'~2\n";
+    const std::string noLineFeed = "its last line has no line feed";
+    const std::vector<Decision> rows = {
+        {"cut in its last record, the table is as it was", oldText, newText + "'mo", oldText, newText,
+         noLineFeed},
+        {"cut in its last record, the table is torn", kNote + "'new'~1\n'm", newText + "'mo",
+         kNote + "'new'~1\n", newText, noLineFeed},
+        {"cut in its last record, the table is missing", std::nullopt, newText + "'mo", std::nullopt, newText,
+         noLineFeed},
+        {"its last block never reached the disk", oldText, newText + std::string(9, '\0'), oldText, newText,
+         "it holds a NUL byte"},
+    };
+    for (const Decision& row : rows) {
+        expectDecision(row);
+    }
+}
+
 TEST_F(RepairTest, LeavesADecisionWhereADirectoryStandsInThePlaceOfTheTable) {
     plant({{"master_rollback", "0\n"}, {"t.backup", kNote}});
     fs::create_directory(path("t.table"));
@@ -797,11 +833,11 @@ TEST_F(RepairTest, SetsAsideWhatStandsInThePlaceOfAFile) {
     EXPECT_EQ(
         at("sub", "set aside: not a file of a database") + at("d.table", "set aside: not a regular file") +
             at("f.table", "set aside: not a regular file") + at("g.backup", "set aside: not a regular file") +
-            at("l.table", "set aside: not a regular file") +
+            at("l.table", "set aside: a symbolic link that leads nowhere") +
             at("master_rollback", "set aside, and written anew with the line \"0\": journal is a directory") +
-            done(6, 0),
+            done(6, 0, 1),
         result.out);
-    EXPECT_EQ(0, result.status);
+    EXPECT_EQ(3, result.status);
     EXPECT_EQ(std::vector<std::string>{"master_rollback"}, listDirectory(root() + "/db_filedb"));
     EXPECT_EQ(
         (std::vector<std::string>{"d.table", "f.table", "g.backup", "l.table", "master_rollback", "sub"}),

@@ -170,6 +170,16 @@ TEST_F(RestoreTest, UndoesNoCommitThatTheRepairHasFinished) {
     EXPECT_EQ((Files{{"master_rollback", "0\n"}, {"t.table", kNote}}), database());
 }
 
+TEST_F(RestoreTest, UndoesNoCommitThatTheRepairHasFinishedWithoutAJournalLine) {
+    ASSERT_NO_FATAL_FAILURE(plantAndRepair({{"t.table", ""}, {"t.backup", kNote + "'a'~1\n"}}, 0));
+    const ProgramResult result = restore();
+    EXPECT_EQ(kAside + "t.table: left there: it is from before the commit that the repair has finished\n" +
+                  kNothing,
+              result.out);
+    EXPECT_EQ(0, result.status);
+    EXPECT_EQ(kNote + "'a'~1\n", table());
+}
+
 TEST_F(RestoreTest, LeavesTheOriginalOfATableThatWasOnlyMended) {
     ASSERT_NO_FATAL_FAILURE(plantAndRepair({{"t.table", kNote + "a~1\n"}}, 0));
     EXPECT_EQ(kNothing, restore().out);

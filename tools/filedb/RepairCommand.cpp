@@ -23,7 +23,8 @@ the database stores the same value; records are sorted by ROWID.
 After a crash and a new start of the program no journal line names the working copy any more. It is then
 taken only for a table that is empty, or unsound and a beginning of the copy followed by other bytes. A
 sound table that differs from the copy is left together with the copy: both readings and the command
-for each are printed, the exit status is 1. Run one of the two, then the repair once more.
+for each are printed, the exit status is 1. Run one of the two, then the repair once more. The same holds
+for a damaged working copy of a committed transaction that has records which the table lacks.
 
 Everything else is set aside, nothing is deleted: the directory PATH_filedb.repair-N beside the database
 takes the original of every changed file, the working copies of transactions that were not committed,
@@ -33,7 +34,8 @@ system can do that; --aside leads to another directory, also on another file sys
 back what is corrected there.
 
 Stop the process that uses the database first: repair refuses to run while a process has it open, and keeps
-other processes out while it works. A repair that was itself interrupted is simply run again.
+other processes out while it works. A repair that was itself interrupted is simply run again; what the
+first run had set aside is in a directory of its own, and the second one does not count it.
 
 Exit status: 0 the database is sound and has all it had, 1 findings or a decision are left, 2 wrong usage, a
 database in use, or a file that could not be read or written, 3 a table or a row was set aside; the last

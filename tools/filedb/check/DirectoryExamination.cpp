@@ -46,6 +46,11 @@ bool isTorn(const TableExamination& table, const TableExamination& copy) {
     return table.text().empty() || table.text().front() == copy.text().front();
 }
 
+bool hasFurtherRecords(const DirectoryExamination::Table& files) {
+    static const TableExamination none("", "");
+    return files.copy->hasRecordsBeyond(files.content == nullptr ? none : *files.content);
+}
+
 }  // namespace
 
 DirectoryExamination::DirectoryExamination(const Snapshot& snapshot)
@@ -112,10 +117,10 @@ void DirectoryExamination::nameRemedies(std::map<std::string, Findings>& found) 
         const auto entry = journal_->entries().find(table);
         const bool isDropped = journal_->isCopying() && entry != journal_->entries().end() &&
                                entry->second.operation == Operation::dropTable;
-        const char* const remedy = isDropped                              ? "repair finishes the DROP TABLE"
-                                   : files.copyUse == CopyUse::kFinish    ? "repair finishes the copy-over"
-                                   : files.copyUse == CopyUse::kUndecided ? kNamesCommands
-                                                                          : nullptr;
+        const char* const remedy = isDropped                           ? "repair finishes the DROP TABLE"
+                                   : files.copyUse == CopyUse::kFinish ? "repair finishes the copy-over"
+                                   : isLeft(files.copyUse)             ? kNamesCommands
+                                                                       : nullptr;
         for (Finding& finding : found[table + kTableSuffix]) {
             finding.remedy = remedy == nullptr ? finding.remedy : remedy;
         }
@@ -170,7 +175,7 @@ DirectoryExamination::CopyUse DirectoryExamination::useOfNamedCopy(
         return CopyUse::kFinish;
     }
     if (!files.copy->lacksOnlyLineFeed()) {
-        return CopyUse::kCutShort;
+        return hasFurtherRecords(files) ? CopyUse::kDamaged : CopyUse::kCutShort;
     }
     // The journal tells that it was whole once.
     return files.content != nullptr && files.content->text() == files.copy->text() + '\n' ? CopyUse::kEqual
@@ -218,6 +223,9 @@ Finding DirectoryExamination::describeCopy(const std::string& table, const RawFi
         remedy = "repair finishes the copy-over";
     } else if (files.copyUse == CopyUse::kUndecided) {
         text += "; nothing tells whether it counts";
+        remedy = kNamesCommands;
+    } else if (files.copyUse == CopyUse::kDamaged) {
+        text += "; its transaction was committed, and it has records that the table lacks";
         remedy = kNamesCommands;
     }
     return {table + kBackupSuffix, 1, Finding::Severity::kWarning, std::move(text), std::move(remedy)};

@@ -17,12 +17,13 @@ class DirectoryExamination {
 public:
     /// What a working copy is good for.
     enum class CopyUse {
-        kNone,         // there is none, or no regular file
-        kFinish,       // its copy-over was interrupted: the table is to hold its content
-        kEqual,        // the table holds its content already
-        kCutShort,     // its copy-over was interrupted, but more than a last line feed is missing
+        kNone,      // there is none, or no regular file
+        kFinish,    // its copy-over was interrupted: the table is to hold its content
+        kEqual,     // the table holds its content already
+        kCutShort,  // its copy-over was interrupted, and it is damaged: it has nothing that the table lacks
         kUncommitted,  // it was never to be copied over the table
-        kUndecided     // it may be either of kFinish and kUncommitted, and only a person can tell
+        kUndecided,    // it may be either of kFinish and kUncommitted, and only a person can tell
+        kDamaged  // its copy-over was interrupted, and it is damaged, but has records that the table lacks
     };
 
     /// A table's two files. An examination is there when the file is regular.
@@ -35,6 +36,9 @@ public:
     };
 
     explicit DirectoryExamination(const Snapshot& snapshot);
+
+    /// Whether table and working copy stay as they are, for a person to decide.
+    static bool isLeft(CopyUse use) { return use == CopyUse::kUndecided || use == CopyUse::kDamaged; }
 
     /// In the order of file names and lines.
     const Findings& findings() const { return findings_; }

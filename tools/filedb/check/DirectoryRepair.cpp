@@ -1,6 +1,7 @@
 #include "check/DirectoryRepair.h"
 
 #include <exception>
+#include <filesystem>
 #include <system_error>
 #include <utility>
 
@@ -27,10 +28,6 @@ std::string rejectsText(const TableExamination& content) {
         text += std::to_string(reject.line) + "\t" + reject.text + (reject.hasLineFeed ? "\n" : "");
     }
     return text;
-}
-
-std::string lineOf(const std::string& name, std::size_t line) {
-    return name + ":" + std::to_string(line);
 }
 
 // A sound table that equals its working copy has all lines of that.
@@ -132,10 +129,12 @@ void DirectoryRepair::settleContent(const std::string& table, const Table& files
         return;
     }
     if (files.kind == RawFile::Kind::kUnusable) {
-        setAside(name, "not a regular file");
+        const bool isLink = std::filesystem::is_symlink(pathIn(directory_, name));
+        setAside(name, isLink ? "a symbolic link that leads nowhere" : "not a regular file");
+        tableCount_ += isLink ? 1U : 0U;  // its records are wherever it led to
         return;
     }
-    if (files.content == nullptr || files.copyUse == CopyUse::kUndecided) {
+    if (files.content == nullptr || DirectoryExamination::isLeft(files.copyUse)) {
         return;
     }
     if (isDropFinished(table)) {
@@ -212,38 +211,52 @@ void DirectoryRepair::settleCopy(const std::string& table, const Table& files) {
                                files.copy->whyNotWhole());
             break;
         case CopyUse::kUndecided:
-            leaveDecision(table, files.content != nullptr);
+        case CopyUse::kDamaged:
+            leaveDecision(table, files);
             break;
     }
 }
 
 // Each of the two commands first keeps what it is going to replace, in a directory that the next repair sets
 // aside; it stops when that directory is there already, so it does no harm when it is run twice.
-void DirectoryRepair::leaveDecision(const std::string& table, bool hasTable) {
+void DirectoryRepair::leaveDecision(const std::string& table, const Table& files) {
     ++decisionCount_;
+    const bool hasTable = files.content != nullptr;
+    const bool isDamaged = files.copyUse == CopyUse::kDamaged;
     const std::string name = table + kBackupSuffix;
     const std::string content = shellPath(directory_ + "/" + table + kTableSuffix);
     const std::string copy = shellPath(directory_ + "/" + name);
     const std::string kept = shellPath(directory_ + "/" + table + kKeptSuffix);
     const std::string keep = "mkdir " + kept + " && ";
-    if (hasTable) {
+    const std::string take =
+        (hasTable ? keep + "cp -p " + content + " " + kept + " && cp " : "cp -p ") + copy + " " + content;
+    const std::string leave = keep + "mv " + copy + " " + kept;
+    if (isDamaged) {
+        say(name, std::string("left in place") +
+                      (hasTable ? ", as is the table" : ", and there is no table") +
+                      ": its transaction was committed and it has records that the table lacks, but it is "
+                      "not whole, for " +
+                      files.copy->whyNotWhole());
+        say(name, "to take what is in it: " + take);
+        say(name, "to do without it: " + leave);
+    } else if (hasTable) {
         say(name,
             "left in place, as is the table: no journal line names it, the two differ, and no file tells "
             "which of them counts");
-        say(name, "if a copy-over was interrupted, it counts; to take it: " + keep + "cp -p " + content +
-                      " " + kept + " && cp " + copy + " " + content);
+        say(name, "if a copy-over was interrupted, it counts; to take it: " + take);
         say(name,
             "if its transaction was not committed or the table was changed later, the table counts; to keep "
             "the table: " +
-                keep + "mv " + copy + " " + kept);
+                leave);
     } else {
         say(name, "left in place: no journal line names it, and there is no table");
-        say(name, "if a copy-over was interrupted, it counts; to take it: cp -p " + copy + " " + content);
+        say(name, "if a copy-over was interrupted, it counts; to take it: " + take);
         say(name,
             "if its transaction was not committed or the table was dropped later, it does not count; to do "
             "without it: " +
-                keep + "mv " + copy + " " + kept);
+                leave);
     }
+    leavesCommit_ = leavesCommit_ || isDamaged;
     print();
 }
 
@@ -256,7 +269,7 @@ void DirectoryRepair::setForeignAside() {
 void DirectoryRepair::resetJournal() {
     const RawFile& file = examination_.journalFile();
     const std::string atRest = std::string(kAtRestState) + '\n';
-    if (file.isRegular() && file.text == atRest) {
+    if (leavesCommit_ || (file.isRegular() && file.text == atRest)) {
         return;
     }
     const std::string reason = ": " + examination_.journal().state();

@@ -15,9 +15,8 @@ namespace Kalt::Vemo::Tool {
 /// Mends a database directory, and keeps other processes out meanwhile. Every decision comes from one
 /// examination, before anything is changed, so a dry run prints the very same actions.
 ///
-/// The steps, in this order, and what a stop in the middle leaves:
-///
-/// An action is printed when it is done. One that fails is taken back.
+/// An action is printed when it is done. One that fails is taken back. The steps, in this order, and what a
+/// stop in the middle leaves:
 ///
 /// 1. What is none of the database's files is set aside, the half-written file of a stopped repair among it.
 /// 2. Tables, one after the other by name. A table that an interrupted copy-over left behind takes the
@@ -26,7 +25,8 @@ namespace Kalt::Vemo::Tool {
 ///    original is kept first, then the new content takes its place in one step.
 /// 3. The table's working copy is set aside. A run that stops before this one takes the same content once
 ///    more; a run that stops after it finds the table done. When no journal line names the working copy and
-///    it may be the table's content or not, both stay as they are, for a person to decide.
+///    it may be the table's content or not, or when it was to be copied over the table but is damaged, both
+///    stay as they are, for a person to decide.
 /// 4. The journal becomes the one line "0", last of all: until then it tells which transaction is to be
 ///    finished.
 class DirectoryRepair {
@@ -59,7 +59,7 @@ private:
     void useContent(const std::string& table, const Table& files, const TableExamination& content,
                     bool isFromCopy);
     void settleCopy(const std::string& table, const Table& files);
-    void leaveDecision(const std::string& table, bool hasTable);
+    void leaveDecision(const std::string& table, const Table& files);
     void setForeignAside();
     void resetJournal();
     void work();
@@ -82,6 +82,7 @@ private:
     std::size_t tableCount_ = 0;   // set aside whole, though its data was in use
     std::size_t rejectCount_ = 0;  // rows
     std::size_t decisionCount_ = 0;
+    bool leavesCommit_ = false;  // whether one of the decisions is about a commit that the journal tells of
 };
 
 }  // namespace Kalt::Vemo::Tool

@@ -43,10 +43,6 @@ std::string describe(const Finding& finding) {
     return "line " + std::to_string(finding.line) + ": " + finding.text;
 }
 
-std::string lineOf(const std::string& name, std::size_t line) {
-    return name + ":" + std::to_string(line);
-}
-
 // The text that a table would hold for the one record.
 std::string storedAlone(const TableExamination& table, const std::string& record) {
     return TableExamination("", table.definition() + record + "\n")
@@ -118,8 +114,15 @@ std::string DirectoryRestore::read(const std::string& name) const {
 
 // ---- Tables
 
+// The journal that was set aside tells it; where no journal line named the working copy any more, the table
+// that equals it does.
 bool DirectoryRestore::isWhatACommitReplaced(const std::string& table) const {
-    return journal_.isCopying() && journal_.entries().count(table) > 0;
+    if (journal_.isCopying() && journal_.entries().count(table) > 0) {
+        return true;
+    }
+    const std::string name = table + kBackupSuffix;
+    const TableExamination copy(name, RawFile::read(source_ + "/" + name).text);
+    return copy.isWhole() && liveText(table) == copy.mendedText();
 }
 
 std::optional<std::string> DirectoryRestore::liveText(const std::string& table) const {

@@ -19,6 +19,11 @@ struct Finding {
 
 using Findings = std::vector<Finding>;
 
+/// How a line of a file is named.
+inline std::string lineOf(const std::string& file, std::size_t line) {
+    return file + ":" + std::to_string(line);
+}
+
 /// What repair does, for a finding.
 namespace Remedy {
 inline constexpr const char* kMends = "repair mends it";

@@ -53,8 +53,8 @@ private:
     std::size_t columnCount_;
     const RowIndex* rows_ = nullptr;
     std::optional<std::pair<std::size_t, std::vector<std::string>>> first_;  // the first changed record
-    Records records_;                      // all, once a second one is changed
-    std::vector<std::vector<Key>> keys_;   // of the key's columns that were needed so far, for each record
+    Records records_;                     // all, once a second one is changed
+    std::vector<std::vector<Key>> keys_;  // of the key's columns that were needed so far, for each record
 };
 
 }  // namespace Kalt::Vemo::Core::Database::Filedb
