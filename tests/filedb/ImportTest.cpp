@@ -280,6 +280,7 @@ TEST_F(ImportTest, AnErrorInJsonLinesNamesItsLine) {
         {"{\"n\":1}\n[1]\n", "2: error: " + nothingElse},
         {"{\"n\":1}\n\n7\n", "3: error: " + nothingElse},
         {"{\"n\":{}}\n", "1: error: " + nothingElse},
+        {"{\"n\":1e400}\n", "1: error: the number 1e400 is too large for any column"},
         {"{\"n\":1}\n{\"b\":1}\n", "2: error: table t has no column \"b\""},
         {"{\"n\":1}\n{}\n", "2: error: the row names no column"},
         {std::string("{\"n\":1}\n{\"a\":\"\0\"}\n", 19), "2: error: not valid JSON: a NUL byte; remove it"},

@@ -180,6 +180,19 @@ TEST_F(RestoreTest, UndoesNoCommitThatTheRepairHasFinishedWithoutAJournalLine) {
     EXPECT_EQ(kNote + "'a'~1\n", table());
 }
 
+TEST_F(RestoreTest, TakesNothingFromWhatIsNoFile) {
+    plant("master_rollback", "0\n");
+    fs::create_symlink("/nowhere/at/all", path("l.table"));
+    ASSERT_EQ(3, repair().status);
+    fs::create_directory(root() + "/" + kAside + "t.rejects");
+    const ProgramResult result = restore();
+    EXPECT_EQ(
+        kAside + "l.table: not taken: is a symbolic link that leads nowhere\n" + kAside +
+            "t.rejects: not taken: is a directory\n0 tables, 0 rows taken back; 2 not taken, see above\n",
+        result.out);
+    EXPECT_EQ(1, result.status);
+}
+
 TEST_F(RestoreTest, LeavesTheOriginalOfATableThatWasOnlyMended) {
     ASSERT_NO_FATAL_FAILURE(plantAndRepair({{"t.table", kNote + "a~1\n"}}, 0));
     EXPECT_EQ(kNothing, restore().out);

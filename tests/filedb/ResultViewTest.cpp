@@ -162,13 +162,14 @@ TEST_F(ResultViewTest, WithoutAPagerOfTheirOwnPeopleGetLess) {
     EXPECT_EQ(terminal.exitStatus(), 0);
 }
 
-TEST_F(ResultViewTest, APagerThatEndsEarlyIsNoErrorAndAMissingOneIs) {
+TEST_F(ResultViewTest, APagerThatEndsEarlyIsNoErrorAndOneThatFailsIs) {
     std::vector<std::string> rows;
     for (int i = 0; i < 40; ++i) {
         rows.push_back("INSERT INTO rooms VALUES ('" + std::string(900, 'x') + "', 1)");
     }
     prepare(rows);
-    for (const auto& [pager, status] : {std::pair("head -n 1", 0), std::pair("missing-pager", 1)}) {
+    for (const auto& [pager, status] :
+         {std::pair("head -n 1", 0), std::pair("missing-pager", 1), std::pair("false", 1)}) {
         SCOPED_TRACE(pager);
         TerminalRun terminal({"shell", path(), "--mode", "line"},
                              plain({std::string("FILEDB_PAGER=") + pager}), {10, 80});
@@ -178,10 +179,9 @@ TEST_F(ResultViewTest, APagerThatEndsEarlyIsNoErrorAndAMissingOneIs) {
             terminal.waitFor("name = attic\r\n");
         } else {
             terminal.waitFor("42 rows\r\n");
-            terminal.waitFor(
-                "error: the pager missing-pager cannot be run; set FILEDB_PAGER to another one, or turn it "
-                "off "
-                "with .pager off\r\n");
+            terminal.waitFor("error: the pager " + std::string(pager) +
+                             " cannot be run or has failed; set FILEDB_PAGER to another one, or turn it off "
+                             "with .pager off\r\n");
         }
         terminal.waitFor(kPrompt);
         terminal.type("quit\n");

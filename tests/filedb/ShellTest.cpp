@@ -188,6 +188,10 @@ const std::vector<FailingStatement> kFailingStatements{
     {"insert or replace into rooms values ('a', 1, 1)",
      "the engine has no OR IGNORE, OR REPLACE, OR FAIL and OR ROLLBACK; leave it out, and look first which "
      "rows are there"},
+    {"insert into rooms values ('a', 1, 1) returning name, rowid",
+     "RETURNING would give the values as they are written in the statement, not as they are stored; leave it "
+     "out, "
+     "and ask with SELECT"},
     {"update rooms set rowid = 5", "the ROWID of table rooms is given by the engine; it cannot be set"},
     {"update rooms set name = nullif(floor, 2)", "column name must not be NULL"},
     {"delete rooms", "near \"rooms\": syntax error"},

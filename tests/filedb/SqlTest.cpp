@@ -222,6 +222,15 @@ TEST_F(SqlTest, OfNamesThatDifferInCaseTheFirstIsShown) {
     EXPECT_EQ(shell({"SELECT name FROM rooms WHERE floor = 2;"}, {"--raw"}).out, "name\n-----\nattic\n");
 }
 
+TEST_F(SqlTest, ANameThatSqliteKeepsForItselfIsReachedByRawStatements) {
+    prepare({"create table sqlite_rooms (name text)"});
+    EXPECT_EQ(shell({"select * from sqlite_rooms"}),
+              (ProgramResult{1, "",
+                             "error: table sqlite_rooms: names that begin with sqlite_ are SQLite's own; "
+                             "statements with --raw reach it\n"}));
+    EXPECT_EQ(shell({"SELECT name FROM sqlite_rooms;"}, {"--raw"}), (ProgramResult{0, "name\n----\n", ""}));
+}
+
 TEST_F(SqlTest, ATransactionSeesItsOwnTables) {
     EXPECT_EQ(shell({"begin", "create table t (a integer)", "insert into t values (1), (2)",
                      "select sum(a) from t", "drop table rooms", "rollback", "select count(*) from rooms"},

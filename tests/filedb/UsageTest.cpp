@@ -35,6 +35,17 @@ TEST_F(UsageTest, NamesTheUnknownCommandAndTheNearest) {
     }
 }
 
+TEST_F(UsageTest, WritesOutTheControlCharactersOfWrongArguments) {
+    const std::vector<Usage> rows = {
+        {{"shell", "db", "--mode", "\x1b[1m"}, "--mode: \\x1b[1m not in {table,line,csv,json}\n"},
+        {{"check", "db", "--\x1b[1m"}, "The following argument was not expected: --\\x1b[1m\n"},
+    };
+    for (const Usage& row : rows) {
+        EXPECT_EQ(runProgram(row.words),
+                  (ProgramResult{2, "", row.err + "Run with --help for more information.\n"}));
+    }
+}
+
 TEST_F(UsageTest, NamesTheOptionsOfAnOperationInOneLine) {
     prepare({"create table t (a text)"});
     EXPECT_EQ(

@@ -187,6 +187,24 @@ TEST_F(WatchTest, NeverPrintsAnUnsoundTable) {
     EXPECT_EQ(watch.err(), notes);
 }
 
+TEST_F(WatchTest, TellsWhatStandsInThePlaceOfATable) {
+    ASSERT_EQ(mkdir((directory() + "/boxes.table").c_str(), 0700), 0);
+    WatchRun watch({path()});
+    const std::string notes =
+        note("watching 1 table, 1 row") +
+        note("boxes is a directory; waiting for its next change, filedb check tells more");
+    watch.waitForErr(notes);
+    EXPECT_EQ(watch.end(), 0);
+    EXPECT_EQ(watch.out(), "");
+}
+
+TEST_F(WatchTest, RefusesANameThatNoTableCanHave) {
+    EXPECT_EQ(run("watch", {"a b"}),
+              (ProgramResult{2, "",
+                             "filedb watch: table name \"a b\": no statement could have made it; \"filedb "
+                             "tables\" lists the names\n"}));
+}
+
 TEST_F(WatchTest, PrintsARowWholeWhoseLineIsTooLong) {
     WatchRun watch({path()});
     watch.waitForErr("watching");

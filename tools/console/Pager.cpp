@@ -18,9 +18,8 @@ namespace {
 constexpr const char* kUsualPager = "less";
 constexpr const char* kUsualOptions = "FRX";
 
-// What a shell's exit status says of a command that it cannot run, or cannot find.
-constexpr int kCannotRun = 126;
-constexpr int kNotFound = 127;
+// A shell's exit statuses above this one tell of a command that a signal has ended, as the keyboard's may.
+constexpr int kSignals = 128;
 
 constexpr std::array<int, 2> kKeyboardSignals{SIGINT, SIGQUIT};
 
@@ -124,8 +123,8 @@ bool runPager(const std::string& command, const std::string& text) {
     int status = 0;
     while (child >= 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
-    return child >= 0 &&
-           !(WIFEXITED(status) && (WEXITSTATUS(status) == kCannotRun || WEXITSTATUS(status) == kNotFound));
+    const bool hasFailed = WIFEXITED(status) && WEXITSTATUS(status) != 0 && WEXITSTATUS(status) <= kSignals;
+    return child >= 0 && !hasFailed;
 }
 
 }  // namespace Kalt::Vemo::Tool

@@ -11,7 +11,7 @@ std::string pagerCommand();
 /// Shows `text` with a pager, as a shell understands its command, and waits for its end. Meanwhile the keys
 /// that end a program mean the pager. One that ends before it has read everything is fine.
 ///
-/// @return false when there is no such program
+/// @return false when it cannot be run, or says that it failed
 bool runPager(const std::string& command, const std::string& text);
 
 }  // namespace Kalt::Vemo::Tool

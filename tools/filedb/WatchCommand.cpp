@@ -13,6 +13,8 @@
 #include "changes/Changes.h"
 #include "changes/Watch.h"
 #include "console/ExitStatus.h"
+#include "console/Printable.h"
+#include "files/EntryName.h"
 #include "files/PathArgument.h"
 
 namespace Kalt::Vemo::Tool {
@@ -83,6 +85,10 @@ void print(const std::vector<Change>& changes, bool isJson) {
 
 int watch(const Options& options) {
     const PathArgument path(options.path);
+    if (!options.table.empty() && !isPossibleName(options.table)) {
+        throw Trouble("table name " + Tool::quoted(options.table) +
+                      ": no statement could have made it; \"filedb tables\" lists the names");
+    }
     Watch watch(path.directory(), options.table);
     if (options.isInitial) {
         watch.beginWithNothing();

@@ -10,6 +10,7 @@
 #include "Command.h"
 #include "UnknownCommand.h"
 #include "console/ExitStatus.h"
+#include "console/Printable.h"
 
 namespace {
 
@@ -36,6 +37,9 @@ int run(int argc, char** argv) {
     app.footer(kFooter);
     app.set_version_flag("--version", "filedb " FILEDB_VERSION);
     app.require_subcommand(1);
+    app.failure_message([](const CLI::App* /*app*/, const CLI::Error& error) {
+        return Kalt::Vemo::Tool::printable(error.what()) + "\nRun with --help for more information.\n";
+    });
     addShellCommand(app, status);
     addTablesCommand(app, status);
     addSchemaCommand(app, status);

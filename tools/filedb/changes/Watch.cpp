@@ -59,9 +59,10 @@ void Watch::keepUnsoundTables(DatabaseState& state) {
             continue;
         }
         const DamagedLine& first = content.damage.front();
-        problems_.insert(name + " cannot be read" +
-                         (first.number == 0 ? "" : ", line " + std::to_string(first.number)) + ": " +
-                         first.problem + "; waiting for its next change, filedb check tells more");
+        const std::string what = first.number == 0 ? name + " " + first.problem
+                                                   : name + " cannot be read, line " +
+                                                         std::to_string(first.number) + ": " + first.problem;
+        problems_.insert(what + "; waiting for its next change, filedb check tells more");
         const bool isKnown = last_ && last_->count(name) > 0;
         if (isKnown) {
             table->second = last_->at(name);

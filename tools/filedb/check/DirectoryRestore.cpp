@@ -104,10 +104,15 @@ void DirectoryRestore::work() {
     }
 }
 
-std::string DirectoryRestore::read(const std::string& name) const {
+// The text of a file that was set aside; nothing, and a line that tells it, for what is no file.
+std::optional<std::string> DirectoryRestore::read(const std::string& name) {
     RawFile file = RawFile::read(source_ + "/" + name);
     if (file.kind == RawFile::Kind::kUnreadable) {
         throw Trouble(source_ + "/" + name + " " + file.problem);
+    }
+    if (!file.isRegular()) {
+        refuse(source_ + "/" + name, file.problem);
+        return std::nullopt;
     }
     return std::move(file.text);
 }
@@ -168,7 +173,11 @@ std::string DirectoryRestore::whyNotReplaced(const std::string& table,
 }
 
 void DirectoryRestore::restoreTable(const std::string& table, const std::string& name) {
-    const TableExamination content(name, read(name));
+    std::optional<std::string> text = read(name);
+    if (!text) {
+        return;
+    }
+    const TableExamination content(name, *std::move(text));
     const std::optional<std::string> live = liveText(table);
     if (live == content.text()) {
         return;
@@ -236,7 +245,11 @@ std::vector<DirectoryRestore::Candidate> DirectoryRestore::candidatesIn(const st
 }
 
 void DirectoryRestore::restoreLines(const std::string& table, const std::string& name) {
-    const std::vector<Candidate> candidates = candidatesIn(name, read(name));
+    const std::optional<std::string> lines = read(name);
+    if (!lines) {
+        return;
+    }
+    const std::vector<Candidate> candidates = candidatesIn(name, *lines);
     const std::optional<std::string> text = liveText(table);
     const auto files = examination_.tables().find(table);
     const bool hasCopy =

@@ -6,6 +6,8 @@
 #include <string>
 #include <utility>
 
+#include "console/Printable.h"
+
 namespace Kalt::Vemo::Tool {
 
 namespace {
@@ -102,8 +104,13 @@ public:
         return true;
     }
 
-    bool parse_error(std::size_t /*position*/, const std::string& /*lastToken*/,
+    bool parse_error(std::size_t /*position*/, const std::string& lastToken,
                      const nlohmann::json::exception& error) override {
+        constexpr int kNumberOverflow = 406;
+        if (error.id == kNumberOverflow) {
+            throw ImportError(lineNow_(),
+                              "the number " + printable(lastToken) + " is too large for any column");
+        }
         const std::string text = error.what();
         const std::size_t reason = text.find("syntax error");
         throw ImportError(lineNow_(),

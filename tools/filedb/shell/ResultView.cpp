@@ -44,8 +44,9 @@ void ResultView::show(const ResultSet& result, Mode mode) const {
     std::cout.flush();
     if (!runPager(pager, text.str())) {
         std::cout << text.str();
-        throw Failure("the pager " + pager +
-                      " cannot be run; set FILEDB_PAGER to another one, or turn it off with .pager off");
+        throw Failure(
+            "the pager " + pager +
+            " cannot be run or has failed; set FILEDB_PAGER to another one, or turn it off with .pager off");
     }
 }
 

@@ -12,7 +12,7 @@ class ResultView {
 public:
     ResultView(bool isAtPrompt, CellWidth cellWidth) : isAtPrompt_(isAtPrompt), cellWidth_(cellWidth) {}
 
-    /// Throws: Failure, after the result is shown, when there is no such program as the pager.
+    /// Throws: Failure, after the result is shown, when the pager fails.
     void show(const ResultSet& result, Mode mode) const;
 
     void setCellWidth(CellWidth cellWidth) { cellWidth_ = cellWidth; }

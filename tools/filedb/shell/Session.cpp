@@ -328,8 +328,13 @@ void Session::endTransaction(bool (Transaction::*end)(), const char* failure) {
     if (std::exchange(beginsLater_, false)) {
         return;
     }
-    if (!reporting([&] { return ((*transaction_).*end)(); })) {
-        throw Failure(failure);
+    try {
+        if (!reporting([&] { return ((*transaction_).*end)(); })) {
+            throw Failure(failure);
+        }
+    } catch (const Failure& error) {
+        throw Failure(std::string(error.what()) +
+                      "; the transaction is still open: try again, or drop it with ROLLBACK");
     }
     transaction_.reset();
     touched_.clear();

@@ -17,6 +17,7 @@ namespace Kalt::Vemo::Tool {
 namespace {
 
 constexpr const char* kModule = "filedb";
+constexpr const char* kReservedPrefix = "SQLITE_";
 
 std::string quotedName(const std::string& name) {
     return "\"" + name + "\"";
@@ -187,6 +188,15 @@ StatementOutcome SqlConnection::runInSqlite(const std::string& statement) {
     if (sqlite3_bind_parameter_count(prepared) > 0) {
         throw Failure("there is no value for the \"?\"; write the value itself");
     }
+    if (sqlite3_stmt_isexplain(prepared) != 0) {
+        changeAction_ = 0;
+    }
+    if (changeAction_ != 0 && sqlite3_column_count(prepared) > 0) {
+        throw Failure(
+            "RETURNING would give the values as they are written in the statement, not as they are stored; "
+            "leave "
+            "it out, and ask with SELECT");
+    }
     warnOfDamage();
     return step(prepared);
 }
@@ -291,6 +301,10 @@ void SqlConnection::connectTables() {
 void SqlConnection::connectTable(const std::string& table) {
     try {
         const std::string definition = session_.schemaOf(table).definition();
+        if (upperCase(table).rfind(kReservedPrefix, 0) == 0) {
+            throw Failure("table " + table +
+                          ": names that begin with sqlite_ are SQLite's own; statements with --raw reach it");
+        }
         execute("CREATE VIRTUAL TABLE main." + quotedName(table) + " USING " + kModule + "(" + table + ")");
         connected_.emplace(table, definition);
     } catch (const Failure& error) {
