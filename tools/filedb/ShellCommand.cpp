@@ -65,7 +65,7 @@ int runShell(const Options& options) {
     Session session(PathArgument(options.path),
                     options.readOnly ? Session::Access::kLook : Session::Access::kChangeOrCreate,
                     options.raw ? Session::LongLines::kStored : Session::LongLines::kRefused);
-    session.setDamage(options.force ? Session::Damage::kAccepted : Session::Damage::kRefused);
+    session.setDamage(options.force ? Session::Damage::kAccepted : Session::Damage::kRefusedUnlessForced);
     const ResultView view(isPrompt, options.wide ? CellWidth::kWhole : CellWidth::kFitting);
     Shell shell(session, {modeOf(options.mode), options.raw, isPrompt, view});
     for (const std::string& text : options.texts) {

@@ -4,6 +4,7 @@
 #include <mutex>
 #include <set>
 #include <system_error>
+#include <utility>
 
 #include "console/ExitStatus.h"
 #include "sql/StatementBuilder.h"
@@ -138,7 +139,7 @@ void DirectorySource::changesBegin() {
                       " are for reading only; name 'write' behind the table to change them");
     }
     const Guard guard(sharedMutex());
-    const std::string name = trueName(path_.directory());
+    std::string name = trueName(path_.directory());
     if (directoriesBeingChanged().count(name) > 0) {
         throw Trouble(path_.directory() +
                       ": another connection of this program is changing it; end its transaction first");
@@ -146,12 +147,13 @@ void DirectorySource::changesBegin() {
     writer_ = std::make_unique<Session>(path_, Session::Access::kChange);
     writer_->setDamage(Session::Damage::kRefused);
     directoriesBeingChanged().insert(name);
+    changedName_ = std::move(name);
 }
 
 void DirectorySource::changesEnd() {
     if (writer_) {
         const Guard guard(sharedMutex());
-        directoriesBeingChanged().erase(trueName(path_.directory()));
+        directoriesBeingChanged().erase(changedName_);
         writer_.reset();
     }
     snapshot_.reset();

@@ -67,6 +67,7 @@ private:
     Access access_;
     std::unique_ptr<Snapshot> snapshot_;
     std::unique_ptr<Session> writer_;  // from the first change to the end of the transaction
+    std::string changedName_;          // of the directory meanwhile, among those that are being changed
 };
 
 }  // namespace Kalt::Vemo::Tool

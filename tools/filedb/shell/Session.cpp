@@ -229,9 +229,10 @@ std::string Session::damageWarning(const std::string& table) {
 
 void Session::requireChangeable(const std::string& table) {
     requireChangesAllowed();
-    if (damage_ == Damage::kRefused && !damageOf(table).empty()) {
+    if (damage_ != Damage::kAccepted && !damageOf(table).empty()) {
         throw Failure("table " + table + " is damaged, and a change would make that final: " +
-                      damageOf(table) + "; run filedb repair first, or give --force");
+                      damageOf(table) + "; run filedb repair first" +
+                      (damage_ == Damage::kRefusedUnlessForced ? ", or give --force" : ""));
     }
 }
 
@@ -328,13 +329,8 @@ void Session::endTransaction(bool (Transaction::*end)(), const char* failure) {
     if (std::exchange(beginsLater_, false)) {
         return;
     }
-    try {
-        if (!reporting([&] { return ((*transaction_).*end)(); })) {
-            throw Failure(failure);
-        }
-    } catch (const Failure& error) {
-        throw Failure(std::string(error.what()) +
-                      "; the transaction is still open: try again, or drop it with ROLLBACK");
+    if (!reporting([&] { return ((*transaction_).*end)(); })) {
+        throw Failure(failure);
     }
     transaction_.reset();
     touched_.clear();

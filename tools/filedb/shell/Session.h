@@ -38,8 +38,9 @@ public:
 
     /// What becomes of a change of a table whose file is damaged.
     enum class Damage {
-        kRefused,  ///< it fails: afterwards nobody could tell what had been there
-        kAccepted  ///< it is made
+        kRefused,              ///< it fails: afterwards nobody could tell what had been there
+        kRefusedUnlessForced,  ///< the same, and the error names the option that accepts it
+        kAccepted              ///< it is made
     };
 
     /// What becomes of a row whose line is too long for the table's file.

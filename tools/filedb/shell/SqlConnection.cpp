@@ -129,9 +129,21 @@ bool SqlConnection::runTransactionStatement(const std::string& statement) {
         forget();
         session_.rollback();
     } else {
-        session_.commit();
+        commit();
     }
     return true;
+}
+
+void SqlConnection::commit() {
+    try {
+        session_.commit();
+    } catch (const Failure& error) {
+        if (!session_.inTransaction()) {
+            throw;
+        }
+        throw Failure(std::string(error.what()) +
+                      "; the transaction is still open: try COMMIT again, or drop it with ROLLBACK");
+    }
 }
 
 bool SqlConnection::runDefinition(const std::string& statement) {

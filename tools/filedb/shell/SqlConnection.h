@@ -44,6 +44,7 @@ public:
 
 private:
     bool runTransactionStatement(const std::string& statement);
+    void commit();
     bool runDefinition(const std::string& statement);
     StatementOutcome runInSqlite(const std::string& statement);
     StatementOutcome step(sqlite3_stmt* prepared);

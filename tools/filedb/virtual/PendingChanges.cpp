@@ -58,6 +58,7 @@ std::size_t PendingChanges::countSince(std::size_t number) const {
 }
 
 void PendingChanges::dropSince(std::size_t number) {
+    count_ -= countSince(number);
     for (Batch& batch : batches_) {
         batch.rows.erase(std::remove_if(batch.rows.begin(), batch.rows.end(),
                                         [number](const Row& row) { return row.number > number; }),
