@@ -1,4 +1,5 @@
 #include <csignal>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -74,6 +75,18 @@ TEST_F(PromptTest, KeepsAHistory) {
     EXPECT_EQ(terminal.exitStatus(), 0);
 }
 
+TEST_F(PromptTest, LeavesAFileThatIsNoHistoryAsItIs) {
+    std::filesystem::create_directories(std::filesystem::path(historyFile()).parent_path());
+    writeFile(historyFile(), "a note\n");
+    TerminalRun terminal({"shell", path()}, environment({"NO_COLOR=1"}));
+    terminal.waitFor("warning: the history in " + historyFile() +
+                     " cannot be read; it is left as it is, and nothing is added to it\r\n");
+    terminal.waitFor(kPrompt);
+    terminal.type("quit\n");
+    EXPECT_EQ(terminal.exitStatus(), 0);
+    EXPECT_EQ(readFile(historyFile()), "a note\n");
+}
+
 TEST_F(PromptTest, CompletesKeywordsTablesAndColumns) {
     TerminalRun terminal({"shell", path()}, environment({"NO_COLOR=1"}));
     terminal.waitFor(kPrompt);
@@ -85,6 +98,17 @@ TEST_F(PromptTest, CompletesKeywordsTablesAndColumns) {
     terminal.type(".qu\t\n");
     EXPECT_EQ(terminal.exitStatus(), 0);
     EXPECT_EQ(shell({"select name from rooms where storey=5"}).out, "name\n----\nden\n");
+}
+
+TEST_F(PromptTest, AnUpdateThatGivesEachRowItsOwnValueShowsItsProgress) {
+    for (const bool isTerminalDumb : {false, true}) {
+        TerminalRun terminal({"shell", path(), "-c", "update rooms set storey = storey + 1"},
+                             environment({"NO_COLOR=1", isTerminalDumb ? "TERM=dumb" : "TERM=xterm"}));
+        EXPECT_EQ(terminal.exitStatus(), 0);
+        EXPECT_EQ(terminal.shown().find(" 50%  1 row") != std::string::npos, !isTerminalDumb)
+            << terminal.shown();
+        EXPECT_NE(terminal.shown().find("2 rows changed"), std::string::npos) << terminal.shown();
+    }
 }
 
 TEST_F(PromptTest, ImportShowsItsProgress) {

@@ -1,4 +1,5 @@
 #include <editline/readline.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
@@ -9,6 +10,7 @@
 #include <set>
 #include <vector>
 
+#include "console/Printable.h"
 #include "shell/InterruptKey.h"
 #include "shell/LineInput.h"
 #include "sql/SqlLexer.h"
@@ -114,8 +116,12 @@ public:
     History() : file_(historyFile()) {
         using_history();
         stifle_history(kHistoryLength);
-        if (!file_.empty()) {
-            read_history(file_.c_str());
+        std::error_code ignored;
+        const bool isThere = !file_.empty() && std::filesystem::file_size(file_, ignored) > 0 && !ignored;
+        if (isThere && read_history(file_.c_str()) != 0) {
+            std::cerr << "warning: the history in " << printable(file_.string())
+                      << " cannot be read; it is left as it is, and nothing is added to it\n";
+            file_.clear();
         }
     }
 
@@ -125,8 +131,11 @@ public:
         }
         std::error_code ignored;
         std::filesystem::create_directories(file_.parent_path(), ignored);
-        write_history(file_.c_str());
         // Statements may hold what is nobody else's business.
+        constexpr mode_t kOthers = 077;
+        const mode_t before = umask(kOthers);
+        write_history(file_.c_str());
+        umask(before);
         std::filesystem::permissions(
             file_, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write, ignored);
     }
