@@ -308,7 +308,7 @@ protected:
                 {"c.table", kHead + "'z'~2\n'a'~1\nbad\n"},
                 {"c.backup", kHead + "'"},
                 {"d.table", "no definition"},
-                {"e.table", kHead + "'torn'~1\n'"},
+                {"e.table", kHead + "'torn'~1\n2"},
                 {"e.backup", kHead + "'torn'~1\n2~2\n"}};
     }
 

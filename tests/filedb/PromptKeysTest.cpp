@@ -47,6 +47,16 @@ TEST_P(PromptKeysTest, ControlCAbandonsTheLineAndTheStatementThatHasBegun) {
     EXPECT_EQ(terminal.shown().find("once more"), std::string::npos) << terminal.shown();
 }
 
+TEST_P(PromptKeysTest, ControlDAbandonsTheStatementThatHasBegun) {
+    TerminalRun terminal({"shell", path()}, environment());
+    terminal.waitFor(kPrompt);
+    terminal.type("delete from rooms\n");
+    terminal.waitFor("   ...> ");
+    terminal.type("\x04");
+    EXPECT_EQ(terminal.exitStatus(), 0);
+    EXPECT_EQ(shell({"select count(*) from rooms"}, {"--mode", "csv"}).out, "count(*)\r\n2\r\n");
+}
+
 TEST_P(PromptKeysTest, ATabulatorInsideOfATextIsAPartOfIt) {
     TerminalRun terminal({"shell", path()}, environment());
     terminal.waitFor(kPrompt);

@@ -474,14 +474,6 @@ std::vector<Damage> interruptedCopyOvers() {
          taken + kFinished + done(2, 0),
          {{"t.table", newText}},
          {{"master_rollback", journal}, {"t.backup", newText}}},
-        {"a working copy that is not whole is not taken",
-         {{"master_rollback", journal}, {"t.table", oldText}, {"t.backup", kNote + "'ne"}},
-         at("t.backup",
-            "set aside: the copy-over of this working copy cannot be finished, for its last line has no line "
-            "feed") +
-             kFinished + done(2, 0),
-         {{"t.table", oldText}},
-         {{"master_rollback", journal}, {"t.backup", kNote + "'ne"}}},
         {"a working copy that lacks only its last line feed, behind a value that may go on",
          {{"master_rollback", journal}, {"t.table", oldText}, {"t.backup", newText + "'b'~2"}},
          takes +
@@ -574,11 +566,11 @@ TEST_F(RepairTest, FinishesATornTableFromAWorkingCopyThatNoJournalLineNames) {
     };
     rows.push_back(
         {"the copy has a value that is not in its stored form",
-         {{"t.table", kNote + "'a'~1\n'"}, {"t.backup", kNote + "'a'~1\n5~2\n"}},
+         {{"t.table", kNote + "'a'~1\n5"}, {"t.backup", kNote + "'a'~1\n5~2\n"}},
          at("t.table", kTakesUnnamed) + at("t.backup:5", "mended: column \"text\": value \"5\"" + kTextForm) +
              at("t.table", "rewritten: 2 records kept, 0 rejected") + at("t.backup", kTaken) + done(2, 0),
          {{"t.table", kNote + "'a'~1\n'5'~2\n"}},
-         {{"t.table", kNote + "'a'~1\n'"}, {"t.backup", kNote + "'a'~1\n5~2\n"}}});
+         {{"t.table", kNote + "'a'~1\n5"}, {"t.backup", kNote + "'a'~1\n5~2\n"}}});
     for (const Damage& row : rows) {
         expectRepair(row);
     }
@@ -654,6 +646,21 @@ TEST_F(RepairTest, LeavesATableAndAWorkingCopyThatNoJournalLineNamesForAPersonTo
     }
 }
 
+TEST_F(RepairTest, KeepsARealThatSixDigitsDoNotSay) {
+    const std::string definition = "r~ROWID\n2~1\n\n";
+    const std::string kept = "100000.001~1\n0.1000000001~2\n2.50000001~3\n3.14159265~4\n2e-45~5\n";
+    plant({{"master_rollback", "0\n"}, {"t.table", definition + kept + "1.50~6\n"}});
+    EXPECT_EQ(0, repair().status);
+    EXPECT_EQ((Files{{"master_rollback", "0\n"}, {"t.table", definition + kept + "1.5~6\n"}}), database());
+}
+
+TEST_F(RepairTest, TakesCarriageReturnsAwayAlsoWhereTheLastLineHasNoEnd) {
+    plant({{"master_rollback", "0\n"}, {"t.table", "text~ROWID\r\n4~1\r\n\r\n'a'~1\r\n'b'~2"}});
+    EXPECT_EQ(3, repair().status);
+    EXPECT_EQ((Files{{"master_rollback", "0\n"}, {"t.table", kNote + "'a'~1\n"}}), database());
+    EXPECT_EQ("5\t'b'~2", filesIn("db_filedb.repair-1").at("t.rejects"));
+}
+
 TEST_F(RepairTest, LeavesTheDecisionOnADamagedWorkingCopyThatHasFurtherRecords) {
     const std::string oldText = kNote + "'old'~1\n";
     const std::string newText = kNote + "'new'~1\n'more'~2\n";
@@ -661,6 +668,7 @@ TEST_F(RepairTest, LeavesTheDecisionOnADamagedWorkingCopyThatHasFurtherRecords) 
     const std::vector<Decision> rows = {
         {"cut in its last record, the table is as it was", oldText, newText + "'mo", oldText, newText,
          noLineFeed},
+        {"cut in its first record", oldText, kNote + "'ne", oldText, kNote, noLineFeed},
         {"cut in its last record, the table is torn", kNote + "'new'~1\n'm", newText + "'mo",
          kNote + "'new'~1\n", newText, noLineFeed},
         {"cut in its last record, the table is missing", std::nullopt, newText + "'mo", std::nullopt, newText,

@@ -180,6 +180,23 @@ TEST_F(RestoreTest, UndoesNoCommitThatTheRepairHasFinishedWithoutAJournalLine) {
     EXPECT_EQ(kNote + "'a'~1\n", table());
 }
 
+TEST_F(RestoreTest, TellsOfLinesThatNobodyHasCorrectedYet) {
+    ASSERT_NO_FATAL_FAILURE(plantAndRepair({{"t.table", kNote + "'a'~1\nzz\n'b~2\n'c'~0\n"}}, 3));
+    const ProgramResult result = restore();
+    EXPECT_EQ(1, result.status);
+    EXPECT_THAT(result.out, ::testing::StartsWith(kAside + "t.rejects:1: not taken: too few fields"));
+    EXPECT_THAT(result.out, ::testing::EndsWith("0 tables, 0 rows taken back; 3 not taken, see above\n"));
+}
+
+TEST_F(RestoreTest, TakesBackACorrectedTableThatACommitWasNotFinishedFor) {
+    const std::string broken = "text~ROWID\n9~1\n\n'a'~1\n";
+    plant({{"master_rollback", "1\n\x01~t\n"}, {"t.table", broken}});
+    ASSERT_EQ(3, repair().status);
+    correct("t.table", kNote + "'a'~1\n");
+    EXPECT_EQ(0, restore().status);
+    EXPECT_EQ(kNote + "'a'~1\n", table());
+}
+
 TEST_F(RestoreTest, TakesNothingFromWhatIsNoFile) {
     plant("master_rollback", "0\n");
     fs::create_symlink("/nowhere/at/all", path("l.table"));

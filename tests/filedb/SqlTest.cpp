@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -220,6 +221,97 @@ TEST_F(SqlTest, OfNamesThatDifferInCaseTheFirstIsShown) {
                        "warning: column name of table Rooms differs from another in case only; statements "
                        "mean the other, --raw reaches it\n"}));
     EXPECT_EQ(shell({"SELECT name FROM rooms WHERE floor = 2;"}, {"--raw"}).out, "name\n-----\nattic\n");
+}
+
+TEST_F(SqlTest, ADamagedTableIsNeitherDroppedNorChangedByRawStatements) {
+    const std::string damaged = readFile(tableFile("rooms")) + "'cell~1~NULL~9\n";
+    for (const auto& [statement, options] :
+         {std::pair<std::string, std::vector<std::string>>{"drop table rooms", {}},
+          {"DROP TABLE rooms;", {"--raw"}},
+          {"DELETE FROM rooms WHERE floor = 2;", {"--raw"}},
+          {"UPDATE rooms SET name = 'x' WHERE floor = 2;", {"--raw"}},
+          {"INSERT INTO rooms(name, floor) VALUES ('x', 1);", {"--raw"}}}) {
+        SCOPED_TRACE(statement);
+        writeFile(tableFile("rooms"), damaged);
+        const ProgramResult result = shell({statement}, options);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_NE(result.err.find("table rooms is damaged, and a change would make that final"),
+                  std::string::npos)
+            << result.err;
+        EXPECT_EQ(readFile(tableFile("rooms")), damaged);
+    }
+    EXPECT_EQ(shell({"DELETE FROM rooms WHERE floor = 2;"}, {"--raw", "--force"}).status, 0);
+    writeFile(tableFile("rooms"), damaged);
+    EXPECT_NE(shell({"SELECT name FROM rooms;"}, {"--raw"}).err.find("warning: table rooms is damaged"),
+              std::string::npos);
+}
+
+TEST_F(SqlTest, WhatAnInterruptedCommitLeftIsNotLostByOpening) {
+    const std::string old = readFile(tableFile("rooms"));
+    const std::string copy = old + "'shed'~1~NULL~9\n";
+    for (const std::string journal : {"1\n\x01~rooms\n", "0\n"}) {
+        SCOPED_TRACE(journal);
+        writeFile(directory() + "/rooms.backup", copy);
+        writeFile(directory() + "/master_rollback", journal);
+        const Files before = readFiles(directory());
+        const ProgramResult refused = shell({"insert into rooms (name) values ('x')"});
+        EXPECT_EQ(refused,
+                  (ProgramResult{2, "",
+                                 "filedb shell: " + directory() +
+                                     "/rooms.backup: a commit was interrupted, and opening the database for "
+                                     "changes would lose what it left; run filedb repair first, or give "
+                                     "--force\n"}));
+        EXPECT_EQ(readFiles(directory()), before);
+        const ProgramResult looked = shell({"select count(*) from rooms"}, {"--read-only"});
+        EXPECT_EQ(looked.status, 0);
+        EXPECT_EQ(
+            looked.err,
+            "warning: table rooms is damaged: rooms.backup: left by a commit that was interrupted, may hold "
+            "newer rows; run filedb check\n");
+        EXPECT_EQ(readFiles(directory()), before);
+    }
+    EXPECT_EQ(shell({"select 1"}, {"--force"}).status, 0);
+}
+
+TEST_F(SqlTest, ACommitThatTheOpeningFinishesIsFinished) {
+    const std::string copy = readFile(tableFile("rooms")) + "'shed'~1~NULL~9\n";
+    writeFile(directory() + "/rooms.backup", copy);
+    writeFile(directory() + "/master_rollback", "0\n3~rooms\n");
+    EXPECT_EQ(shell({"select count(*) from rooms where name = 'shed'"}, {"--mode", "csv"}).out,
+              "count(*)\r\n1\r\n");
+    EXPECT_EQ(readFile(tableFile("rooms")), copy);
+}
+
+TEST_F(SqlTest, NothingIsPrintedIntoTheDatabaseWhenAStandardStreamIsClosed) {
+    const Files before = readFiles(directory());
+    for (const std::string closed : {"<&-", ">&-", "2>&-", "<&- >&- 2>&-"}) {
+        SCOPED_TRACE(closed);
+        const std::string command = std::string("'") + FILEDB_PROGRAM + "' shell '" + path() +
+                                    "' -c 'select 1' -c 'select nope' " + closed;
+        EXPECT_NE(std::system(command.c_str()), -1);
+        EXPECT_EQ(readFiles(directory()), before);
+    }
+}
+
+TEST_F(SqlTest, ATableIsDroppedByTheNameThatMeansItElsewhere) {
+    prepare({"create table Rooms (Name text)"});
+    EXPECT_EQ(
+        shell({"drop table rooms"}),
+        (ProgramResult{1, "",
+                       "error: table rooms differs from Rooms in case only, and statements mean the latter; "
+                       "name that one, or drop this one with --raw\n"}));
+    EXPECT_EQ(shell({"drop table Rooms"}).status, 0);
+    EXPECT_EQ(shell({"drop table rooms"}).status, 0);
+}
+
+TEST_F(SqlTest, ANumberBeyondAllIntegersIsRefused) {
+    prepare({"create table big (x integer)", "insert into big values (9223372036854775807)"});
+    EXPECT_EQ(
+        shell({"update big set x = x + 1"}),
+        (ProgramResult{1, "",
+                       "error: column x is INTEGER: \"9223372036854775808\" is not a whole number of 64 "
+                       "bits\n"}));
+    EXPECT_EQ(shell({"create table temp (a text)", "create table \"index\" (a text)"}).status, 0);
 }
 
 TEST_F(SqlTest, ANameThatSqliteKeepsForItselfIsReachedByRawStatements) {

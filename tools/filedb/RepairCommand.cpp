@@ -57,7 +57,12 @@ int repair(const Options& options) {
     argument.requireDirectory();
     const std::string& directory = argument.directory();
     DirectoryRepair repair(directory, options.dryRun, std::cout, options.aside);
-    repair.run();
+    try {
+        repair.run();
+    } catch (const Trouble&) {
+        repair.countRemoved(options.path);
+        throw;
+    }
     bool isSound = !repair.leavesDecision();
     if (!options.dryRun) {
         const DirectoryExamination after(Snapshot::ofLocked(directory));

@@ -64,8 +64,8 @@ int runShell(const Options& options) {
     const bool isPrompt = !hasTexts && isAtTerminal();
     Session session(PathArgument(options.path),
                     options.readOnly ? Session::Access::kLook : Session::Access::kChangeOrCreate,
+                    options.force ? Session::Damage::kAccepted : Session::Damage::kRefusedUnlessForced,
                     options.raw ? Session::LongLines::kStored : Session::LongLines::kRefused);
-    session.setDamage(options.force ? Session::Damage::kAccepted : Session::Damage::kRefusedUnlessForced);
     const ResultView view(isPrompt, options.wide ? CellWidth::kWhole : CellWidth::kFitting);
     Shell shell(session, {modeOf(options.mode), options.raw, isPrompt, view});
     for (const std::string& text : options.texts) {

@@ -1,5 +1,8 @@
 // filedb: looks into, queries, checks and repairs a database of text files from a terminal.
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <clocale>
 #include <csignal>
@@ -61,14 +64,30 @@ int run(int argc, char** argv) {
             std::cerr << "filedb: " << unknown << '\n';
             return kTrouble;
         }
-        return app.exit(error) == 0 ? kDone : kTrouble;
+        const bool isHelp = app.exit(error) == 0;
+        return isHelp && std::cout.flush() ? kDone : kTrouble;
     }
     return status;
+}
+
+// A file that is opened while one of them is closed would take its place, and what is printed would go into
+// it. What stands there now makes reading, or writing, fail.
+bool occupyStandardStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        const bool isClosed = fcntl(stream, F_GETFD) < 0;
+        if (isClosed && open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY) != stream) {
+            return false;
+        }
+    }
+    return true;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (!occupyStandardStreams()) {
+        return Kalt::Vemo::Tool::kTrouble;
+    }
     // A reader that leaves early makes a write fail, which every command looks at when its work is done: what
     // is being changed is not left in the middle.
     static_cast<void>(std::signal(SIGPIPE, SIG_IGN));

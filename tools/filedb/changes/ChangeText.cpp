@@ -21,6 +21,12 @@ bool isAdded(const Change& change) {
            change.kind == Change::Kind::kLineAdded;
 }
 
+// A number as INTEGER values are shown, signed.
+std::string shownRowId(const Change& change) {
+    const bool isNumber = change.rowId.find_first_not_of("0123456789") == std::string::npos;
+    return isNumber ? shownValue({"", Column::Type::kInteger, false, false}, change.rowId) : change.rowId;
+}
+
 // ---- For people
 
 // A quoted number in an INTEGER column stays what it is, a text.
@@ -43,7 +49,7 @@ std::string rowLine(const Change& change) {
                     lineValue(column, (*change.after)[i]);
         }
     }
-    return printable(change.rowId) + text;
+    return printable(shownRowId(change)) + text;
 }
 
 // ---- For programs
@@ -98,8 +104,9 @@ const char* wordFor(Change::Kind kind) {
 }
 
 Json rowId(const Change& change) {
+    const std::string shown = shownRowId(change);
     const bool isNumber = change.rowId.find_first_not_of("0123456789") == std::string::npos;
-    return isNumber && Json::accept(change.rowId) ? Json::parse(change.rowId) : jsonText(change.rowId);
+    return isNumber && Json::accept(shown) ? Json::parse(shown) : jsonText(change.rowId);
 }
 
 }  // namespace

@@ -46,8 +46,16 @@ AsideDirectory::AsideDirectory(const std::string& database, const std::string& k
                                const std::string& parent)
     : database_(database), parent_(parent), base_(baseOf(database, kind, parent)), path_(nextPath()) {
     std::error_code ignored;
-    if (!parent.empty() && std::filesystem::equivalent(parent, database, ignored)) {
-        throw Trouble(parent + " is the database itself; name another directory for what is set aside");
+    const std::filesystem::path inside = std::filesystem::weakly_canonical(parent, ignored);
+    for (std::filesystem::path above = parent.empty() ? "" : inside; !above.empty();
+         above = above.parent_path()) {
+        if (std::filesystem::equivalent(above, database, ignored)) {
+            throw Trouble(parent + " is " + (above == inside ? "" : "in ") +
+                          "the database itself; name another directory for what is set aside");
+        }
+        if (above == above.root_path()) {
+            break;
+        }
     }
 }
 

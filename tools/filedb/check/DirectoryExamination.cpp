@@ -34,21 +34,41 @@ const char* describeAge(const RawFile& copy, const RawFile& content) {
     return age(copy) > age(content) ? "newer than the table" : "older than the table";
 }
 
-// Whether the table is what a stopped copy-over leaves: a beginning of the working copy, and what else was
-// there before. A copy-over never changes a definition, and an empty table is one that was just made.
+// Whether the table is what a stopped copy-over leaves: a beginning of the working copy, and the end of what
+// was there before. A copy-over never changes a definition, and an empty table is one that was just made.
 bool isTorn(const TableExamination& table, const TableExamination& copy) {
     if (table.isSound() || table.hasForeignForm()) {
         return false;
     }
-    if (table.hasSoundDefinition()) {
-        return table.definition() == copy.definition();
-    }
-    return table.text().empty() || table.text().front() == copy.text().front();
+    // What has not reached the disk is NUL bytes.
+    const std::string_view text(table.text());
+    const std::string_view written = text.substr(0, text.find_last_not_of('\0') + 1);
+    const bool isBeginning = std::string_view(copy.text()).substr(0, written.size()) == written &&
+                             (text.empty() || !written.empty());
+    return isBeginning || (table.hasSoundDefinition() && table.definition() == copy.definition() &&
+                           (text.size() > written.size() || text.back() == '\n'));
 }
 
+std::vector<TableLine> recordLines(const TableExamination& table) {
+    std::vector<TableLine> lines = TableLines::of(table.text()).lines;
+    constexpr std::size_t kDefinitionLines = 3;
+    lines.erase(lines.begin(),
+                lines.begin() + static_cast<std::ptrdiff_t>(std::min(lines.size(), kDefinitionLines)));
+    return lines;
+}
+
+// Whether the working copy has a record, or the beginning of one, that the table has not.
 bool hasFurtherRecords(const DirectoryExamination::Table& files) {
-    static const TableExamination none("", "");
-    return files.copy->hasRecordsBeyond(files.content == nullptr ? none : *files.content);
+    const std::vector<TableLine> known =
+        files.content == nullptr ? std::vector<TableLine>() : recordLines(*files.content);
+    const std::vector<TableLine> lines = recordLines(*files.copy);
+    return std::any_of(lines.begin(), lines.end(), [&known](const TableLine& line) {
+        const std::string_view text = line.text.substr(0, line.text.find('\0'));
+        const bool isWhole = line.hasLineFeed && text.size() == line.text.size();
+        return !text.empty() && std::none_of(known.begin(), known.end(), [&](const TableLine& other) {
+            return isWhole ? other.text == text : other.text.substr(0, text.size()) == text;
+        });
+    });
 }
 
 }  // namespace
@@ -78,6 +98,18 @@ std::size_t DirectoryExamination::errorCount() const {
     return static_cast<std::size_t>(
         std::count_if(findings_.begin(), findings_.end(),
                       [](const Finding& finding) { return finding.severity == Finding::Severity::kError; }));
+}
+
+std::set<std::string> DirectoryExamination::unfinishedTables() const {
+    std::set<std::string> result;
+    for (const auto& [table, files] : tables_) {
+        // The start itself finishes what a line behind state "0" tells of.
+        const bool isFinishedAtInit = !journal_->isCopying() && journal_->entries().count(table) > 0;
+        if (isLeft(files.copyUse) || (files.copyUse == CopyUse::kFinish && !isFinishedAtInit)) {
+            result.insert(table);
+        }
+    }
+    return result;
 }
 
 void DirectoryExamination::examineEntry(const Snapshot& snapshot, const std::string& name, Findings& found) {

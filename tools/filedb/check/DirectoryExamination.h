@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -52,6 +53,9 @@ public:
 
     const RawFile& journalFile() const { return journalFile_; }
     const JournalExamination& journal() const { return *journal_; }
+
+    /// The tables whose working copy may hold newer rows, which a start of the engine would not bring back.
+    std::set<std::string> unfinishedTables() const;
 
     /// The tables and working copies whose names a statement can have made.
     const std::map<std::string, Table>& tables() const { return tables_; }

@@ -122,8 +122,10 @@ std::optional<std::string> DirectoryRestore::read(const std::string& name) {
 // The journal that was set aside tells it; where no journal line named the working copy any more, the table
 // that equals it does.
 bool DirectoryRestore::isWhatACommitReplaced(const std::string& table) const {
-    if (journal_.isCopying() && journal_.entries().count(table) > 0) {
-        return true;
+    const auto entry = journal_.entries().find(table);
+    if (journal_.isCopying() && entry != journal_.entries().end()) {
+        // A table with a broken definition was set aside, and no commit took its place.
+        return entry->second.operation == Operation::dropTable || liveText(table);
     }
     const std::string name = table + kBackupSuffix;
     const TableExamination copy(name, RawFile::read(source_ + "/" + name).text);
@@ -290,7 +292,7 @@ void DirectoryRestore::addLines(const std::string& table, const std::string& nam
         if (reason == reasons.end()) {
             say(place, "taken back");
             ++taken;
-        } else if (present.count(stored) == 0) {
+        } else if (stored.empty() || present.count(stored) == 0) {
             refuse(place, reason->second + "; correct it there");
         }
     }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <limits>
-#include <unordered_set>
 
 #include "Comparison.h"
 #include "FileUtils.h"
@@ -81,15 +80,6 @@ bool TableExamination::lacksOnlyLineFeed() const {
 std::string TableExamination::definition() const {
     return FileUtils::recordLine(names_) + FileUtils::recordLine(flagTexts_) +
            FileUtils::recordLine(keyNames_);
-}
-
-bool TableExamination::hasRecordsBeyond(const TableExamination& other) const {
-    std::unordered_set<std::string_view> lines;
-    for (const Record& record : other.records_) {
-        lines.insert(record.line);
-    }
-    return std::any_of(records_.begin(), records_.end(),
-                       [&](const Record& record) { return lines.count(record.line) == 0; });
 }
 
 std::string TableExamination::mendedText() const {

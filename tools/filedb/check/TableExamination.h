@@ -61,9 +61,6 @@ public:
     const std::vector<Reject>& rejects() const { return rejects_; }
     const Findings& mends() const { return mends_; }
 
-    /// Whether a record that can be kept is none of those that `other` can keep.
-    bool hasRecordsBeyond(const TableExamination& other) const;
-
     /// The whole file with what can be kept. Requires: hasSoundDefinition().
     std::string mendedText() const;
 

@@ -77,14 +77,19 @@ TableLines TableLines::of(std::string_view text) {
         text.remove_prefix(kByteOrderMark.size());
     }
     result.lines = cut(text);
+    const auto endsInReturn = [](const TableLine& line) {
+        return !line.text.empty() && line.text.back() == '\r';
+    };
     result.hasCarriageReturns =
-        !result.lines.empty() &&
+        !result.lines.empty() && endsInReturn(result.lines.front()) &&
         std::all_of(result.lines.begin(), result.lines.end(),
-                    [](const TableLine& line) { return !line.text.empty() && line.text.back() == '\r'; });
+                    [&](const TableLine& line) { return endsInReturn(line) || !line.hasLineFeed; });
     if (result.hasCarriageReturns) {
         for (TableLine& line : result.lines) {
-            line.text.remove_suffix(1);
-            line.hasLineFeed = true;  // a last line that ends in the carriage return has all that counts
+            if (endsInReturn(line)) {
+                line.text.remove_suffix(1);
+                line.hasLineFeed = true;  // a last line that ends in the carriage return has all that counts
+            }
         }
     }
     return result;

@@ -5,15 +5,14 @@
 #include <cstdint>
 #include <optional>
 
-#include "StringConversion.h"
 #include "TableFormat.h"
 #include "Utils.h"
+#include "sql/Literals.h"
 #include "sql/StoredForm.h"
 
 namespace Kalt::Vemo::Tool {
 
 using namespace Core::Database::Filedb;
-using Platform::StringConversion;
 
 namespace {
 
@@ -112,8 +111,8 @@ ValueForm realForm(const std::string& value) {
     }
     const std::string text = withoutBlanks(Utils::removeSingleQuote(value));
     const std::optional<std::string> stored = storedForm(kRealFlag, text);
-    const bool isSame = stored && StringConversion::stringToFloat(*stored) ==
-                                      StringConversion::stringToFloat(Utils::removeSingleQuote(value));
+    // The engine compares in single precision, other readers do not.
+    const bool isSame = stored && realNumber(*stored) == realNumber(text);
     return isSame ? ValueForm{Kind::kMended, *stored} : ValueForm{Kind::kReadable, value};
 }
 

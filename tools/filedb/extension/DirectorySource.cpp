@@ -144,8 +144,7 @@ void DirectorySource::changesBegin() {
         throw Trouble(path_.directory() +
                       ": another connection of this program is changing it; end its transaction first");
     }
-    writer_ = std::make_unique<Session>(path_, Session::Access::kChange);
-    writer_->setDamage(Session::Damage::kRefused);
+    writer_ = std::make_unique<Session>(path_, Session::Access::kChange, Session::Damage::kRefused);
     directoriesBeingChanged().insert(name);
     changedName_ = std::move(name);
 }

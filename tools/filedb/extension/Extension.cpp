@@ -148,6 +148,12 @@ std::vector<std::string> shownTables(DirectorySource& source) {
             sqlite3_log(SQLITE_WARNING, "%s", error.what());
             continue;
         }
+        if (upperCase(table).rfind("SQLITE_", 0) == 0) {
+            sqlite3_log(SQLITE_WARNING,
+                        "table %s is not shown: names that begin with sqlite_ are SQLite's own",
+                        table.c_str());
+            continue;
+        }
         const auto [found, isFirst] = shown.emplace(upperCase(table), table);
         if (!isFirst) {
             sqlite3_log(SQLITE_WARNING, "table %s differs from %s in case only and is not shown",

@@ -21,7 +21,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr auto kPatience = std::chrono::seconds(3);
-constexpr auto kPause = std::chrono::milliseconds(5);  // while a commit is under way
+constexpr auto kStatement = std::chrono::milliseconds(500);  // a single one is over by then
+constexpr auto kPause = std::chrono::milliseconds(5);        // while a commit is under way
 
 bool isSame(const RawFile& a, const RawFile& b) {
     const auto told = [](const RawFile& file) {
@@ -59,14 +60,16 @@ Snapshot Snapshot::ofLocked(const std::string& directory) {
 }
 
 Snapshot Snapshot::ofLive(const std::string& directory) {
-    const auto end = Clock::now() + kPatience;
+    const auto start = Clock::now();
     const std::string journal = directory + "/" + kJournalName;
     Snapshot last(directory);
     for (;;) {
         Snapshot next(directory);
-        const bool isLate = Clock::now() >= end;
+        const auto waited = Clock::now() - start;
+        const bool isLate = waited >= kPatience;
         const bool isAtRest = next == last;
-        if (isAtRest && (isLate || !next.isCopyingOver() || !isJournalInUse(journal))) {
+        const bool isBusy = next.isCopyingOver() || (waited < kStatement && next.hasWorkingCopy());
+        if (isAtRest && (isLate || !isBusy || !isJournalInUse(journal))) {
             return next;
         }
         if (isLate) {
@@ -99,6 +102,13 @@ bool Snapshot::operator==(const Snapshot& other) const {
            std::equal(files_.begin(), files_.end(), other.files_.begin(), [](const auto& a, const auto& b) {
                return a.first == b.first && isSame(a.second, b.second);
            });
+}
+
+// A statement is being run, or a transaction is open.
+bool Snapshot::hasWorkingCopy() const {
+    return std::any_of(files_.begin(), files_.end(), [](const auto& file) {
+        return EntryName::of(file.first).kind == EntryName::Kind::kCopy;
+    });
 }
 
 // A commit is under way: some tables are new by now and others still old.

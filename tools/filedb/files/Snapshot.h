@@ -19,8 +19,8 @@ public:
     using Files = std::map<std::string, RawFile>;
 
     /// Reads until two readings in a row give the same. While a process that has the database open copies
-    /// working copies over their tables, it waits for the end of that; a commit that was interrupted for
-    /// good is taken as it stands.
+    /// working copies over their tables, it waits for the end of that, and for half a second for that of a
+    /// statement; a commit that was interrupted for good is taken as it stands.
     ///
     /// Throws: Trouble when the directory cannot be read, or does not come to rest.
     static Snapshot ofLive(const std::string& directory);
@@ -48,6 +48,7 @@ public:
 private:
     explicit Snapshot(const std::string& directory);
     bool isCopyingOver() const;
+    bool hasWorkingCopy() const;
 
     std::vector<std::string> names_;
     Files files_;

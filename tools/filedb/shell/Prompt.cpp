@@ -37,6 +37,7 @@ public:
                     interrupt(line.text);
                     break;
                 case LineInput::End::kEndOfInput:
+                    shell_.abandonStatement();
                     isLeft_ = true;
                     break;
             }

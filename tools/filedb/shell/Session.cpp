@@ -10,13 +10,16 @@
 #include "DatabaseException.h"
 #include "EngineAccess.h"
 #include "FileUtils.h"
+#include "Journal.h"
 #include "SqlText.h"
 #include "TableMetaData.h"
 #include "Utils.h"
+#include "check/DirectoryExamination.h"
 #include "check/FindingsReport.h"
 #include "check/TableExamination.h"
 #include "console/Printable.h"
 #include "files/RawFile.h"
+#include "files/Snapshot.h"
 #include "sql/Literals.h"
 #include "sql/SqlLexer.h"
 #include "sql/StoredForm.h"
@@ -92,8 +95,9 @@ constexpr std::size_t kKeptBytes = 64U << 20U;
 
 }  // namespace
 
-Session::Session(const PathArgument& path, Access access, LongLines longLines)
+Session::Session(const PathArgument& path, Access access, Damage damage, LongLines longLines)
     : access_(access),
+      damage_(damage),
       path_(path),
       namedDirectory_(path.directory()),
       database_(longLines == LongLines::kStored ? nullptr : requireLineFits) {
@@ -101,6 +105,7 @@ Session::Session(const PathArgument& path, Access access, LongLines longLines)
     if (access == Access::kLook) {
         path.requireDirectory();
         copy_.emplace(path);
+        heedUnfinishedCommit(copy_->path().directory());
         open(copy_->path().base());
         return;
     }
@@ -108,7 +113,34 @@ Session::Session(const PathArgument& path, Access access, LongLines longLines)
     if (access == Access::kChange || std::filesystem::is_directory(namedDirectory_, ignored)) {
         path.requireDirectory();
         use_.emplace(namedDirectory_);
+        heedUnfinishedCommit(namedDirectory_);
+        use_->announce();  // the journal was read
         open(path.base());
+    }
+}
+
+// The engine's start forgets which working copies were to be copied over their tables.
+void Session::heedUnfinishedCommit(const std::string& directory) {
+    const std::string journal = RawFile::read(pathIn(directory, kJournalName)).text;
+    if (journal.rfind(kCopyingState, 0) != 0 && tableNames(directory, kBackupSuffix).empty()) {
+        return;
+    }
+    const DirectoryExamination examination(Snapshot::ofLocked(directory));
+    const std::set<std::string> tables = examination.unfinishedTables();
+    if (access_ == Access::kLook) {
+        for (const std::string& table : tables) {
+            damages_[table] =
+                table + kBackupSuffix + ": left by a commit that was interrupted, may hold newer rows";
+        }
+        return;
+    }
+    if (damage_ != Damage::kAccepted && (!tables.empty() || examination.journal().isCopying())) {
+        const std::string name = tables.empty() ? kJournalName : *tables.begin() + kBackupSuffix;
+        throw Trouble(
+            pathIn(namedDirectory_, name) +
+            ": a commit was interrupted, and opening the database for changes would lose what it left; "
+            "run filedb repair first" +
+            optionToForce());
     }
 }
 
@@ -231,8 +263,7 @@ void Session::requireChangeable(const std::string& table) {
     requireChangesAllowed();
     if (damage_ != Damage::kAccepted && !damageOf(table).empty()) {
         throw Failure("table " + table + " is damaged, and a change would make that final: " +
-                      damageOf(table) + "; run filedb repair first" +
-                      (damage_ == Damage::kRefusedUnlessForced ? ", or give --force" : ""));
+                      damageOf(table) + "; run filedb repair first" + optionToForce());
     }
 }
 

@@ -36,7 +36,8 @@ public:
         kChangeOrCreate  ///< a CREATE TABLE makes the database when it is missing
     };
 
-    /// What becomes of a change of a table whose file is damaged.
+    /// What becomes of a change of a table whose file is damaged, and of a database that lacks the end of an
+    /// interrupted commit: to open that for changes is a change.
     enum class Damage {
         kRefused,              ///< it fails: afterwards nobody could tell what had been there
         kRefusedUnlessForced,  ///< the same, and the error names the option that accepts it
@@ -50,9 +51,8 @@ public:
     };
 
     /// Throws: Trouble when there is no database, or it cannot be opened.
-    Session(const PathArgument& path, Access access, LongLines longLines = LongLines::kRefused);
-
-    void setDamage(Damage damage) { damage_ = damage; }
+    Session(const PathArgument& path, Access access, Damage damage = Damage::kAccepted,
+            LongLines longLines = LongLines::kRefused);
 
     /// Opens the database that was missing before; `mayMake` says whether it is made. Throws: NoDatabase,
     /// Trouble.
@@ -100,12 +100,16 @@ private:
     auto reporting(Action action);
     ResultSet query(const EngineStatement& statement);
     void requireChangesAllowed() const;
+    void heedUnfinishedCommit(const std::string& directory);
+    const char* optionToForce() const {
+        return damage_ == Damage::kRefusedUnlessForced ? ", or give --force" : "";
+    }
     std::string workingCopyOf(const std::string& table) const;
     void endTransaction(bool (Core::Database::Transaction::*end)(), const char* failure);
 
     LogListener log_;
     Access access_;
-    Damage damage_ = Damage::kAccepted;
+    Damage damage_;
     PathArgument path_;
     std::optional<ReadOnlyCopy> copy_;
     std::optional<DirectoryUse> use_;  // of a database that may be changed

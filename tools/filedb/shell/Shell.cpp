@@ -74,6 +74,22 @@ bool isOn(const std::string& command, const std::string& word) {
     return word == "on";
 }
 
+// What stands behind the first word that announces a table's name.
+std::string tableNamedIn(const std::string& statement) {
+    constexpr const char* kLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
+    bool isAnnounced = false;
+    for (std::size_t begin = 0; (begin = statement.find_first_of(kLetters, begin)) != std::string::npos;) {
+        const std::size_t end = std::min(statement.find_first_not_of(kLetters, begin), statement.size());
+        const std::string word = statement.substr(begin, end - begin);
+        if (isAnnounced) {
+            return word;
+        }
+        isAnnounced = word == "UPDATE" || word == "INTO" || word == "FROM" || word == "TABLE";
+        begin = end;
+    }
+    return "";
+}
+
 }  // namespace
 
 void Shell::reportError(const std::string& mark, const std::exception& error) {
@@ -182,6 +198,13 @@ bool Shell::runRaw(const std::string& text) {
         return false;
     }
     session_.requireOpen(word == "CREATE");
+    const std::string table = tableNamedIn(text);
+    if (session_.exists(table) && word == "SELECT") {
+        connection_.warn(session_.damageWarning(table));
+        printWarnings();
+    } else if (session_.exists(table) && word != "CREATE") {
+        session_.requireChangeable(table);
+    }
     const ResultSet result = session_.runRaw(withoutBlanksAtStart(text));
     connection_.forget();
     if (!result.columns.empty()) {

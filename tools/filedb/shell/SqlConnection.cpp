@@ -39,7 +39,7 @@ bool isOneOf(const std::string& word, std::initializer_list<const char*> words) 
 
 // What SQLite would make in its own database in memory, where it would be lost.
 void refuseForeignCreation(const std::vector<std::string>& words) {
-    if (words.empty() || words.front() != "CREATE") {
+    if (words.size() < 2 || words[0] != "CREATE" || words[1] == "TABLE") {
         return;
     }
     for (const auto& [word, noun] :
@@ -96,7 +96,7 @@ std::vector<std::string> SqlConnection::takeWarnings() {
 }
 
 void SqlConnection::warn(const std::string& warning) {
-    if (warned_.insert(warning).second) {
+    if (!warning.empty() && warned_.insert(warning).second) {
         warnings_.push_back(warning);
     }
 }
@@ -159,9 +159,26 @@ bool SqlConnection::runDefinition(const std::string& statement) {
     const EngineStatement definition =
         definitionStatement(statement, [this](const std::string& table) { return session_.exists(table); });
     session_.requireOpen(!definition.isDrop);
+    if (definition.isDrop) {
+        requireDroppable(definition.table);
+    }
     session_.run(definition);
     forget();
     return true;
+}
+
+// Names mean the tables that they mean in other statements.
+void SqlConnection::requireDroppable(const std::string& table) {
+    for (const std::string& other : session_.tables()) {
+        if (upperCase(other) == upperCase(table) && other < table) {
+            throw Failure(
+                "table " + table + " differs from " + other +
+                " in case only, and statements mean the latter; name that one, or drop this one with --raw");
+        }
+    }
+    if (session_.exists(table)) {
+        session_.requireChangeable(table);
+    }
 }
 
 // ---- Statements that are SQLite's
@@ -252,10 +269,7 @@ std::string SqlConnection::describeChanges() const {
 
 void SqlConnection::warnOfDamage() {
     for (const std::string& table : read_) {
-        const std::string warning = session_.damageWarning(table);
-        if (!warning.empty()) {
-            warn(warning);
-        }
+        warn(session_.damageWarning(table));
     }
 }
 

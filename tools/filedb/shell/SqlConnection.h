@@ -42,10 +42,14 @@ public:
     /// What a person should know of the statements since the last call, whether they failed or not.
     std::vector<std::string> takeWarnings();
 
+    /// Adds one, unless it is empty or was there before.
+    void warn(const std::string& warning);
+
 private:
     bool runTransactionStatement(const std::string& statement);
     void commit();
     bool runDefinition(const std::string& statement);
+    void requireDroppable(const std::string& table);
     StatementOutcome runInSqlite(const std::string& statement);
     StatementOutcome step(sqlite3_stmt* prepared);
     std::string describeChanges() const;
@@ -55,7 +59,6 @@ private:
     std::unique_ptr<VirtualTable> makeTable(const std::string& table);
     void execute(const std::string& statement);
     [[noreturn]] void raise();
-    void warn(const std::string& warning);
     void warnOfDamage();
     void warnOfRounding();
     int authorize(int action, const char* first, const char* second);

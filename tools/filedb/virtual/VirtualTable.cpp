@@ -38,6 +38,10 @@ Literal literalOf(const Column& column, sqlite3_value* value) {
                 std::abs(number) < kBeyondInteger) {
                 return {Literal::Kind::kNumber, std::to_string(static_cast<std::int64_t>(number))};
             }
+            if (column.type == Column::Type::kInteger) {
+                throw Failure("column " + column.name + " is INTEGER: \"" + shortestDigits(number) +
+                              "\" is not a whole number of 64 bits");
+            }
             if (column.type != Column::Type::kText) {
                 return {Literal::Kind::kNumber, shortestDigits(number)};
             }
