@@ -80,7 +80,7 @@ std::string tableNamedIn(const std::string& statement) {
     bool isAnnounced = false;
     for (std::size_t begin = 0; (begin = statement.find_first_of(kLetters, begin)) != std::string::npos;) {
         const std::size_t end = std::min(statement.find_first_not_of(kLetters, begin), statement.size());
-        const std::string word = statement.substr(begin, end - begin);
+        std::string word = statement.substr(begin, end - begin);
         if (isAnnounced) {
             return word;
         }

@@ -169,12 +169,14 @@ bool SqlConnection::runDefinition(const std::string& statement) {
 
 // Names mean the tables that they mean in other statements.
 void SqlConnection::requireDroppable(const std::string& table) {
-    for (const std::string& other : session_.tables()) {
-        if (upperCase(other) == upperCase(table) && other < table) {
-            throw Failure(
-                "table " + table + " differs from " + other +
-                " in case only, and statements mean the latter; name that one, or drop this one with --raw");
-        }
+    const std::vector<std::string> tables = session_.tables();
+    const auto other = std::find_if(tables.begin(), tables.end(), [&table](const std::string& each) {
+        return upperCase(each) == upperCase(table) && each < table;
+    });
+    if (other != tables.end()) {
+        throw Failure(
+            "table " + table + " differs from " + *other +
+            " in case only, and statements mean the latter; name that one, or drop this one with --raw");
     }
     if (session_.exists(table)) {
         session_.requireChangeable(table);
