@@ -49,6 +49,7 @@ bool isTorn(const TableExamination& table, const TableExamination& copy) {
                            (text.size() > written.size() || text.back() == '\n'));
 }
 
+// The lines are views into the table's text.
 std::vector<TableLine> recordLines(const TableExamination& table) {
     std::vector<TableLine> lines = TableLines::of(table.text()).lines;
     constexpr std::size_t kDefinitionLines = 3;
@@ -59,15 +60,20 @@ std::vector<TableLine> recordLines(const TableExamination& table) {
 
 // Whether the working copy has a record, or the beginning of one, that the table has not.
 bool hasFurtherRecords(const DirectoryExamination::Table& files) {
-    const std::vector<TableLine> known =
-        files.content == nullptr ? std::vector<TableLine>() : recordLines(*files.content);
+    std::set<std::string_view> known;
+    if (files.content != nullptr) {
+        for (const TableLine& line : recordLines(*files.content)) {
+            known.insert(line.text);
+        }
+    }
     const std::vector<TableLine> lines = recordLines(*files.copy);
     return std::any_of(lines.begin(), lines.end(), [&known](const TableLine& line) {
         const std::string_view text = line.text.substr(0, line.text.find('\0'));
         const bool isWhole = line.hasLineFeed && text.size() == line.text.size();
-        return !text.empty() && std::none_of(known.begin(), known.end(), [&](const TableLine& other) {
-            return isWhole ? other.text == text : other.text.substr(0, text.size()) == text;
-        });
+        const auto found = known.lower_bound(text);  // the first line that can begin with the text
+        const bool isKnown =
+            found != known.end() && (isWhole ? *found : found->substr(0, text.size())) == text;
+        return !text.empty() && !isKnown;
     });
 }
 

@@ -225,8 +225,7 @@ StatementOutcome SqlConnection::runInSqlite(const std::string& statement) {
     if (changeAction_ != 0 && sqlite3_column_count(prepared) > 0) {
         throw Failure(
             "RETURNING would give the values as they are written in the statement, not as they are stored; "
-            "leave "
-            "it out, and ask with SELECT");
+            "leave it out, and ask with SELECT");
     }
     warnOfDamage();
     return step(prepared);
