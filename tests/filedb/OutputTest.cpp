@@ -38,6 +38,8 @@ const std::vector<Character>& dangerousCharacters() {
         {"application program command, the last of C1", "\xC2\x9F", "\\u009f"},
         {"soft hyphen", "\xC2\xAD", "\\u00ad"},
         {"Arabic letter mark", "\xD8\x9C", "\\u061c"},
+        {"Hangul filler", "\xE3\x85\xA4", "\\u3164"},
+        {"variation selector", "\xEF\xB8\x8F", "\\ufe0f"},
         {"zero-width space", "\xE2\x80\x8B", "\\u200b"},
         {"zero-width joiner", "\xE2\x80\x8D", "\\u200d"},
         {"left-to-right mark", "\xE2\x80\x8E", "\\u200e"},

@@ -84,5 +84,23 @@ TEST_F(UsageTest, TellsADirectoryWithoutPermissionFromOneThatIsNotThere) {
                                  temporary.file("none") + "_filedb is not a directory; check the path\n"}));
 }
 
+TEST_F(UsageTest, NamesTheRemedyForADirectoryThatCannotBeWritten) {
+    prepare({"create table t (a text)"});
+    const std::string journal = directory() + "/master_rollback";
+    ASSERT_EQ(0, chmod(journal.c_str(), 0400));
+    ASSERT_EQ(0, chmod(directory().c_str(), 0500));
+    ProgramOptions options;
+    options.heedsModes = true;
+    const ProgramResult changing = run("shell", {"-c", "insert into t values ('x')"}, options);
+    const ProgramResult looking = run("shell", {"--read-only", "-c", "select count(*) from t"}, options);
+    ASSERT_EQ(0, chmod(directory().c_str(), 0755));
+    ASSERT_EQ(0, chmod(journal.c_str(), 0600));
+    EXPECT_EQ(changing.status, 2);
+    EXPECT_NE(changing.err.find("; run it as a user who may write there, or open it for reading only\n"),
+              std::string::npos)
+        << changing.err;
+    EXPECT_EQ(looking.status, 0) << looking.err;
+}
+
 }  // namespace
 }  // namespace Kalt::Vemo::Test

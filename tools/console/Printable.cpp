@@ -19,7 +19,8 @@ constexpr const char* kPlainInShell =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_./-+,:@";
 
 // The control characters (ESC and DEL among them, and those of two bytes), the format characters (which turn
-// the direction of writing or take no room), and the separators of lines.
+// the direction of writing or take no room), the separators of lines, and what else is not seen, such as
+// fillers.
 bool isWrittenOut(utf8proc_int32_t codePoint) {
     switch (utf8proc_category(codePoint)) {
         case UTF8PROC_CATEGORY_CC:
@@ -28,7 +29,7 @@ bool isWrittenOut(utf8proc_int32_t codePoint) {
         case UTF8PROC_CATEGORY_ZP:
             return true;
         default:
-            return false;
+            return utf8proc_get_property(codePoint)->ignorable;
     }
 }
 

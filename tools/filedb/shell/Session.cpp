@@ -1,5 +1,7 @@
 #include "shell/Session.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <functional>
@@ -112,11 +114,18 @@ Session::Session(const PathArgument& path, Access access, Damage damage, LongLin
     std::error_code ignored;
     if (access == Access::kChange || std::filesystem::is_directory(namedDirectory_, ignored)) {
         path.requireDirectory();
-        use_.emplace(namedDirectory_);
+        openForChanges();
+    }
+}
+
+void Session::openForChanges() {
+    use_.emplace(namedDirectory_);
+    std::error_code ignored;
+    if (std::filesystem::is_directory(namedDirectory_, ignored)) {
         heedUnfinishedCommit(namedDirectory_);
         use_->announce();  // the journal was read
-        open(path.base());
     }
+    open(path_.base());
 }
 
 // The engine's start forgets which working copies were to be copied over their tables.
@@ -153,8 +162,7 @@ void Session::requireOpen(bool mayMake) {
         throw NoDatabase("no database at " + namedDirectory_ +
                          "; check the path, or make one with CREATE TABLE");
     }
-    use_.emplace(namedDirectory_);
-    open(path_.base());
+    openForChanges();
     if (std::exchange(beginsLater_, false)) {
         transaction_.emplace(database_);
     }
@@ -164,8 +172,12 @@ void Session::open(const std::string& base) {
     const bool isOpen = database_.init(base);
     const std::string errors = joined(log_.takeErrors());
     if (!isOpen) {
-        throw Trouble(namedDirectory_ + ": the database cannot be opened: " +
-                      (errors.empty() ? "its journal cannot be used" : errors));
+        const bool isForbidden =
+            access_ != Access::kLook && access(namedDirectory_.c_str(), W_OK | X_OK) != 0;
+        throw Trouble(
+            namedDirectory_ +
+            ": the database cannot be opened: " + (errors.empty() ? "its journal cannot be used" : errors) +
+            (isForbidden ? "; run it as a user who may write there, or open it for reading only" : ""));
     }
     directory_ = base + kDirectorySuffix;
 }

@@ -95,6 +95,7 @@ public:
     void rollback() override;
 
 private:
+    void openForChanges();
     void open(const std::string& base);
     template <typename Action>
     auto reporting(Action action);
