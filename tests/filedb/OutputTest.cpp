@@ -213,11 +213,16 @@ TEST(RecentRateTest, TellsTheLastSecondsAlone) {
     EXPECT_EQ(rate.perSecond(), 0.0);
 }
 
-TEST(RecentRateTest, ASecondMomentThatIsTheFirstTellsNothing) {
+TEST(RecentRateTest, ShortMomentsTellNothing) {
+    const RecentRate::Clock::time_point start{};
     RecentRate rate;
-    rate.note({}, 1);
-    rate.note({}, 5);
-    EXPECT_EQ(rate.perSecond(), std::nullopt);
+    rate.note(start, 0);
+    for (const int milliseconds : {0, 1, 49}) {
+        rate.note(start + std::chrono::milliseconds(milliseconds), 5);
+        EXPECT_EQ(rate.perSecond(), std::nullopt);
+    }
+    rate.note(start + std::chrono::milliseconds(50), 5);
+    EXPECT_EQ(rate.perSecond(), 100.0);
 }
 
 }  // namespace

@@ -210,6 +210,17 @@ TEST_F(RestoreTest, TakesNothingFromWhatIsNoFile) {
     EXPECT_EQ(1, result.status);
 }
 
+TEST_F(RestoreTest, LeavesTheOriginalOfATableThatEqualledItsWorkingCopy) {
+    ASSERT_NO_FATAL_FAILURE(
+        plantAndRepair({{"t.table", kNote + "'a'~1\nzz\n"}, {"t.backup", kNote + "'a'~1\nzz\n"}}, 3));
+    const ProgramResult result = restore();
+    EXPECT_EQ(kAside +
+                  "t.rejects:1: not taken: too few fields: 1 for 2 columns; correct it there\n"
+                  "0 tables, 0 rows taken back; 1 not taken, see above\n",
+              result.out);
+    EXPECT_EQ(1, result.status);
+}
+
 TEST_F(RestoreTest, LeavesTheOriginalOfATableThatWasOnlyMended) {
     ASSERT_NO_FATAL_FAILURE(plantAndRepair({{"t.table", kNote + "a~1\n"}}, 0));
     EXPECT_EQ(kNothing, restore().out);

@@ -20,6 +20,7 @@ constexpr const char* kClearLine = "\r\x1b[K";
 
 // Long enough to be read, short enough to be true of now.
 constexpr auto kRatePeriod = std::chrono::seconds(3);
+constexpr auto kShortestPeriod = std::chrono::milliseconds(50);  // a rate of less is chance
 
 std::string minutesAndSeconds(double seconds) {
     const auto whole = static_cast<long>(seconds);
@@ -38,10 +39,11 @@ void RecentRate::note(Clock::time_point now, double done) {
 }
 
 std::optional<double> RecentRate::perSecond() const {
-    if (samples_.size() < 2 || samples_.front().time == samples_.back().time) {
+    const std::chrono::duration<double> time =
+        samples_.empty() ? Clock::duration::zero() : samples_.back().time - samples_.front().time;
+    if (time < kShortestPeriod) {
         return std::nullopt;
     }
-    const std::chrono::duration<double> time = samples_.back().time - samples_.front().time;
     return (samples_.back().done - samples_.front().done) / time.count();
 }
 

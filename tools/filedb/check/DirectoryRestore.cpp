@@ -121,7 +121,7 @@ std::optional<std::string> DirectoryRestore::read(const std::string& name) {
 
 // The journal that was set aside tells it; where no journal line named the working copy any more, the table
 // that equals it does.
-bool DirectoryRestore::isWhatACommitReplaced(const std::string& table) const {
+bool DirectoryRestore::isWhatACommitReplaced(const std::string& table, const std::string& text) const {
     const auto entry = journal_.entries().find(table);
     if (journal_.isCopying() && entry != journal_.entries().end()) {
         // A table with a broken definition was set aside, and no commit took its place.
@@ -129,7 +129,7 @@ bool DirectoryRestore::isWhatACommitReplaced(const std::string& table) const {
     }
     const std::string name = table + kBackupSuffix;
     const TableExamination copy(name, RawFile::read(source_ + "/" + name).text);
-    return copy.isWhole() && liveText(table) == copy.mendedText();
+    return copy.isWhole() && copy.text() != text && liveText(table) == copy.mendedText();
 }
 
 std::optional<std::string> DirectoryRestore::liveText(const std::string& table) const {
@@ -184,7 +184,7 @@ void DirectoryRestore::restoreTable(const std::string& table, const std::string&
     if (live == content.text()) {
         return;
     }
-    if (isWhatACommitReplaced(table)) {
+    if (isWhatACommitReplaced(table, content.text())) {
         say(source_ + "/" + name, "left there: it is from before the commit that the repair has finished");
         print();
         return;

@@ -53,7 +53,7 @@ private:
                   const TableExamination& live);
     std::string whyNotReplaced(const std::string& table, const TableExamination& content) const;
     std::optional<std::string> liveText(const std::string& table) const;
-    bool isWhatACommitReplaced(const std::string& table) const;
+    bool isWhatACommitReplaced(const std::string& table, const std::string& text) const;
     std::optional<std::string> read(const std::string& name);
     void replace(const std::string& table, const std::string& text);
     void refuse(const std::string& place, const std::string& reason);
