@@ -214,10 +214,11 @@ TEST_F(ImportTest, AWorkingCopyThatMayHoldNewerRowsIsNotRunOver) {
     writeFile(directory() + "/t.backup", kHead + "'old'~1~1\n'newer'~2~2\n");
     const std::string rows = given("a,n\nx,3\n");
     EXPECT_EQ(run("import", {"t", rows}),
-              (ProgramResult{
-                  1, "",
-                  "filedb import: table t has a working copy from a crash, t.backup, which may hold newer "
-                  "rows; filedb repair settles that, --force imports all the same\n"}));
+              (ProgramResult{2, "",
+                             "filedb import: " + directory() +
+                                 "/t.backup: a commit was interrupted, and opening the database for changes "
+                                 "would lose what it "
+                                 "left; run filedb repair first\n"}));
     EXPECT_EQ(records(), "'old'~1~1\n");
     EXPECT_EQ(listDirectory(directory()),
               (std::vector<std::string>{"master_rollback", "t.backup", "t.table"}));
@@ -271,6 +272,23 @@ TEST_F(ImportTest, ReadsJsonLines) {
     plant("");
     EXPECT_EQ(run("import", {"t", "-", "--format", "jsonl"}, options).status, 0);
     EXPECT_EQ(records(), "NULL~8~1\n");
+}
+
+TEST_F(ImportTest, WhatAnInterruptedCommitLeftIsNotLost) {
+    plant("'a'~1~1\n");
+    writeFile(directory() + "/u.backup", "a~ROWID\n4~1\n\n'x'~1\n");
+    writeFile(directory() + "/master_rollback", "1\n\x04~u\n");
+    const Files before = readFiles(directory());
+    const std::string refusal =
+        directory() +
+        "/u.backup: a commit was interrupted, and opening the database for changes would lose "
+        "what it left; run filedb repair first\n";
+    EXPECT_EQ(run("import", {"t", given("n\n1\n")}), (ProgramResult{2, "", "filedb import: " + refusal}));
+    const ProgramResult dump = run("dump", {});
+    EXPECT_EQ(run("load", {given(dump.out, "rows.dump")}), (ProgramResult{2, "", "filedb load: " + refusal}));
+    EXPECT_EQ(run("subs", {"save", "--uri", "u", "--device", "d", "--resource", "r"}).status, 2);
+    EXPECT_EQ(readFiles(directory()), before);
+    EXPECT_EQ(run("import", {"t", given("n\n1\n"), "--force"}).status, 0);
 }
 
 TEST_F(ImportTest, AnErrorInJsonLinesNamesItsLine) {

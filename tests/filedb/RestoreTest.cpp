@@ -170,6 +170,15 @@ TEST_F(RestoreTest, UndoesNoCommitThatTheRepairHasFinished) {
     EXPECT_EQ((Files{{"master_rollback", "0\n"}, {"t.table", kNote}}), database());
 }
 
+TEST_F(RestoreTest, UndoesNoCommitThatWasLeftToTheNextOpening) {
+    plant({{"master_rollback", "0\n1~t\n"}, {"t.table", kNote + "'deleted'~1\n"}, {"t.backup", kNote}});
+    ASSERT_EQ(0, repair().status);
+    EXPECT_EQ(kAside + "t.table: left there: it is from before the commit that the repair has finished\n" +
+                  kNothing,
+              restore().out);
+    EXPECT_EQ(kNote, table());
+}
+
 TEST_F(RestoreTest, UndoesNoCommitThatTheRepairHasFinishedWithoutAJournalLine) {
     ASSERT_NO_FATAL_FAILURE(plantAndRepair({{"t.table", ""}, {"t.backup", kNote + "'a'~1\n"}}, 0));
     const ProgramResult result = restore();

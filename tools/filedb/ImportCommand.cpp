@@ -75,7 +75,9 @@ int importFile(const Options& options) {
     const std::string format = formatOf(options);
     const char delimiter = delimiterFrom(options.delimiter, format);
     InputFile file(options.file, "a CSV or JSON file");
-    const DatabaseUse database(PathArgument(options.path), DatabaseUse::Missing::kRefused);
+    const DatabaseUse database(
+        PathArgument(options.path), DatabaseUse::Missing::kRefused,
+        options.isForced ? DatabaseUse::Unfinished::kLost : DatabaseUse::Unfinished::kRefused);
     const StoredTable stored(database.directory(), options.table);
     const std::optional<Unsoundness> unsound = unsoundnessOf(database.directory(), stored);
     if (unsound && unsound->isOfDefinition) {

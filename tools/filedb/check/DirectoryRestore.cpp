@@ -123,7 +123,7 @@ std::optional<std::string> DirectoryRestore::read(const std::string& name) {
 // that equals it does.
 bool DirectoryRestore::isWhatACommitReplaced(const std::string& table, const std::string& text) const {
     const auto entry = journal_.entries().find(table);
-    if (journal_.isCopying() && entry != journal_.entries().end()) {
+    if (entry != journal_.entries().end() && (journal_.isCopying() || entry->second.isCopiedAtInit)) {
         // A table with a broken definition was set aside, and no commit took its place.
         return entry->second.operation == Operation::dropTable || liveText(table);
     }

@@ -12,16 +12,14 @@
 #include "DatabaseException.h"
 #include "EngineAccess.h"
 #include "FileUtils.h"
-#include "Journal.h"
 #include "SqlText.h"
 #include "TableMetaData.h"
 #include "Utils.h"
-#include "check/DirectoryExamination.h"
 #include "check/FindingsReport.h"
 #include "check/TableExamination.h"
+#include "check/UnfinishedCommit.h"
 #include "console/Printable.h"
 #include "files/RawFile.h"
-#include "files/Snapshot.h"
 #include "sql/Literals.h"
 #include "sql/SqlLexer.h"
 #include "sql/StoredForm.h"
@@ -107,7 +105,11 @@ Session::Session(const PathArgument& path, Access access, Damage damage, LongLin
     if (access == Access::kLook) {
         path.requireDirectory();
         copy_.emplace(path);
-        heedUnfinishedCommit(copy_->path().directory());
+        const UnfinishedCommit commit(copy_->path().directory());
+        for (const std::string& table : commit.tables()) {
+            damages_[table] =
+                table + kBackupSuffix + ": left by a commit that was interrupted, may hold newer rows";
+        }
         open(copy_->path().base());
         return;
     }
@@ -121,36 +123,11 @@ Session::Session(const PathArgument& path, Access access, Damage damage, LongLin
 void Session::openForChanges() {
     use_.emplace(namedDirectory_);
     std::error_code ignored;
-    if (std::filesystem::is_directory(namedDirectory_, ignored)) {
-        heedUnfinishedCommit(namedDirectory_);
+    if (damage_ != Damage::kAccepted && std::filesystem::is_directory(namedDirectory_, ignored)) {
+        UnfinishedCommit(namedDirectory_).requireNone(namedDirectory_, optionToForce());
         use_->announce();  // the journal was read
     }
     open(path_.base());
-}
-
-// The engine's start forgets which working copies were to be copied over their tables.
-void Session::heedUnfinishedCommit(const std::string& directory) {
-    const std::string journal = RawFile::read(pathIn(directory, kJournalName)).text;
-    if (journal.rfind(kCopyingState, 0) != 0 && tableNames(directory, kBackupSuffix).empty()) {
-        return;
-    }
-    const DirectoryExamination examination(Snapshot::ofLocked(directory));
-    const std::set<std::string> tables = examination.unfinishedTables();
-    if (access_ == Access::kLook) {
-        for (const std::string& table : tables) {
-            damages_[table] =
-                table + kBackupSuffix + ": left by a commit that was interrupted, may hold newer rows";
-        }
-        return;
-    }
-    if (damage_ != Damage::kAccepted && (!tables.empty() || examination.journal().isCopying())) {
-        const std::string name = tables.empty() ? kJournalName : *tables.begin() + kBackupSuffix;
-        throw Trouble(
-            pathIn(namedDirectory_, name) +
-            ": a commit was interrupted, and opening the database for changes would lose what it left; "
-            "run filedb repair first" +
-            optionToForce());
-    }
 }
 
 void Session::requireOpen(bool mayMake) {

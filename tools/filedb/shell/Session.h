@@ -101,7 +101,6 @@ private:
     auto reporting(Action action);
     ResultSet query(const EngineStatement& statement);
     void requireChangesAllowed() const;
-    void heedUnfinishedCommit(const std::string& directory);
     const char* optionToForce() const {
         return damage_ == Damage::kRefusedUnlessForced ? ", or give --force" : "";
     }

@@ -1,6 +1,7 @@
 #include "subs/SubscriptionStore.h"
 
 #include "VEMOFileSubscriptionDB.h"
+#include "check/UnfinishedCommit.h"
 #include "console/ExitStatus.h"
 #include "requests/OtherClient.h"
 
@@ -32,6 +33,8 @@ SubscriptionStore::SubscriptionStore(const PathArgument& path, Access access, in
         copy_.emplace(path);
     } else {
         use_.emplace(path.directory());
+        UnfinishedCommit(path.directory()).requireNone(path.directory());
+        use_->announce();  // the journal was read
     }
     store_ = opened(copy_ ? copy_->path().base() : path.base(), path.directory(), expirySeconds, log_);
 }

@@ -1,6 +1,10 @@
 #include "transfer/DatabaseUse.h"
 
+#include <filesystem>
+#include <system_error>
+
 #include "FileDatabase.h"
+#include "check/UnfinishedCommit.h"
 #include "console/ExitStatus.h"
 
 namespace Kalt::Vemo::Tool {
@@ -28,8 +32,12 @@ void recoverDatabase(const std::string& base, const std::string& named, LogListe
     }
 }
 
-DatabaseUse::DatabaseUse(const PathArgument& path, Missing missing)
+DatabaseUse::DatabaseUse(const PathArgument& path, Missing missing, Unfinished unfinished)
     : directory_(requireUsable(path, missing).directory()), use_(directory_) {
+    std::error_code ignored;
+    if (unfinished == Unfinished::kRefused && std::filesystem::is_directory(directory_, ignored)) {
+        UnfinishedCommit(directory_).requireNone(directory_);
+    }
     recoverDatabase(path.base(), directory_, log_);
     use_.lock();      // the opening has made a journal that was missing
     use_.announce();  // and has closed it

@@ -21,9 +21,11 @@ void recoverDatabase(const std::string& base, const std::string& named, LogListe
 class DatabaseUse {
 public:
     enum class Missing { kRefused, kMade };
+    /// What an interrupted commit has left and the opening would lose.
+    enum class Unfinished { kRefused, kLost };
 
     /// Throws: Trouble when there is no database, another process has it open, or it cannot be opened.
-    DatabaseUse(const PathArgument& path, Missing missing);
+    DatabaseUse(const PathArgument& path, Missing missing, Unfinished unfinished = Unfinished::kRefused);
 
     const std::string& directory() const { return directory_; }
 
