@@ -45,10 +45,11 @@ void UnfinishedCommit::requireNone(const std::string& directory, const std::stri
         return;
     }
     const std::string name = tables_.empty() ? kJournalName : *tables_.begin() + kBackupSuffix;
-    throw Trouble(pathIn(directory, name) +
-                  ": a commit was interrupted, and opening the database for changes would lose what it left; run "
-                  "filedb repair first" +
-                  otherRemedy);
+    throw Trouble(
+        pathIn(directory, name) +
+        ": a commit was interrupted, and opening the database for changes would lose what it left; run "
+        "filedb repair first" +
+        otherRemedy);
 }
 
 }  // namespace Kalt::Vemo::Tool

@@ -5,8 +5,8 @@
 
 namespace Kalt::Vemo::Tool {
 
-/// What an interrupted commit has left in a directory, and what a start of the engine would forget: its journal
-/// and the working copies that were to be copied over their tables.
+/// What an interrupted commit has left in a directory, and what a start of the engine would forget: its
+/// journal and the working copies that were to be copied over their tables.
 class UnfinishedCommit {
 public:
     /// Looks at the directory; at its journal and its names alone where those tell that there is nothing.
