@@ -47,6 +47,16 @@ TEST_F(DiffTest, EqualDatabasesGiveNothing) {
     EXPECT_EQ(run("diff", {other()}), (ProgramResult{0, "", ""}));
 }
 
+TEST_F(DiffTest, ShowsRowIdsAsSignedNumbers) {
+    prepareOther({"INSERT INTO boxes VALUES (-5, 'five', NULL), (-6, 'six', NULL)"});
+    EXPECT_EQ(run("diff", {other()}),
+              (ProgramResult{
+                  1, "boxes +-6 id=-6 note='six' size=NULL\nboxes +-5 id=-5 note='five' size=NULL\n", ""}));
+    const ProgramResult json = run("diff", {other(), "--json"});
+    EXPECT_NE(json.out.find("\"rowid\":-5,"), std::string::npos) << json;
+    EXPECT_NE(json.out.find("\"rowid\":-6,"), std::string::npos) << json;
+}
+
 TEST_F(DiffTest, TellsEveryKindOfDifference) {
     prepareOther({"INSERT INTO rooms VALUES ('hall', 0)", "UPDATE rooms SET floor = 3 WHERE name = 'attic'",
                   "DELETE FROM rooms WHERE name = 'cellar'", "UPDATE boxes SET note = 'red', size = 2",

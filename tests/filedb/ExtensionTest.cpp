@@ -152,13 +152,15 @@ TEST_F(ExtensionTest, NamesWhatItCannotAttach) {
 }
 
 TEST_F(ExtensionTest, SkipsTablesThatSqliteCannotHave) {
-    prepare({"create table Rooms (a text)"});
+    prepare({"create table Rooms (a text)", "create table Sqlite_x (a text)"});
     writeFile(tableFile("broken"), "a~b\n");
     const ProgramResult result =
         sqlite(".log stderr\nselect vemofiledb_attach('" + path() + "');\nselect * from rooms;");
     EXPECT_NE(result.out.find("table rooms differs from Rooms in case only and is not shown"),
               std::string::npos)
         << result;
+    EXPECT_NE(result.out.find("table Sqlite_x is not shown: names that begin with sqlite_ are SQLite's own"),
+              std::string::npos);
     EXPECT_NE(result.out.find("table broken: its definition cannot be read; run filedb check"),
               std::string::npos);
     EXPECT_EQ(result.out.substr(result.out.size() - 3), "\n2\n") << result;

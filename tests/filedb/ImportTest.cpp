@@ -218,7 +218,7 @@ TEST_F(ImportTest, AWorkingCopyThatMayHoldNewerRowsIsNotRunOver) {
                              "filedb import: " + directory() +
                                  "/t.backup: a commit was interrupted, and opening the database for changes "
                                  "would lose what it "
-                                 "left; run filedb repair first\n"}));
+                                 "left; run filedb repair first, or give --force\n"}));
     EXPECT_EQ(records(), "'old'~1~1\n");
     EXPECT_EQ(listDirectory(directory()),
               (std::vector<std::string>{"master_rollback", "t.backup", "t.table"}));
@@ -282,10 +282,12 @@ TEST_F(ImportTest, WhatAnInterruptedCommitLeftIsNotLost) {
     const std::string refusal =
         directory() +
         "/u.backup: a commit was interrupted, and opening the database for changes would lose "
-        "what it left; run filedb repair first\n";
-    EXPECT_EQ(run("import", {"t", given("n\n1\n")}), (ProgramResult{2, "", "filedb import: " + refusal}));
+        "what it left; run filedb repair first";
+    EXPECT_EQ(run("import", {"t", given("n\n1\n")}),
+              (ProgramResult{2, "", "filedb import: " + refusal + ", or give --force\n"}));
     const ProgramResult dump = run("dump", {});
-    EXPECT_EQ(run("load", {given(dump.out, "rows.dump")}), (ProgramResult{2, "", "filedb load: " + refusal}));
+    EXPECT_EQ(run("load", {given(dump.out, "rows.dump")}),
+              (ProgramResult{2, "", "filedb load: " + refusal + "\n"}));
     EXPECT_EQ(run("subs", {"save", "--uri", "u", "--device", "d", "--resource", "r"}).status, 2);
     EXPECT_EQ(readFiles(directory()), before);
     EXPECT_EQ(run("import", {"t", given("n\n1\n"), "--force"}).status, 0);

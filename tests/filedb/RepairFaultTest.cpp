@@ -102,6 +102,7 @@ TEST_F(RepairFaultTest, AFullDiskOfAnySizeLosesNothingAndTheNextTryNeedsNoMoreRo
                             {"c.table", rows("new", 900)}};
     bool isDone = false;
     int failures = 0;
+    int countedFailures = 0;
     for (std::size_t blocks = 0; !isDone; ++blocks) {
         SCOPED_TRACE(std::to_string(blocks) + " blocks are free");
         clear();
@@ -123,6 +124,11 @@ TEST_F(RepairFaultTest, AFullDiskOfAnySizeLosesNothingAndTheNextTryNeedsNoMoreRo
             ASSERT_EQ(2, first.status) << first.out << first.err;
             EXPECT_THAT(first.err, HasSubstr("No space left on device"));
             EXPECT_THAT(first.err, HasSubstr("make room on that file system, then run the repair again"));
+            const auto tells = [&first](const char* text) {
+                return first.out.find(text) != std::string::npos;
+            };
+            EXPECT_EQ(tells(": rejected: "), tells("no longer in the database: ")) << first.out;
+            countedFailures += tells("no longer in the database: ") ? 1 : 0;
             const std::size_t freeAfter = disk.freeBlocks();
             const ProgramResult second = filedb(place, {"repair", "db"});
             EXPECT_EQ(freeAfter, disk.freeBlocks()) << "a try that fails leaves something behind";
@@ -143,6 +149,7 @@ TEST_F(RepairFaultTest, AFullDiskOfAnySizeLosesNothingAndTheNextTryNeedsNoMoreRo
         EXPECT_EQ(0, filedb(place, {"check", "db"}).status);
     }
     EXPECT_GT(failures, 3);
+    EXPECT_GT(countedFailures, 0);
 }
 
 TEST_F(RepairFaultTest, ARestoreOnAFullDiskLosesNothing) {
@@ -234,6 +241,18 @@ TEST_F(RepairFaultTest, SetsNothingAsideInTheDatabaseItself) {
         result.err);
     EXPECT_EQ(2, result.status);
     EXPECT_EQ(before, database());
+}
+
+TEST_F(RepairFaultTest, SetsNothingAsideInADirectoryOfTheDatabase) {
+    plant("master_rollback", "0\n");
+    std::filesystem::create_directory(path("sub"));
+    const ProgramResult result = repair({"--aside", "db_filedb/sub"});
+    EXPECT_EQ(
+        "filedb repair: db_filedb/sub is in the database itself; name another directory for what is set "
+        "aside\n",
+        result.err);
+    EXPECT_EQ(2, result.status);
+    EXPECT_EQ(0, repair({"--aside", "db_filedb_beside"}).status);
 }
 
 TEST_F(RepairFaultTest, MendsADatabaseThatIsAMountPoint) {

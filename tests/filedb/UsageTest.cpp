@@ -84,6 +84,15 @@ TEST_F(UsageTest, TellsADirectoryWithoutPermissionFromOneThatIsNotThere) {
                                  temporary.file("none") + "_filedb is not a directory; check the path\n"}));
 }
 
+TEST_F(UsageTest, HelpThatCannotBeWrittenIsTrouble) {
+    ProgramOptions options;
+    options.outputFile = "/dev/full";
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"--help"}, {"--version"}, {"check", "--help"}}) {
+        EXPECT_EQ(runProgram(words, options).status, 2);
+    }
+}
+
 TEST_F(UsageTest, NamesTheRemedyForADirectoryThatCannotBeWritten) {
     prepare({"create table t (a text)"});
     const std::string journal = directory() + "/master_rollback";

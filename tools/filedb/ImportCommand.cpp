@@ -77,7 +77,7 @@ int importFile(const Options& options) {
     InputFile file(options.file, "a CSV or JSON file");
     const DatabaseUse database(
         PathArgument(options.path), DatabaseUse::Missing::kRefused,
-        options.isForced ? DatabaseUse::Unfinished::kLost : DatabaseUse::Unfinished::kRefused);
+        options.isForced ? DatabaseUse::Unfinished::kLost : DatabaseUse::Unfinished::kRefusedUnlessForced);
     const StoredTable stored(database.directory(), options.table);
     const std::optional<Unsoundness> unsound = unsoundnessOf(database.directory(), stored);
     if (unsound && unsound->isOfDefinition) {

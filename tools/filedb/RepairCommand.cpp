@@ -21,10 +21,10 @@ nothing else can be missing; empty fields, quotes around numbers and the like ar
 the database stores the same value; records are sorted by ROWID.
 
 After a crash and a new start of the program no journal line names the working copy any more. It is then
-taken only for a table that is empty, or unsound and a beginning of the copy followed by other bytes. A
-sound table that differs from the copy is left together with the copy: both readings and the command
-for each are printed, the exit status is 1. Run one of the two, then the repair once more. The same holds
-for a damaged working copy of a committed transaction that has records which the table lacks.
+taken only for a table that is empty, or unsound and a beginning of the copy followed by the end of an
+older file. A sound table that differs from the copy is left together with the copy: both readings and the
+command for each are printed, the exit status is 1. Run one of the two, then the repair once more. The same
+holds for a damaged working copy of a committed transaction that has records which the table lacks.
 
 Everything else is set aside, nothing is deleted: the directory PATH_filedb.repair-N beside the database
 takes the original of every changed file, the working copies of transactions that were not committed,

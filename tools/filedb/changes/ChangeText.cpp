@@ -21,10 +21,14 @@ bool isAdded(const Change& change) {
            change.kind == Change::Kind::kLineAdded;
 }
 
+bool hasPlainRowId(const Change& change) {
+    return change.rowId.find_first_not_of("0123456789") == std::string::npos;
+}
+
 // A number as INTEGER values are shown, signed.
 std::string shownRowId(const Change& change) {
-    const bool isNumber = change.rowId.find_first_not_of("0123456789") == std::string::npos;
-    return isNumber ? shownValue({"", Column::Type::kInteger, false, false}, change.rowId) : change.rowId;
+    return hasPlainRowId(change) ? shownValue({"", Column::Type::kInteger, false, false}, change.rowId)
+                                 : change.rowId;
 }
 
 // ---- For people
@@ -105,8 +109,7 @@ const char* wordFor(Change::Kind kind) {
 
 Json rowId(const Change& change) {
     const std::string shown = shownRowId(change);
-    const bool isNumber = change.rowId.find_first_not_of("0123456789") == std::string::npos;
-    return isNumber && Json::accept(shown) ? Json::parse(shown) : jsonText(change.rowId);
+    return hasPlainRowId(change) && Json::accept(shown) ? Json::parse(shown) : jsonText(change.rowId);
 }
 
 }  // namespace

@@ -40,22 +40,26 @@ std::string baseOf(const std::string& database, const std::string& kind, const s
     return (directory / (name + kind)).string();
 }
 
+// What stands in the database the next repair would set aside.
+void requireOutside(const std::string& parent, const std::string& database) {
+    std::error_code ignored;
+    const std::filesystem::path directory = std::filesystem::weakly_canonical(database, ignored);
+    const std::filesystem::path named = std::filesystem::weakly_canonical(parent, ignored);
+    const auto differ = std::mismatch(directory.begin(), directory.end(), named.begin(), named.end());
+    if (differ.first == directory.end()) {
+        throw Trouble(parent + " is " +
+                      (std::filesystem::equivalent(parent, database, ignored) ? "" : "in ") +
+                      "the database itself; name another directory for what is set aside");
+    }
+}
+
 }  // namespace
 
 AsideDirectory::AsideDirectory(const std::string& database, const std::string& kind,
                                const std::string& parent)
     : database_(database), parent_(parent), base_(baseOf(database, kind, parent)), path_(nextPath()) {
-    std::error_code ignored;
-    const std::filesystem::path inside = std::filesystem::weakly_canonical(parent, ignored);
-    for (std::filesystem::path above = parent.empty() ? "" : inside; !above.empty();
-         above = above.parent_path()) {
-        if (std::filesystem::equivalent(above, database, ignored)) {
-            throw Trouble(parent + " is " + (above == inside ? "" : "in ") +
-                          "the database itself; name another directory for what is set aside");
-        }
-        if (above == above.root_path()) {
-            break;
-        }
+    if (!parent.empty()) {
+        requireOutside(parent, database);
     }
 }
 

@@ -18,13 +18,13 @@ class DirectoryExamination {
 public:
     /// What a working copy is good for.
     enum class CopyUse {
-        kNone,      // there is none, or no regular file
-        kFinish,    // its copy-over was interrupted: the table is to hold its content
-        kEqual,     // the table holds its content already
-        kCutShort,  // its copy-over was interrupted, and it is damaged: it has nothing that the table lacks
+        kNone,         // there is none, or no regular file
+        kFinish,       // its copy-over was interrupted: the table is to hold its content
+        kEqual,        // the table holds its content already
+        kCutShort,     // its copy-over was interrupted; damaged, with nothing that the table lacks
         kUncommitted,  // it was never to be copied over the table
         kUndecided,    // it may be either of kFinish and kUncommitted, and only a person can tell
-        kDamaged  // its copy-over was interrupted, and it is damaged, but has records that the table lacks
+        kDamaged       // its copy-over was interrupted; damaged, with records that the table lacks
     };
 
     /// A table's two files. An examination is there when the file is regular.

@@ -1,6 +1,7 @@
 #include "check/UnfinishedCommit.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <system_error>
 #include <vector>
 
@@ -24,13 +25,17 @@ bool hasWorkingCopy(const std::string& directory) {
             return EntryName::of(name).kind == EntryName::Kind::kCopy;
         });
     } catch (const std::system_error&) {
-        return true;  // the closer look tells why
+        return true;  // the closer look tells the cause
     }
 }
 
 }  // namespace
 
 UnfinishedCommit::UnfinishedCommit(const std::string& directory) {
+    std::error_code ignored;
+    if (!std::filesystem::is_directory(directory, ignored)) {
+        return;
+    }
     const std::string journal = RawFile::read(pathIn(directory, kJournalName)).text;
     if (journal.rfind(kCopyingState, 0) != 0 && !hasWorkingCopy(directory)) {
         return;

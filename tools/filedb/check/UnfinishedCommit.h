@@ -10,8 +10,8 @@ namespace Kalt::Vemo::Tool {
 class UnfinishedCommit {
 public:
     /// Looks at the directory; at its journal and its names alone where those tell that there is nothing.
-    /// Reads the journal, so DirectoryUse::announce() is to be called after it.
-    /// Throws: Trouble when the directory cannot be read.
+    /// There is nothing in a directory that does not exist. Reads the journal, so DirectoryUse::announce() is
+    /// to be called after it. Throws: Trouble when the directory cannot be read.
     explicit UnfinishedCommit(const std::string& directory);
 
     /// The tables whose working copy may hold newer rows.

@@ -148,7 +148,7 @@ std::vector<std::string> shownTables(DirectorySource& source) {
             sqlite3_log(SQLITE_WARNING, "%s", error.what());
             continue;
         }
-        if (upperCase(table).rfind("SQLITE_", 0) == 0) {
+        if (DatabaseModule::isSqlitesOwn(table)) {
             sqlite3_log(SQLITE_WARNING,
                         "table %s is not shown: names that begin with sqlite_ are SQLite's own",
                         table.c_str());

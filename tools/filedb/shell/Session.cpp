@@ -122,8 +122,7 @@ Session::Session(const PathArgument& path, Access access, Damage damage, LongLin
 
 void Session::openForChanges() {
     use_.emplace(namedDirectory_);
-    std::error_code ignored;
-    if (damage_ != Damage::kAccepted && std::filesystem::is_directory(namedDirectory_, ignored)) {
+    if (damage_ != Damage::kAccepted) {
         UnfinishedCommit(namedDirectory_).requireNone(namedDirectory_, optionToForce());
         use_->announce();  // the journal was read
     }

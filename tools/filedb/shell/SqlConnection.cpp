@@ -17,7 +17,6 @@ namespace Kalt::Vemo::Tool {
 namespace {
 
 constexpr const char* kModule = "filedb";
-constexpr const char* kReservedPrefix = "SQLITE_";
 
 std::string quotedName(const std::string& name) {
     return "\"" + name + "\"";
@@ -328,7 +327,7 @@ void SqlConnection::connectTables() {
 void SqlConnection::connectTable(const std::string& table) {
     try {
         const std::string definition = session_.schemaOf(table).definition();
-        if (upperCase(table).rfind(kReservedPrefix, 0) == 0) {
+        if (DatabaseModule::isSqlitesOwn(table)) {
             throw Failure("table " + table +
                           ": names that begin with sqlite_ are SQLite's own; statements with --raw reach it");
         }

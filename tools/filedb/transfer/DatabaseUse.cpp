@@ -1,8 +1,5 @@
 #include "transfer/DatabaseUse.h"
 
-#include <filesystem>
-#include <system_error>
-
 #include "FileDatabase.h"
 #include "check/UnfinishedCommit.h"
 #include "console/ExitStatus.h"
@@ -34,9 +31,9 @@ void recoverDatabase(const std::string& base, const std::string& named, LogListe
 
 DatabaseUse::DatabaseUse(const PathArgument& path, Missing missing, Unfinished unfinished)
     : directory_(requireUsable(path, missing).directory()), use_(directory_) {
-    std::error_code ignored;
-    if (unfinished == Unfinished::kRefused && std::filesystem::is_directory(directory_, ignored)) {
-        UnfinishedCommit(directory_).requireNone(directory_);
+    if (unfinished != Unfinished::kLost) {
+        const bool canForce = unfinished == Unfinished::kRefusedUnlessForced;
+        UnfinishedCommit(directory_).requireNone(directory_, canForce ? ", or give --force" : "");
     }
     recoverDatabase(path.base(), directory_, log_);
     use_.lock();      // the opening has made a journal that was missing

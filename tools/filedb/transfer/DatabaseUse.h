@@ -22,7 +22,11 @@ class DatabaseUse {
 public:
     enum class Missing { kRefused, kMade };
     /// What an interrupted commit has left and the opening would lose.
-    enum class Unfinished { kRefused, kLost };
+    enum class Unfinished {
+        kRefused,
+        kRefusedUnlessForced,  ///< the same, and the error names the option that accepts the loss
+        kLost
+    };
 
     /// Throws: Trouble when there is no database, another process has it open, or it cannot be opened.
     DatabaseUse(const PathArgument& path, Missing missing, Unfinished unfinished = Unfinished::kRefused);

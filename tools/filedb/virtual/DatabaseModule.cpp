@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "console/ExitStatus.h"
+#include "sql/SqlLexer.h"
 
 namespace Kalt::Vemo::Tool {
 
@@ -235,6 +236,10 @@ int DatabaseModule::add(sqlite3* database, const char* name, Connect connect) {
     static const sqlite3_module kModule = module();
     return sqlite3_create_module_v2(database, name, &kModule, new Connect(std::move(connect)),
                                     [](void* data) { delete static_cast<Connect*>(data); });
+}
+
+bool DatabaseModule::isSqlitesOwn(const std::string& table) {
+    return upperCase(table).rfind("SQLITE_", 0) == 0;
 }
 
 }  // namespace Kalt::Vemo::Tool

@@ -23,6 +23,9 @@ public:
     /// Makes a module known to a connection, which then owns `connect`.
     /// @return SQLite's result code
     static int add(sqlite3* database, const char* name, Connect connect);
+
+    /// Whether SQLite keeps the name for itself, so that no virtual table can have it.
+    static bool isSqlitesOwn(const std::string& table);
 };
 
 }  // namespace Kalt::Vemo::Tool
